@@ -1,0 +1,79 @@
+/// @file
+/// Result codes. 0 is success; every code of the runtime is negative.
+///
+/// No `Error` crosses the interface as an exception. A failure of the operating system that an operation
+/// passes on (an occupied port in `Stub::start`) is the positive `errno`.
+#pragma once
+
+#include "Vorn35/vorn_typedef.h"
+
+namespace Vorn35 {
+
+inline constexpr Error VORN_ERR_NONE_ = 0;
+
+// 0x8000000n: reported by the process that a message reached.
+
+/// `Stub::start`: the name is taken in this process.
+inline constexpr Error VORN_ERR_ALREADY_USED_NAME_ = static_cast<Error>(0x80000001U);
+/// No addressee in the process asked; or a `Proxy` that is not connected was asked to send.
+inline constexpr Error VORN_ERR_OBJECT_IS_NOT_EXIST_ = static_cast<Error>(0x80000002U);
+/// The `Stub` has no member under the message's code.
+inline constexpr Error VORN_ERR_NOT_SUPPORT_CODE_ = static_cast<Error>(0x80000003U);
+/// Reserved; nothing raises it.
+inline constexpr Error VORN_ERR_NOT_IMPLEMENT_ = static_cast<Error>(0x80000004U);
+/// A return arrived after its time limit.
+inline constexpr Error VORN_ERR_REMOTE_TIMEOUT_ = static_cast<Error>(0x80000005U);
+/// Too many messages wait in the process.
+inline constexpr Error VORN_ERR_BUSY_ = static_cast<Error>(0x80000006U);
+/// The process is shutting down.
+inline constexpr Error VORN_ERR_SHUTDOWN_ = static_cast<Error>(0x80000007U);
+
+// 0xC000000n: raised on the caller's side.
+
+/// An `await_` operation ran out of time.
+inline constexpr Error VORN_ERR_LOCAL_TIMEOUT_ = static_cast<Error>(0xC0000000U);
+/// A queued message could not go out because its connection is gone.
+inline constexpr Error VORN_ERR_NOT_CONNECTED_TCP_ = static_cast<Error>(0xC0000001U);
+/// The caller's buffer is too small for the answer.
+inline constexpr Error VORN_ERR_BOUNDOUT_BUFFER_ = static_cast<Error>(0xC0000002U);
+/// The send was refused on the local side.
+inline constexpr Error VORN_ERR_BUSY_LOCALHOST_ = static_cast<Error>(0xC0000003U);
+/// More bytes than the member's buffer, or a datagram, holds.
+inline constexpr Error VORN_ERR_TOO_BIG_SIZE_ = static_cast<Error>(0xC0000004U);
+/// The `Stub` or `Proxy` is not started.
+inline constexpr Error VORN_ERR_IS_NOT_CREATED_ = static_cast<Error>(0xC0000005U);
+/// An `await_` operation was given a null `Promise`.
+inline constexpr Error VORN_ERR_NULL_RETURN_OBJECT_ = static_cast<Error>(0xC0000006U);
+/// A link was asked for while one stands.
+inline constexpr Error VORN_ERR_ALREADY_CONNECTED_ = static_cast<Error>(0xC0000007U);
+/// `start` on an object that is started.
+inline constexpr Error VORN_ERR_ALREADY_CREATED_ = static_cast<Error>(0xC0000008U);
+/// The TCP connection dropped.
+inline constexpr Error VORN_ERR_DISCONNECTED_TCP_ = static_cast<Error>(0xC0000009U);
+/// `post` found its block not clean.
+inline constexpr Error VORN_ERR_DURTY_MEMORY_ = static_cast<Error>(0xC000000AU);
+/// Reserved; nothing raises it.
+inline constexpr Error VORN_ERR_OVERLAPED_PACKET_ = static_cast<Error>(0xC000000BU);
+
+// 0xD000000n: state and memory.
+
+/// `post` without a block taken for writing.
+inline constexpr Error VORN_ERR_DONT_GET_ = static_cast<Error>(0xD0000000U);
+/// A block could not be had.
+inline constexpr Error VORN_ERR_EMPTY_VORN_MEMORY_ = static_cast<Error>(0xD0000001U);
+/// Reserved; nothing raises it.
+inline constexpr Error VORN_ERR_EMPTY_PROCESS_MEMORY_ = static_cast<Error>(0xD0000002U);
+/// There is no value to hand out.
+inline constexpr Error VORN_ERR_NOT_EXIST_SYNC_DATA_ = static_cast<Error>(0xD0000003U);
+/// `read` found an empty history.
+inline constexpr Error VORN_ERR_EMPTY_HISTORY_ = static_cast<Error>(0xD0000004U);
+/// The address is taken in this process.
+inline constexpr Error VORN_ERR_ALREADY_USED_ADDR_ = static_cast<Error>(0xD0000005U);
+/// The runtime is not up: `initialize` first.
+inline constexpr Error VORN_ERR_NOT_INITIALIZE_ = static_cast<Error>(0xD0000006U);
+
+/// Name of a result code, for instance "VORN_ERR_BUSY_"; "VORN_ERR_UNKNOWN_" for any other number.
+/// The text is static. Any thread.
+const char* get_err_str(Error _err);
+
+}  // namespace Vorn35

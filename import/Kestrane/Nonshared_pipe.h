@@ -1,0 +1,113 @@
+/// @file
+/// A first-in-first-out queue between threads of one process, with a bound chosen by each push.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <mutex>
+#include <utility>
+
+#include "Kestrane/_chrono.h"
+
+namespace Kestrane {
+
+/// Queue of `T`. Any thread may call any operation.
+///
+/// The bound comes with the push: it is refused when the length is greater than `limit`, so the pipe reaches
+/// a length of `limit` + 1 and no more. After `proc_shutdown` nothing enters and `eproc_receive` gives
+/// nothing out; what is still inside can be had with `eproc_pop`.
+template <class T>
+class Nonshared_pipe {
+public:
+    /// Result of the `eproc_` operations. In a class derived from a pipe the name `Error` means this one.
+    enum Error : int {
+        none = 0,
+        success = 0,
+        shutdown = 1,      ///< The pipe is not valid any more.
+        busy = 2,          ///< The length is above the bound.
+        unknown = 3,       ///< `eproc_pop`: there is no item.
+        canceled = 4,      ///< Reserved; nothing returns it.
+        wait_timeout = 5,  ///< Reserved; nothing returns it.
+    };
+
+    explicit Nonshared_pipe(std::size_t _max_size) : max_size(_max_size) {}
+    Nonshared_pipe(const Nonshared_pipe&) = delete;
+    Nonshared_pipe& operator=(const Nonshared_pipe&) = delete;
+
+    bool test_empty() {
+        const std::lock_guard guard(lock);
+        return queue.empty();
+    }
+
+    /// False: a pipe has no bound of its own.
+    bool test_full() { return false; }
+
+    /// Appends unless the length is greater than `_limit`; wakes nobody.
+    [[nodiscard]] Error eproc_push(const T& _item, std::size_t _limit) {
+        const std::lock_guard guard(lock);
+        if (!valid) return shutdown;
+        if (queue.size() > _limit) return busy;
+        queue.push_back(_item);
+        return success;
+    }
+
+    /// `eproc_push`, and one receiver is woken, also when the push was refused as busy.
+    [[nodiscard]] Error eproc_send(const T& _item, std::size_t _limit) {
+        const Error result = eproc_push(_item, _limit);
+        if (result != shutdown) event.notify_one();
+        return result;
+    }
+
+    /// Waits for an item and takes it. `shutdown` as soon as the pipe is not valid, items or none.
+    [[nodiscard]] Error eproc_receive(T* _item_) {
+        std::unique_lock guard(lock);
+        event.wait(guard, [this] { return !valid || !queue.empty(); });
+        if (!valid) return shutdown;
+        take(_item_);
+        return success;
+    }
+
+    /// The same in waits of `_seconds` each, without end: the time is the length of one wait and not of the
+    /// operation. Whether the pipe is valid is looked at on entry only, so a shutdown does not end the wait.
+    [[nodiscard]] Error eproc_receive_timeout(T* _item_, double _seconds) {
+        std::unique_lock guard(lock);
+        if (!valid) return shutdown;
+        while (queue.empty()) event.wait_for(guard, to_duration(_seconds));
+        take(_item_);
+        return success;
+    }
+
+    /// Takes the first item without waiting, also after `proc_shutdown`; `unknown` when there is none.
+    [[nodiscard]] Error eproc_pop(T* _item_) {
+        const std::lock_guard guard(lock);
+        if (queue.empty()) return unknown;
+        take(_item_);
+        return success;
+    }
+
+    /// Ends the pipe and wakes all receivers.
+    void proc_shutdown() {
+        {
+            const std::lock_guard guard(lock);
+            valid = false;
+        }
+        event.notify_all();
+    }
+
+protected:
+    bool valid = true;  ///< Guarded by `lock`.
+    std::condition_variable event;
+    std::mutex lock;       ///< Guards `valid` and `queue`. Held by nothing that calls out of the pipe.
+    std::size_t max_size;  ///< Kept, and compared with nothing.
+
+private:
+    void take(T* _item_) {
+        *_item_ = std::move(queue.front());
+        queue.pop_front();
+    }
+
+    std::deque<T> queue;  ///< Guarded by `lock`.
+};
+
+}  // namespace Kestrane

@@ -1,0 +1,22 @@
+/// @file
+/// Readers of INI files. Each call parses the file anew.
+///
+/// No file, or one that is not an INI file, gives the default. A file that lacks the section or the key, or
+/// whose value is not a number where one is asked for, is an error: whoever writes a file writes all of its
+/// keys.
+#pragma once
+
+#include <string>
+
+namespace Kestrane {
+
+/// The value of a key, in lower case; the default as it is.
+/// @throws std::runtime_error when the file lacks the section or the key.
+std::string get_lwr_string_from_ini_file(const char* file, const char* section, const char* key,
+                                         const char* default_value);
+
+/// The value of a key, as a number.
+/// @throws std::runtime_error when the file lacks the section or the key, or the value is not an `int`.
+int get_integer_from_ini_file(const char* file, const char* section, const char* key, int default_value);
+
+}  // namespace Kestrane

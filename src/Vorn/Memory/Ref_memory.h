@@ -1,0 +1,83 @@
+/// @file
+/// The process-wide allocator of reference-counted blocks.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <mutex>
+
+#include "Vorn35/vorn_typedef.h"
+
+namespace Vorn35 {
+
+/// Handle of one block: the block's own address as a number; 0 for none.
+using mm_t = std::uintptr_t;
+using ref_count_t = std::size_t;
+
+/// Diagnostic record of one live block. Entries are written blank; the keys of the table are what counts.
+struct Allocs_position {
+    const char* srcfile = nullptr;
+    const int srclines = 0;
+    const char* srcfunc = nullptr;
+};
+using allocs_t = std::map<mm_t, Allocs_position>;
+
+/// Layout of a block. The usable contents follow at once.
+struct struct_smart_memory {
+    std::atomic<ref_count_t> ref;  ///< A new block starts at 1.
+    std::size_t siz;               ///< The size that was asked for.
+
+    void* buf() { return this + 1; }
+};
+
+/// What a block costs beyond the size asked for, its own header included.
+inline constexpr std::size_t c_block_overhead = 52;
+static_assert(sizeof(struct_smart_memory) <= c_block_overhead);
+
+/// Allocator of blocks. One reference belongs to one holder; the last `proc_free` returns the block.
+///
+/// Any thread may call any operation. There is no size limit and no pooling; exhausting the heap raises
+/// `std::bad_alloc`. A block outlives its allocator: blocks still held when the allocator is destroyed (a
+/// `History` that an application keeps past `finalize`) stay valid, and their last holder frees them.
+class Ref_memory {
+public:
+    std::size_t alloc_total = 0;  ///< Sum of `siz` over the live blocks. Guarded by `mtx`.
+    /// Guards `alloc_total` and `allocs`. Innermost of all locks: nothing is taken under it.
+    std::mutex mtx;
+    allocs_t allocs;  ///< Its keys are the live blocks. Guarded by `mtx`.
+
+    Ref_memory() = default;
+    Ref_memory(const Ref_memory&) = delete;
+    Ref_memory& operator=(const Ref_memory&) = delete;
+
+    /// Takes `mtx` and returns with it held: the allocator stands still until `proc_continue`.
+    virtual void proc_stop();
+    virtual void proc_continue();
+    /// A new block with a count of 1, contents not cleared. Always 0 with this allocator.
+    virtual Error eproc_alloc(mm_t* _mm_, std::size_t _size);
+    /// Gives one reference back; the block dies with the last.
+    virtual void proc_free(mm_t _mm);
+    /// Adds a reference and returns the new count.
+    virtual ref_count_t add_ref_get(mm_t _mm);
+    virtual ref_count_t get_ref(mm_t _mm);
+    virtual void* get_addr(mm_t _mm);
+    virtual std::size_t get_size(mm_t _mm);
+    /// True for every block: this allocator has no guard bytes.
+    virtual bool is_clean_memory(mm_t _mm);
+
+    /// `proc_free`, and the handle becomes 0. A null handle: nothing.
+    void safe_free(mm_t* _mm_);
+    /// `add_ref_get`; 0 for a null handle.
+    ref_count_t safe_add_ref(mm_t _mm);
+    /// Walks the live blocks and prints nothing.
+    void printf_alloc_state();
+
+    virtual ~Ref_memory();
+};
+
+/// The allocator of the running process; null before `initialize_memory` and after `finalize_memory`.
+extern Ref_memory* gp_memory;
+
+}  // namespace Vorn35

@@ -1,0 +1,44 @@
+#include "Vorn35/vorn_error.h"
+
+namespace Vorn35 {
+
+const char* get_err_str(Error _err) {
+// A macro, since only the preprocessor makes a text of a name.
+#define VORN_NAME_OF(name) \
+    case name:             \
+        return #name
+    switch (_err) {
+        VORN_NAME_OF(VORN_ERR_NONE_);
+        VORN_NAME_OF(VORN_ERR_ALREADY_USED_NAME_);
+        VORN_NAME_OF(VORN_ERR_OBJECT_IS_NOT_EXIST_);
+        VORN_NAME_OF(VORN_ERR_NOT_SUPPORT_CODE_);
+        VORN_NAME_OF(VORN_ERR_NOT_IMPLEMENT_);
+        VORN_NAME_OF(VORN_ERR_REMOTE_TIMEOUT_);
+        VORN_NAME_OF(VORN_ERR_BUSY_);
+        VORN_NAME_OF(VORN_ERR_SHUTDOWN_);
+        VORN_NAME_OF(VORN_ERR_LOCAL_TIMEOUT_);
+        VORN_NAME_OF(VORN_ERR_NOT_CONNECTED_TCP_);
+        VORN_NAME_OF(VORN_ERR_BOUNDOUT_BUFFER_);
+        VORN_NAME_OF(VORN_ERR_BUSY_LOCALHOST_);
+        VORN_NAME_OF(VORN_ERR_TOO_BIG_SIZE_);
+        VORN_NAME_OF(VORN_ERR_IS_NOT_CREATED_);
+        VORN_NAME_OF(VORN_ERR_NULL_RETURN_OBJECT_);
+        VORN_NAME_OF(VORN_ERR_ALREADY_CONNECTED_);
+        VORN_NAME_OF(VORN_ERR_ALREADY_CREATED_);
+        VORN_NAME_OF(VORN_ERR_DISCONNECTED_TCP_);
+        VORN_NAME_OF(VORN_ERR_DURTY_MEMORY_);
+        VORN_NAME_OF(VORN_ERR_OVERLAPED_PACKET_);
+        VORN_NAME_OF(VORN_ERR_DONT_GET_);
+        VORN_NAME_OF(VORN_ERR_EMPTY_VORN_MEMORY_);
+        VORN_NAME_OF(VORN_ERR_EMPTY_PROCESS_MEMORY_);
+        VORN_NAME_OF(VORN_ERR_NOT_EXIST_SYNC_DATA_);
+        VORN_NAME_OF(VORN_ERR_EMPTY_HISTORY_);
+        VORN_NAME_OF(VORN_ERR_ALREADY_USED_ADDR_);
+        VORN_NAME_OF(VORN_ERR_NOT_INITIALIZE_);
+        default:
+            return "VORN_ERR_UNKNOWN_";
+    }
+#undef VORN_NAME_OF
+}
+
+}  // namespace Vorn35
