@@ -1,0 +1,79 @@
+/// @file
+/// `Stub`: a service that other processes reach by its address or by its name.
+#pragma once
+
+#include "Vorn35/vorn_error.h"
+#include "Vorn35/vorn_typedef.h"
+
+namespace Vorn35 {
+
+class _Stub;
+
+/// A service of this process. Owns one TCP port (and the UDP port of the same number) while it is started,
+/// and holds the members that are published there: `Stub_call` and its like, one per kind and code.
+///
+/// Members come about in two ways. Integrated: an application class derives from the member classes, which
+/// all share one virtual `Stub`. Each: a member is built with a `const Stub&` and attached to that `Stub`,
+/// which must outlive it; destroying any such member stops the whole `Stub`.
+///
+/// Threads: any operation may be called from any thread, also from a callback. Callbacks run on the runtime's
+/// listener threads with no lock held. `stop` does not wait for a callback that runs; do not destroy an
+/// object while one of its callbacks may run.
+///
+/// @code
+/// struct Clock : Vorn35::Stub_call {
+///     Clock() : Stub_call(1, sizeof(double)) {}
+///     Vorn35::Error on_call(Vorn35::Addr, const void*, Vorn35::Pksize, void* _out_, Vorn35::Pksize* _size_,
+///     double,
+///                           double) override;
+/// };
+/// Clock clock;
+/// Vorn35::Port port = 0;
+/// clock.start("clock", &port);
+/// @endcode
+class Stub {
+public:
+    Stub();
+    /// The copy refers to the same service and owns nothing of it: it must not outlive the original.
+    Stub(const Stub& _other) = default;
+    Stub& operator=(const Stub&) = delete;
+    /// Stops the service, if it is started, and takes every trace of it out of the runtime.
+    virtual ~Stub();
+
+    /// Opens the port and publishes the name.
+    /// @param _name_ at most 20 characters; null for a service that is reached by address only.
+    /// @param _port_ in: the port wanted, 0 for any. Out: the port opened.
+    /// @return 0; "VORN_ERR_ALREADY_CREATED_", "VORN_ERR_NOT_INITIALIZE_", "VORN_ERR_ALREADY_USED_NAME_"
+    /// (also for a
+    ///         name that a stopped service of this process had), "VORN_ERR_ALREADY_USED_ADDR_"; or a positive
+    ///         `errno`, for instance `EADDRINUSE` when another program has the port.
+    Error start(const char* _name_, Port* _port_);
+    /// The same for callers that hold no pointer to a port; the port opened is not told.
+    Error start_for_python(const char* _name_, int _port);
+    /// Closes the port. Established connections stay up and learn with their next request that the service is
+    /// gone. No `on_unlink` and no `on_disconnect` follow.
+    ///
+    /// From a callback the stop is deferred for good: the service counts as stopped and can be started again,
+    /// but its old port stays open, and messages go on reaching it.
+    /// @return 0, or "VORN_ERR_IS_NOT_CREATED_".
+    Error stop();
+    bool is_started();
+
+protected:
+    /// A client has connected. Its requests may follow at once.
+    virtual void on_connect(Addr _proxy_addr);
+    /// A client's connection is gone, after the `on_unlink` of each of its links.
+    virtual void on_disconnect(Addr _proxy_addr);
+
+    /// For a member that is attached to an existing service: from here on this object refers to that one.
+    void attach(const Stub& _stub);
+    /// The end of such a member: stops the service and lets go of it.
+    void detach();
+
+    _Stub* _op;
+
+private:
+    friend class _Stub;
+};
+
+}  // namespace Vorn35

@@ -1,0 +1,122 @@
+#include "Vorn/INet_Relay/EPoll/epoll.h"
+
+#include <sys/epoll.h>
+#include <sys/socket.h>
+
+#include <utility>
+
+#include "Vorn/INet_Relay/EPoll/reap.h"
+
+namespace Vorn35 {
+
+std::mutex ooo;
+int ooo_count = 0;
+
+namespace {
+
+void free_all(token_queue_t* _queue) {
+    for (; !_queue->empty(); _queue->pop()) _queue->front().free();
+}
+
+void control(int _operation, int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events) {
+    epoll_event event{};
+    event.events = _events;
+    event.data.ptr = _record;
+    _record->baton.fetch_add(1, std::memory_order_release);
+    ::epoll_ctl(_epoll, _operation, _record->socket, &event);
+}
+
+/// Destroys a record that is not handed to a worker any more.
+void destroy_overlapped_tcp(std::unique_ptr<struct_epoll_overlapped_tcp> _record, Socket _ended) {
+    {
+        const std::lock_guard lock(ooo);
+        --ooo_count;
+    }
+    retire(std::move(_record), _ended);
+}
+
+}  // namespace
+
+struct_epoll_overlapped_ex::~struct_epoll_overlapped_ex() {
+    recv_token.free();
+    free_all(&send_queue);
+}
+
+struct_epoll_overlapped_tcp::~struct_epoll_overlapped_tcp() {
+    free_all(&ack_wait_q);
+}
+
+ks_clock_t relay_clock() {
+    return std::chrono::steady_clock::now();
+}
+
+void watch(int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events) {
+    control(EPOLL_CTL_ADD, _epoll, _record, _events);
+}
+
+void arm(int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events) {
+    control(EPOLL_CTL_MOD, _epoll, _record, _events);
+}
+
+struct_epoll_overlapped_tcp* new_overlapped_tcp(Socket _socket, enum_socket_type _type, Addr _local_addr,
+                                                Addr _remote_addr) {
+    auto* const record = new struct_epoll_overlapped_tcp(_socket, _type, _local_addr, _remote_addr);
+    const std::lock_guard lock(ooo);
+    ++ooo_count;
+    return record;
+}
+
+int delete_overlapped(struct_epoll_overlapped_tcp* _record) {
+    token_queue_t undelivered;
+    Socket ended = -1;
+    {
+        // An in-flight send has ended once the lock is had: no step of the send worker blocks under it.
+        const std::lock_guard lock(_record->send_queue_lock);
+        if (_record->ended) return 0;
+        _record->ended = true;
+        _record->send_state = false;
+        undelivered.swap(_record->send_queue);
+        ended = end_socket(_record);
+    }
+    const bool server = _record->is_server_side();
+    for (; !undelivered.empty(); undelivered.pop()) {
+        return_undelivered(undelivered.front(), VORN_ERR_NOT_CONNECTED_TCP_, server);
+    }
+    destroy_overlapped_tcp(std::unique_ptr<struct_epoll_overlapped_tcp>(_record), ended);
+    return 0;
+}
+
+void return_undelivered(Token _token, Error _error, bool _to_stub) {
+    if (!_token.has_header()) return;
+    _token.free_data();
+    // The header may be shared (heartbeat, acknowledgement), so the error form is made on a copy.
+    Token notice;
+    notice.alloc_header_force();
+    Packet* const pkt = notice.get_header_packet();
+    *pkt = *_token.get_header_packet();
+    const bool is_return = pkt->is_signal_return() || pkt->is_call_return() ||
+                           pkt->is_delegate_signal_return() || pkt->is_delegate_call_return();
+    const bool has_form = pkt->backward_error_switch(_error);
+    // The return had been addressed to a `Proxy`; its cancel is for our `Stub`.
+    if (_to_stub && is_return) pkt->set_client_gate_port(pkt->get_src_port());
+    if (!has_form || send_sdk__(notice, pkt) != 0) notice.free();
+    _token.free_header();
+}
+
+int clear_establish_map(establish_map_t* _map) {
+    for (const auto& [addr, record] : *_map) {
+        destroy_overlapped_tcp(std::unique_ptr<struct_epoll_overlapped_tcp>(record), end_socket(record));
+    }
+    _map->clear();
+    return 0;
+}
+
+int clear_connect_map(connect_map_t* _map) {
+    return clear_establish_map(_map);
+}
+
+void print_ooo() {
+    const std::lock_guard lock(ooo);
+}
+
+}  // namespace Vorn35

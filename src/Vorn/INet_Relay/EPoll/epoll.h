@@ -1,0 +1,212 @@
+/// @file
+/// Connection records, the relay's tables and the operations on them that both sides of TCP and UDP share.
+///
+/// One record per socket. Its pointer is the data of every epoll event of that socket, and one-shot events
+/// drive a small state machine, so at most one worker per direction works on a record at a time.
+///
+/// Who touches what:
+///  - the receiving side of a record (`recv_*`): the worker of the direction alone, until the record is
+///  reaped;
+///  - the sending side: whoever holds `send_queue_lock`;
+///  - the tables: under their locks, and a record that is in a table is alive.
+/// A record that ends goes to `retire` (reap.h), which frees it when no worker can still have it in hand.
+///
+/// Lock order, outermost first: `g_client_lock` or `g_establish_server_map_lock` (never both); a record's
+/// `send_queue_lock`; its `ack_wait_q_lock`, or `ooo`. `g_udp_refs_mutex` and then `g_udp_map_lock` and a UDP
+/// record's `send_queue_lock` stand apart.
+#pragma once
+
+#include <atomic>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <queue>
+#include <set>
+
+#include "Vorn/INet_Relay/inet_relay.h"
+#include "Vorn35/vorn_error.h"
+
+namespace Vorn35 {
+
+using Socket = int;
+using token_queue_t = std::queue<Token, std::deque<Token>>;
+
+enum enum_socket_type : std::int32_t {
+    c_socket_udp = 0,
+    c_socket_listener = 1,
+    c_socket_init_server = 2,  ///< Accepted, opening exchange under way.
+    c_socket_init_client = 3,  ///< Connecting, or opening exchange under way.
+    c_socket_server = 4,       ///< Accepted and established.
+    c_socket_client = 5,       ///< Client and established.
+    c_socket_idle = 6,         ///< Never assigned.
+};
+
+/// Base of every record; used alone for a listener.
+struct struct_epoll_overlapped {
+    std::atomic<Socket> socket;          ///< -1 when closed.
+    std::atomic<enum_socket_type> type;  ///< Changes only forward, from an init type to its established one.
+    Addr local_addr;
+
+    /// Passed on when a worker arms the record for another one, so that what it wrote is seen there.
+    std::atomic<unsigned> baton{0};
+
+    struct_epoll_overlapped(Socket _socket, enum_socket_type _type, Addr _local_addr)
+        : socket(_socket), type(_type), local_addr(_local_addr) {}
+    struct_epoll_overlapped(const struct_epoll_overlapped&) = delete;
+    struct_epoll_overlapped& operator=(const struct_epoll_overlapped&) = delete;
+    virtual ~struct_epoll_overlapped() = default;
+};
+using epoll_overlapped_t = struct_epoll_overlapped;
+
+/// Adds the two directions; used alone for UDP.
+struct struct_epoll_overlapped_ex : struct_epoll_overlapped {
+    Token recv_token;          ///< The message being received; owned. The receive worker's alone.
+    token_queue_t send_queue;  ///< Unbounded; owned. The front token is the one being sent.
+    /// Guards `send_queue`, `send_state`, `send_buf`, `send_len` (once established), `header_send`,
+    /// `b_remove_client` and `ended`. Below the tables' locks.
+    std::mutex send_queue_lock;
+    bool send_state = false;                         ///< The send worker is armed or at work for this record.
+    std::atomic<ks_clock_t> recv_clk{ks_clock_t{}};  ///< Last bytes received.
+    std::uint8_t* recv_buf = nullptr;
+    std::size_t recv_len = 0;                        ///< Bytes still awaited for the current piece.
+    std::atomic<ks_clock_t> send_clk{ks_clock_t{}};  ///< Last activity towards the peer; a heartbeat counts.
+    std::uint8_t* send_buf =
+        nullptr;               ///< Next bytes to send. Null: the front of the queue is a closing marker.
+    std::size_t send_len = 0;  ///< Bytes left in the current piece.
+    bool ended = false;        ///< Given to `retire`; nothing may be queued or armed any more.
+
+    using struct_epoll_overlapped::struct_epoll_overlapped;
+    ~struct_epoll_overlapped_ex() override;
+};
+using epoll_overlapped_ex_t = struct_epoll_overlapped_ex;
+
+/// One TCP connection. The relay owns it from socket creation to `delete_overlapped`.
+///
+/// A closing marker is an empty `Token` in `send_queue`: when it reaches the front, the write side closes.
+struct struct_epoll_overlapped_tcp : struct_epoll_overlapped_ex {
+    const Addr remote_addr;  ///< Server as dialled, or peer as accepted. Key of all tables.
+    Port gate_port_of_local = 0;
+    Tcp_header tcp_server_header;  ///< Sent by the server side, received by the client side.
+    Tcp_header tcp_client_header;  ///< The other way.
+    bool header_send = false;      ///< The current piece is a `Header`, not the payload.
+    /// `del_client` was called: do not reconnect, refuse new messages. Written under `g_client_lock` and
+    /// `send_queue_lock`, so either is enough to read it.
+    bool b_remove_client = false;
+    bool b_cut =
+        false;  ///< Found silent and shut down; stays tabled until its worker sees the end. `g_client_lock`.
+    token_queue_t ack_wait_q;  ///< Server side: headers of returns sent and not yet acknowledged; owned.
+    /// Guards `ack_wait_q`. Innermost of the relay.
+    std::mutex ack_wait_q_lock;
+
+    struct_epoll_overlapped_tcp(Socket _socket, enum_socket_type _type, Addr _local_addr, Addr _remote_addr)
+        : struct_epoll_overlapped_ex(_socket, _type, _local_addr), remote_addr(_remote_addr) {}
+    ~struct_epoll_overlapped_tcp() override;
+
+    bool is_server_side() const {
+        const auto kind = type.load();
+        return kind == c_socket_server || kind == c_socket_init_server;
+    }
+};
+using epoll_overlapped_tcp_t = struct_epoll_overlapped_tcp;
+
+using establish_map_t = std::map<Addr, struct_epoll_overlapped_tcp*>;
+using connect_map_t = establish_map_t;
+using udp_map_t = std::map<Port, struct_epoll_overlapped_ex*>;
+using udp_refs_t = std::map<Port, std::size_t>;
+
+// Event masks.
+inline constexpr std::uint32_t c_arm_send = 0xC0000004;  ///< EPOLLET, EPOLLONESHOT, EPOLLOUT; also a connect.
+inline constexpr std::uint32_t c_force_connect =
+    0xC0000005;                                          ///< The same and EPOLLIN: wakes a hanging connect.
+inline constexpr std::uint32_t c_arm_recv = 0x40000001;  ///< EPOLLONESHOT, EPOLLIN.
+inline constexpr std::uint32_t c_watch_input = 0x80000001;  ///< EPOLLET, EPOLLIN: listener, UDP receive.
+inline constexpr std::uint32_t c_parked =
+    0x80000008;  ///< EPOLLET, EPOLLERR: UDP socket with nothing to send.
+
+// Configuration; written once by `initialize_inet`.
+extern bool g_auto_disconnect;
+extern bool g_server_socket_reuse;
+extern int g_listen_backlog;
+extern bool g_server_linger_use;
+extern int g_server_linger_time;
+extern bool g_server_nagle_off_use;
+extern bool g_client_linger_use;
+extern int g_client_linger_time;
+extern bool g_client_nagle_off_use;
+
+/// Listeners by port; owned. Changed by `add_server` and `del_server` only, whose callers exclude each other
+/// (they hold the processor's `mutex_01` exclusive).
+extern std::map<Port, struct_epoll_overlapped*> g_server_map;
+
+/// Guards the four tables of client records. Outermost lock of the relay.
+extern std::mutex g_client_lock;
+extern connect_map_t g_connect_map;             ///< Connecting, or in the opening exchange.
+extern establish_map_t g_establish_client_map;  ///< Established.
+extern connect_map_t g_connect_fail_map;        ///< Waiting for the next reconnect; socket -1.
+/// Removed by `del_client` while their address was taken into use again: they live to their end here, out of
+/// the way of their successor.
+extern std::set<struct_epoll_overlapped_tcp*> g_closing_clients;
+
+/// Guards `g_establish_server_map`. Outermost lock of the relay; never together with `g_client_lock`.
+extern std::mutex g_establish_server_map_lock;
+extern establish_map_t g_establish_server_map;
+
+/// Guards `g_udp_refs` and the making and closing of UDP sockets. Above `g_udp_map_lock`.
+extern std::mutex g_udp_refs_mutex;
+extern udp_refs_t g_udp_refs;
+/// Guards `g_udp_map`: a record found under it is alive while it is held. Above a UDP record's
+/// `send_queue_lock`.
+extern std::mutex g_udp_map_lock;
+extern udp_map_t g_udp_map;
+
+/// Guards `ooo_count`, the number of live TCP records. A leaf.
+extern std::mutex ooo;
+extern int ooo_count;
+
+// The epoll instances; -1 when closed.
+extern int epoll_tcp_init;
+extern int epoll_tcp_recv;
+extern int epoll_tcp_send;
+extern int epoll_udp_recv;
+extern int epoll_udp_send;
+
+extern send_sdk_t* send_sdk__;
+
+/// The one shared heartbeat; every queue entry holds a reference to its header, which nobody writes.
+extern Token heartbeat_token;
+extern Packet* heartbeat_pkt;
+
+/// The steady clock now.
+ks_clock_t relay_clock();
+
+/// Adds the record to an epoll instance, or arms it there again. The caller may not touch what the worker of
+/// that instance owns afterwards. Results are not looked at: a record that has ended is in no instance.
+void watch(int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events);
+void arm(int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events);
+
+struct_epoll_overlapped_tcp* new_overlapped_tcp(Socket _socket, enum_socket_type _type, Addr _local_addr,
+                                                Addr _remote_addr);
+/// Ends a TCP record that is in no table: closes the socket, turns what was queued into errors, and retires
+/// the record. Safe to call twice.
+int delete_overlapped(struct_epoll_overlapped_tcp* _record);
+void print_ooo();
+
+/// Destroys every record of a table without a word to the processor. Only when no worker runs.
+int clear_establish_map(establish_map_t* _map);
+int clear_connect_map(connect_map_t* _map);
+
+/// A message that could not be delivered: tells the local sender by the error form of the message, if it has
+/// one, and gives the token back.
+/// @param _to_stub the message had been sent by a `Stub`, to which an undelivered return comes back as its
+/// cancel.
+void return_undelivered(Token _token, Error _error, bool _to_stub);
+
+// Supervision, called by `inet_interval_event` in this order.
+void timer_cancel_connect(ks_clock_t _clk);
+void timer_shutdown_server(ks_clock_t _clk);
+void timer_shutdown_client(ks_clock_t _clk);
+void timer_reconnect_client();
+/// Queues the shared heartbeat. The caller holds the lock of the record's table.
+int request_send_hearbeat(struct_epoll_overlapped_tcp* _record);
+
+}  // namespace Vorn35

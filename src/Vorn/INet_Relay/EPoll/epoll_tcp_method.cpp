@@ -1,0 +1,288 @@
+#include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+
+#include <algorithm>
+#include <new>
+
+#include "Vorn/INet_Relay/EPoll/reap.h"
+#include "Vorn/INet_Relay/EPoll/socket_call.h"
+
+namespace Vorn35 {
+
+namespace {
+
+/// Steps that one wake-up takes for one connection before the others get their turn.
+constexpr int c_steps_per_wake_up = 64;
+
+/// No header goes out whose size is not followed by that many bytes.
+void bound_payload(Token _token, Packet* _pkt_) {
+    const std::size_t held = _token.has_data() ? get_data_size(_token.data_mm) : 0;
+    if (_pkt_->get_data_size() > held) _pkt_->set_data_size(static_cast<Pksize>(held));
+}
+
+/// The front of the queue becomes the current piece; lock held, queue not empty.
+void start_front(struct_epoll_overlapped_tcp* _record) {
+    const Token front = _record->send_queue.front();
+    if (!front.has_header()) {
+        _record->send_buf = nullptr;
+        _record->send_len = 0;
+        return;
+    }
+    Packet* const pkt = front.get_header_packet();
+    if (_record->is_server_side()) wait_ack(_record, front, pkt);
+    _record->send_buf = pkt->get_header();
+    _record->send_len = Packet::get_header_size();
+    _record->header_send = true;
+}
+
+/// Accounts for bytes that went out of the current message; lock held. True: the message is complete.
+bool advance(struct_epoll_overlapped_tcp* _record, std::size_t _moved) {
+    const Token front = _record->send_queue.front();
+    if (_moved >= _record->send_len && _record->header_send && front.has_data()) {
+        _moved -= _record->send_len;
+        _record->header_send = false;
+        _record->send_buf = static_cast<std::uint8_t*>(front.get_data());
+        _record->send_len = front.get_header_packet()->get_data_size();
+    }
+    _record->send_buf += _moved;
+    _record->send_len -= _moved;
+    return _record->send_len == 0;
+}
+
+/// Header and payload, or what is left of them, in one system call; lock held.
+Transfer send_piece(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_) {
+    const Token front = _record->send_queue.front();
+    iovec pieces[2] = {{_record->send_buf, _record->send_len}, {}};
+    std::size_t count = 1;
+    if (_record->header_send && front.has_data()) {
+        pieces[1] = {front.get_data(), front.get_header_packet()->get_data_size()};
+        count = 2;
+    }
+    return send_stream(_record->socket, pieces, count, _moved_);
+}
+
+/// The message in `recv_token` is complete: the processor's from here on, and the next one may come.
+void deliver(struct_epoll_overlapped_tcp* _record) {
+    if (send_sdk__(_record->recv_token, _record->recv_token.get_header_packet()) != 0)
+        _record->recv_token.free();
+    _record->recv_token.reset();
+    request_recv_header(_record);
+}
+
+int request_recv_data(struct_epoll_overlapped_tcp* _record, Pksize _size) {
+    if (_record->recv_token.alloc_data(_size) != 0) throw std::bad_alloc();
+    _record->recv_len = _size;
+    _record->recv_buf = static_cast<std::uint8_t*>(_record->recv_token.get_data());
+    return 0;
+}
+
+void completed_recv_header(struct_epoll_overlapped_tcp* _record) {
+    Packet* const pkt = _record->recv_token.get_header_packet();
+    pkt->determine_arrival_clock(relay_clock());
+    const bool server = _record->is_server_side();
+    if (!server) completed_recv_client_header(_record);
+
+    if (pkt->get_data_size() != 0) {
+        request_recv_data(_record, pkt->get_data_size());
+    } else if (pkt->is_heartbeat()) {
+        request_recv_header(_record);
+    } else if (server && (pkt->is_signal_return_ack() || pkt->is_call_return_ack() ||
+                          pkt->is_delegate_signal_return_ack() || pkt->is_delegate_call_return_ack())) {
+        take_ack(_record);
+        request_recv_header(_record);
+    } else {
+        deliver(_record);
+    }
+}
+
+int end_of_stream(struct_epoll_overlapped_tcp* _record) {
+    if (_record->is_server_side()) return shutdown_server(_record);
+    unestablish_connect(_record);
+    return close_client(_record);
+}
+
+}  // namespace
+
+int request_recv_header(struct_epoll_overlapped_tcp* _record) {
+    _record->recv_token.reset_data();
+    if (!_record->recv_token.has_header()) _record->recv_token.alloc_header_force();
+    Packet* const pkt = _record->recv_token.get_header_packet();
+    pkt->initialize_packet(_record->local_addr.ip, ks_clock_t{}, c_no_limit);
+    const Addr here(c_loopback_ip, _record->gate_port_of_local);
+    if (_record->is_server_side()) {
+        pkt->set_to_stub(_record->remote_addr, here);
+    } else {
+        pkt->set_to_proxy(here, _record->remote_addr);
+    }
+    _record->recv_len = Packet::get_header_size();
+    _record->recv_buf = pkt->get_header();
+    return 0;
+}
+
+int recv_connection(struct_epoll_overlapped_tcp* _record) {
+    try {
+        for (int step = 0; step < c_steps_per_wake_up; ++step) {
+            std::size_t moved = 0;
+            switch (receive_stream(_record->socket, _record->recv_buf, _record->recv_len, &moved)) {
+                case Transfer::ended:
+                    return end_of_stream(_record);
+                case Transfer::would_block:
+                    arm(epoll_tcp_recv, _record, c_arm_recv);
+                    return 0;
+                case Transfer::moved:
+                    break;
+            }
+            _record->recv_clk = relay_clock();
+            _record->recv_buf += moved;
+            _record->recv_len -= moved;
+            if (_record->recv_len != 0) continue;
+            if (_record->recv_token.has_data()) {
+                deliver(_record);
+            } else {
+                completed_recv_header(_record);
+            }
+        }
+        arm(epoll_tcp_recv, _record, c_arm_recv);
+        return 0;
+    } catch (const std::bad_alloc&) {
+        // A message that no memory can be had for: the stream cannot be followed any further.
+        return end_of_stream(_record);
+    }
+}
+
+int send_connection(struct_epoll_overlapped_tcp* _record) {
+    std::unique_lock lock(_record->send_queue_lock);
+    if (_record->ended) return 0;
+    for (int step = 0; step < c_steps_per_wake_up; ++step) {
+        if (_record->send_queue.empty()) {
+            _record->send_state = false;
+            return 0;
+        }
+        if (_record->send_buf == nullptr) {
+            _record->send_queue.pop();
+            _record->send_state = false;
+            ::shutdown(_record->socket, SHUT_WR);
+            lock.unlock();
+            // An accepted connection ends here; a client's waits for the end of the other side.
+            if (_record->is_server_side()) delete_overlapped(_record);
+            return 0;
+        }
+        std::size_t moved = 0;
+        switch (send_piece(_record, &moved)) {
+            case Transfer::ended:
+                // The receiving side finds the failure.
+                _record->send_state = false;
+                return 0;
+            case Transfer::would_block:
+                arm(epoll_tcp_send, _record, c_arm_send);
+                return 0;
+            case Transfer::moved:
+                break;
+        }
+        _record->send_clk = relay_clock();
+        if (!advance(_record, moved)) continue;
+        _record->send_queue.front().free();
+        _record->send_queue.pop();
+        if (!_record->send_queue.empty()) start_front(_record);
+    }
+    arm(epoll_tcp_send, _record, c_arm_send);
+    return 0;
+}
+
+void queue_message(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _pkt_) {
+    bound_payload(_token, _pkt_);
+    const bool idle = _record->send_queue.empty();
+    _record->send_queue.push(_token);
+    if (!idle) return;
+    start_front(_record);
+    _record->send_state = true;
+    arm(epoll_tcp_send, _record, c_arm_send);
+}
+
+void queue_closing_marker(struct_epoll_overlapped_tcp* _record) {
+    const bool idle = _record->send_queue.empty();
+    _record->send_queue.push(Token{});
+    if (idle) {
+        start_front(_record);
+        _record->header_send = true;
+    }
+    // A queue that stands still after a failed send is woken, too: the worker finds the failure and ends it.
+    if (idle || !_record->send_state) {
+        _record->send_state = true;
+        arm(epoll_tcp_send, _record, c_arm_send);
+    }
+}
+
+void post_connection_event(struct_epoll_overlapped_tcp* _record, void (Packet::*_set_marker)(),
+                           Error _error) {
+    Token token;
+    token.alloc_header_force();
+    Packet* const pkt = token.get_header_packet();
+    pkt->initialize_packet(_record->local_addr.ip, relay_clock(), c_no_limit);
+    const Addr here(c_loopback_ip, _record->gate_port_of_local);
+    if (_record->is_server_side()) {
+        pkt->set_to_stub(_record->remote_addr, here);
+    } else {
+        pkt->set_to_proxy(here, _record->remote_addr);
+    }
+    pkt->initialize_header(0, 0, EMsg::null, 0, _error);
+    pkt->set_control_type();
+    (pkt->*_set_marker)();
+    if (send_sdk__(token, pkt) != 0) token.free();
+}
+
+Exchange send_opening(struct_epoll_overlapped_tcp* _record, Tcp_header* _header) {
+    while (_record->send_len != 0) {
+        auto* const bytes = reinterpret_cast<std::uint8_t*>(_header);
+        iovec piece{bytes + (Tcp_header::get_size() - _record->send_len), _record->send_len};
+        std::size_t moved = 0;
+        switch (send_stream(_record->socket, &piece, 1, &moved)) {
+            case Transfer::ended:
+                return Exchange::failed;
+            case Transfer::would_block:
+                arm(epoll_tcp_send, _record, c_arm_send);
+                return Exchange::under_way;
+            case Transfer::moved:
+                break;
+        }
+        _record->send_clk = relay_clock();
+        _record->send_len -= moved;
+    }
+    return Exchange::done;
+}
+
+Exchange recv_opening(struct_epoll_overlapped_tcp* _record, Tcp_header* _header_) {
+    while (_record->recv_len != 0) {
+        auto* const bytes = reinterpret_cast<std::uint8_t*>(_header_);
+        std::size_t moved = 0;
+        switch (receive_stream(_record->socket, bytes + (Tcp_header::get_size() - _record->recv_len),
+                               _record->recv_len, &moved)) {
+            case Transfer::ended:
+                return Exchange::failed;
+            case Transfer::would_block:
+                arm(epoll_tcp_recv, _record, c_arm_recv);
+                return Exchange::under_way;
+            case Transfer::moved:
+                break;
+        }
+        _record->recv_clk = relay_clock();
+        _record->recv_len -= moved;
+    }
+    return Exchange::done;
+}
+
+void set_option(struct_epoll_overlapped_tcp* _record, bool _nagle_off) {
+    if (_nagle_off) {
+        const int on = 1;
+        ::setsockopt(_record->socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    }
+    sockaddr_in local{};
+    socklen_t length = sizeof local;
+    ::getsockname(_record->socket, reinterpret_cast<sockaddr*>(&local), &length);
+    _record->local_addr = Addr(local.sin_addr.s_addr, ntohs(local.sin_port));
+    _record->gate_port_of_local = _record->local_addr.port;
+}
+
+}  // namespace Vorn35

@@ -1,0 +1,228 @@
+/// Server side of a connection. An established record is ended by the send worker alone; the receive worker,
+/// when it finds the end of the stream, puts the closing marker behind what is still to go out.
+
+#include <netinet/in.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+
+#include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
+#include "Vorn/INet_Relay/EPoll/reap.h"
+#include "Vorn/INet_Relay/EPoll/socket_call.h"
+
+namespace Vorn35 {
+
+std::map<Port, struct_epoll_overlapped*> g_server_map;
+std::mutex g_establish_server_map_lock;
+establish_map_t g_establish_server_map;
+
+namespace {
+
+int request_recv_server_init(struct_epoll_overlapped_tcp* _record) {
+    _record->recv_len = Tcp_header::get_size();
+    watch(epoll_tcp_recv, _record, c_arm_recv);
+    return 0;
+}
+
+int request_send_server_init(struct_epoll_overlapped_tcp* _record) {
+    _record->tcp_server_header.set_port_of_sender(_record->local_addr.port);
+    _record->tcp_server_header.set_port_of_receiver(_record->remote_addr.port);
+    _record->send_len = Tcp_header::get_size();
+    watch(epoll_tcp_send, _record, c_arm_send);
+    return 0;
+}
+
+/// Failures of one connection, which say nothing about the next.
+bool is_passing_failure(int _errno) {
+    switch (_errno) {
+        case ECONNABORTED:
+        case EPROTO:
+        case ENETDOWN:
+        case ENOPROTOOPT:
+        case EHOSTDOWN:
+        case ENONET:
+        case EHOSTUNREACH:
+        case EOPNOTSUPP:
+        case ENETUNREACH:
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+int add_server(Port* _port_) {
+    Port port = *_port_;
+    if (const int failure = request_listen(&port); failure != 0) throw failure;
+    if (const int failure = add_udp(port); failure != 0) {
+        del_server(port);
+        throw failure;
+    }
+    *_port_ = port;
+    return 0;
+}
+
+int request_listen(Port* _port_) {
+    const Socket fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP);
+    if (fd == -1) return errno;
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_port = htons(*_port_);
+    socklen_t length = sizeof local;
+    if (::bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) == -1 ||
+        ::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &length) == -1 ||
+        ::listen(fd, g_listen_backlog) == -1) {
+        const int failure = errno;
+        ::close(fd);
+        return failure;
+    }
+    *_port_ = ntohs(local.sin_port);
+    auto* const listener = new struct_epoll_overlapped(fd, c_socket_listener,
+                                                       Addr(local.sin_addr.s_addr, ntohs(local.sin_port)));
+    g_server_map[*_port_] = listener;
+    watch(epoll_tcp_init, listener, c_watch_input);
+    return 0;
+}
+
+void del_server(Port _port) {
+    del_udp(_port);
+    close_listener(_port);
+}
+
+void close_listener(Port _port) {
+    const auto found = g_server_map.find(_port);
+    if (found == g_server_map.end()) return;
+    std::unique_ptr<struct_epoll_overlapped> listener(found->second);
+    g_server_map.erase(found);
+    const Socket ended = end_socket(listener.get());
+    retire(std::move(listener), ended);
+}
+
+int accept(struct_epoll_overlapped* _listener) {
+    // The listener is edge-triggered: connections that arrived together are all taken now.
+    for (;;) {
+        sockaddr_in peer{};
+        socklen_t length = sizeof peer;
+        const Socket fd = uninterrupted([&] {
+            return ::accept4(_listener->socket, reinterpret_cast<sockaddr*>(&peer), &length,
+                             SOCK_NONBLOCK | SOCK_CLOEXEC);
+        });
+        if (fd == -1) {
+            if (errno == EAGAIN || errno == EWOULDBLOCK || _listener->socket == -1) return 0;
+            if (is_passing_failure(errno)) continue;
+            return -1;
+        }
+        const Addr remote(peer.sin_addr.s_addr, ntohs(peer.sin_port));
+        auto* const record = new_overlapped_tcp(fd, c_socket_init_server, _listener->local_addr, remote);
+        set_option(record, g_server_nagle_off_use);
+        request_recv_server_init(record);
+    }
+}
+
+int recv_server_init(struct_epoll_overlapped_tcp* _record) {
+    switch (recv_opening(_record, &_record->tcp_client_header)) {
+        case Exchange::failed:
+            return failed_server_init(_record);
+        case Exchange::under_way:
+            return 0;
+        case Exchange::done:
+            break;
+    }
+    _record->gate_port_of_local = _record->tcp_client_header.get_port_of_receiver();
+    return request_send_server_init(_record);
+}
+
+int send_server_init(struct_epoll_overlapped_tcp* _record) {
+    switch (send_opening(_record, &_record->tcp_server_header)) {
+        case Exchange::failed:
+            return failed_server_init(_record);
+        case Exchange::under_way:
+            return 0;
+        case Exchange::done:
+            break;
+    }
+    _record->type = c_socket_server;
+    establish_accept(_record);
+    request_recv_header(_record);
+    arm(epoll_tcp_recv, _record, c_arm_recv);
+    return 0;
+}
+
+int establish_accept(struct_epoll_overlapped_tcp* _record) {
+    {
+        const std::lock_guard lock(g_establish_server_map_lock);
+        g_establish_server_map.emplace(_record->remote_addr, _record);
+    }
+    post_connection_event(_record, &Packet::set_tcp_connected_from_client, VORN_ERR_NONE_);
+    return 0;
+}
+
+int unestablish_accept(struct_epoll_overlapped_tcp* _record) {
+    const std::lock_guard lock(g_establish_server_map_lock);
+    const auto found = g_establish_server_map.find(_record->remote_addr);
+    if (found == g_establish_server_map.end() || found->second != _record) return 0;
+    g_establish_server_map.erase(found);
+    post_connection_event(_record, &Packet::set_tcp_disconnected_from_client, VORN_ERR_DISCONNECTED_TCP_);
+    return 0;
+}
+
+int shutdown_server(struct_epoll_overlapped_tcp* _record) {
+    _record->recv_token.free();
+    unestablish_accept(_record);
+    const std::lock_guard lock(_record->send_queue_lock);
+    if (!_record->ended) queue_closing_marker(_record);
+    return 0;
+}
+
+int failed_send_server(struct_epoll_overlapped_tcp* _record) {
+    unestablish_accept(_record);
+    {
+        const std::lock_guard lock(_record->send_queue_lock);
+        _record->send_state = false;
+    }
+    return delete_overlapped(_record);
+}
+
+int failed_server_init(struct_epoll_overlapped_tcp* _record) {
+    return delete_overlapped(_record);
+}
+
+void wait_ack(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _pkt_) {
+    if (!_pkt_->is_signal_return() && !_pkt_->is_call_return()) return;
+    Token waiting;
+    waiting.set_header(_token);
+    const std::lock_guard lock(_record->ack_wait_q_lock);
+    _record->ack_wait_q.push(waiting);
+}
+
+void take_ack(struct_epoll_overlapped_tcp* _record) {
+    const std::lock_guard lock(_record->ack_wait_q_lock);
+    if (_record->ack_wait_q.empty()) return;
+    _record->ack_wait_q.front().free();
+    _record->ack_wait_q.pop();
+}
+
+int send_tcp_server(Addr _proxy_addr, Token _token, Packet* _pkt_) {
+    const std::lock_guard lock(g_establish_server_map_lock);
+    const auto found = g_establish_server_map.find(_proxy_addr);
+    if (found == g_establish_server_map.end()) return -1;
+    struct_epoll_overlapped_tcp* const record = found->second;
+    record->send_clk = relay_clock();
+    _pkt_->set_client_gate_port(0);
+    const std::lock_guard queue_lock(record->send_queue_lock);
+    if (!record->send_queue.empty() && _pkt_->is_information_udp()) {
+        _token.free();
+        return 0;
+    }
+    queue_message(record, _token, _pkt_);
+    return 0;
+}
+
+void print_server() {
+    const std::lock_guard lock(g_establish_server_map_lock);
+    for (const auto& [addr, record] : g_establish_server_map) static_cast<void>(record);
+}
+
+}  // namespace Vorn35

@@ -1,0 +1,56 @@
+/// @file
+/// The five workers. Each waits at its own epoll instance and runs the step that a record's type and the
+/// event call for. An event without data tells a worker to leave.
+#pragma once
+
+#include <sys/epoll.h>
+
+#include <cerrno>
+#include <string>
+
+#include "Vorn/INet_Relay/EPoll/reap.h"
+
+namespace Vorn35 {
+
+void epoll_thread_tcp_init_entry();
+void epoll_thread_tcp_recv_entry();
+void epoll_thread_tcp_send_entry();
+void epoll_thread_udp_recv_entry();
+void epoll_thread_udp_send_entry();
+
+/// Error or hang-up stands in the event word.
+inline bool is_broken(std::uint32_t _events) {
+    return (_events & (EPOLLERR | EPOLLHUP)) != 0;
+}
+
+/// What a `std::string`, the sign of a fault of the worker itself, does to it. Anything else never ends a
+/// worker.
+enum class On_fault { end, go_on };
+
+/// The shape that all workers share.
+/// @param _step called with the record and the event word; one event a turn.
+template <class Record, class Step>
+void run_worker(Worker _worker, int _epoll, On_fault _on_fault, Step _step) {
+    worker_begin(_worker);
+    for (;;) {
+        try {
+            worker_pass(_worker);
+            epoll_event event{};
+            const int count = ::epoll_wait(_epoll, &event, 1, -1);
+            if (count == -1 && errno == EINTR) continue;
+            if (count <= 0) throw std::string("epoll_wait");
+            if (event.data.ptr == nullptr) break;
+            if (is_wake_up(event.data.ptr)) continue;
+            auto* const record = static_cast<struct_epoll_overlapped*>(event.data.ptr);
+            record->baton.load(std::memory_order_acquire);
+            _step(static_cast<Record*>(record), event.events);
+        } catch (const std::string&) {
+            if (_on_fault == On_fault::end) break;
+        } catch (...) {
+            continue;
+        }
+    }
+    worker_end(_worker);
+}
+
+}  // namespace Vorn35

@@ -1,0 +1,225 @@
+/// One UDP socket a port, shared by reference count. No acknowledgement, no retry, no connection.
+
+#include <netinet/in.h>
+#include <sys/epoll.h>
+
+#include <cerrno>
+#include <memory>
+
+#include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
+#include "Vorn/INet_Relay/EPoll/reap.h"
+#include "Vorn/INet_Relay/EPoll/socket_call.h"
+
+namespace Vorn35 {
+
+std::mutex g_udp_refs_mutex;
+udp_refs_t g_udp_refs;
+std::mutex g_udp_map_lock;
+udp_map_t g_udp_map;
+
+namespace {
+
+/// Datagrams that one wake-up takes from one socket before the others get their turn.
+constexpr int c_datagrams_per_wake_up = 64;
+
+/// The socket of a port; -1 when there is none.
+Socket udp_socket(Port _port) {
+    const std::lock_guard lock(g_udp_map_lock);
+    const auto found = g_udp_map.find(_port);
+    return found == g_udp_map.end() ? -1 : found->second->socket.load();
+}
+
+void change_membership(int _option, IP _multicast_ip, IP _multicast_if, IP _source_ip, Port _port) {
+    ip_mreq_source request{};
+    request.imr_multiaddr.s_addr = _multicast_ip;
+    request.imr_interface.s_addr = _multicast_if;
+    request.imr_sourceaddr.s_addr = _source_ip;
+    ::setsockopt(udp_socket(_port), IPPROTO_IP, _option, &request, sizeof request);
+}
+
+enum class Datagram { taken, dropped, none };
+
+/// Takes one datagram off the socket. One that is malformed is consumed and dropped.
+Datagram recv_datagram(struct_epoll_overlapped_ex* _record) {
+    Token& token = _record->recv_token;
+    if (!token.has_header()) token.alloc_header_force();
+    Packet* const pkt = token.get_header_packet();
+    pkt->initialize_packet(0, ks_clock_t{}, c_no_limit);
+    pkt->set_src_ip(0);
+    pkt->set_src_port(0);
+    pkt->set_dst_ip(c_loopback_ip);
+    pkt->set_dst_port(_record->local_addr.port);
+    const Socket fd = _record->socket;
+
+    const auto drop = [fd] {
+        uninterrupted([&] { return ::recv(fd, nullptr, 0, MSG_DONTWAIT); });
+        return Datagram::dropped;
+    };
+
+    // The header alone decides what to do; the length is that of the whole datagram.
+    const ssize_t length = uninterrupted([&] {
+        return ::recv(fd, pkt->get_header(), Packet::get_header_size(), MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
+    });
+    if (length == -1) return Datagram::none;
+    if (static_cast<std::size_t>(length) < Packet::get_header_size() || !pkt->is_right_version())
+        return drop();
+    if (static_cast<std::size_t>(length) < pkt->get_packet_size()) return drop();
+    pkt->determine_arrival_clock(relay_clock());
+
+    std::uint8_t* buffer = pkt->get_header();
+    if (pkt->get_data_size() != 0) {
+        if (token.alloc_data(pkt->get_data_size()) != 0) return drop();
+        *token.get_data_packet() = *pkt;
+        buffer = token.get_data_packet()->get_header();
+    }
+    sockaddr_in peer{};
+    socklen_t peer_length = sizeof peer;
+    uninterrupted([&] {
+        return ::recvfrom(fd, buffer, pkt->get_packet_size(), MSG_DONTWAIT,
+                          reinterpret_cast<sockaddr*>(&peer), &peer_length);
+    });
+    pkt->set_src_ip(peer.sin_addr.s_addr);
+    // The sender is known by the gate port that it declares, if any, and not by its UDP port.
+    pkt->set_src_port(pkt->get_client_gate_port() != 0 ? pkt->get_client_gate_port() : ntohs(peer.sin_port));
+    pkt->set_mct_if(c_loopback_ip);
+    if (send_sdk__(token, pkt) != 0) token.free();
+    token.reset();
+    return Datagram::taken;
+}
+
+}  // namespace
+
+int add_udp(Port _port) {
+    const std::lock_guard lock(g_udp_refs_mutex);
+    std::size_t& users = g_udp_refs[_port];
+    if (users == 0) {
+        if (const int failure = udp_initialize(_port); failure != 0) return failure;
+    }
+    ++users;
+    return 0;
+}
+
+void del_udp(Port _port) {
+    const std::lock_guard lock(g_udp_refs_mutex);
+    // Taken below 0, the count wraps: the port then counts as held.
+    if (--g_udp_refs[_port] == 0) udp_finalize(_port);
+}
+
+int udp_initialize(Port _port) {
+    const Socket fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
+    if (fd == -1) return errno;
+    const int on = 1;
+    ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_port = htons(_port);
+    if (::bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
+        const int failure = errno;
+        ::close(fd);
+        return failure;
+    }
+    ::setsockopt(fd, SOL_SOCKET, SO_BROADCAST, &on, sizeof on);
+    const unsigned char ttl = 128;
+    ::setsockopt(fd, IPPROTO_IP, IP_MULTICAST_TTL, &ttl, sizeof ttl);
+    const unsigned char loop = 1;
+    ::setsockopt(fd, IPPROTO_IP, IP_MULTICAST_LOOP, &loop, sizeof loop);
+    auto* const record = new struct_epoll_overlapped_ex(fd, c_socket_udp, Addr(0, _port));
+    {
+        const std::lock_guard lock(g_udp_map_lock);
+        g_udp_map[_port] = record;
+    }
+    watch(epoll_udp_recv, record, c_watch_input);
+    watch(epoll_udp_send, record, c_parked);
+    return 0;
+}
+
+void udp_finalize(Port _port) {
+    std::unique_ptr<struct_epoll_overlapped_ex> record;
+    {
+        const std::lock_guard lock(g_udp_map_lock);
+        const auto found = g_udp_map.find(_port);
+        if (found == g_udp_map.end()) return;
+        record.reset(found->second);
+        g_udp_map.erase(found);
+    }
+    const Socket ended = end_socket(record.get());
+    retire(std::move(record), ended);
+}
+
+void udp_finalize() {
+    while (!g_udp_map.empty()) udp_finalize(g_udp_map.begin()->first);
+}
+
+int send_udp(Token _token, Packet* _pkt_) {
+    _pkt_->update_packet_time_and_return_timeout();
+    const std::lock_guard lock(g_udp_map_lock);
+    const auto found = g_udp_map.find(_pkt_->get_dst_port());
+    if (found == g_udp_map.end()) return -1;
+    struct_epoll_overlapped_ex* const record = found->second;
+    const std::lock_guard queue_lock(record->send_queue_lock);
+    record->send_queue.push(_token);
+    if (record->send_queue.size() == 1) arm(epoll_udp_send, record, c_arm_send);
+    return 0;
+}
+
+int send_udp(struct_epoll_overlapped_ex* _record) {
+    for (int step = 0; step < c_datagrams_per_wake_up; ++step) {
+        Token token;
+        {
+            const std::lock_guard lock(_record->send_queue_lock);
+            if (_record->send_queue.empty()) return 0;
+            // Stays at the front until it has gone, so that nobody else arms the socket meanwhile.
+            token = _record->send_queue.front();
+        }
+        Packet* const pkt = token.get_header_packet();
+        pkt->update_packet_time_and_return_timeout();
+        if (pkt->is_information_udp()) set_multicast_if(pkt->get_mct_if(), _record->local_addr.port);
+
+        sockaddr_in peer{};
+        peer.sin_family = AF_INET;
+        peer.sin_addr.s_addr = pkt->get_dst_ip();
+        peer.sin_port = htons(_record->local_addr.port);
+        // Header and payload are gathered: the data block may be in other hands, too, and is only read.
+        const std::size_t held = token.has_data() ? get_data_size(token.data_mm) : 0;
+        if (pkt->get_data_size() > held) pkt->set_data_size(static_cast<Pksize>(held));
+        iovec pieces[2] = {{pkt->get_header(), Packet::get_header_size()},
+                           {token.get_data(), pkt->get_data_size()}};
+        msghdr message{};
+        message.msg_name = &peer;
+        message.msg_namelen = sizeof peer;
+        message.msg_iov = pieces;
+        message.msg_iovlen = token.has_data() ? 2 : 1;
+        const ssize_t sent =
+            uninterrupted([&] { return ::sendmsg(_record->socket, &message, MSG_DONTWAIT | MSG_NOSIGNAL); });
+        if (sent == -1 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
+        // Any other failure is silent: nobody waits for a datagram.
+        const std::lock_guard lock(_record->send_queue_lock);
+        _record->send_queue.pop();
+        token.free();
+    }
+    const std::lock_guard lock(_record->send_queue_lock);
+    if (!_record->send_queue.empty()) arm(epoll_udp_send, _record, c_arm_send);
+    return 0;
+}
+
+int recv_udp(struct_epoll_overlapped_ex* _record) {
+    for (int step = 0; step < c_datagrams_per_wake_up; ++step) {
+        if (recv_datagram(_record) == Datagram::none) return 0;
+    }
+    arm(epoll_udp_recv, _record, c_watch_input);
+    return 0;
+}
+
+void set_multicast_if(IP _multicast_if, Port _port) {
+    ::setsockopt(udp_socket(_port), IPPROTO_IP, IP_MULTICAST_IF, &_multicast_if, sizeof _multicast_if);
+}
+
+void add_membership(IP _multicast_ip, IP _multicast_if, IP _source_ip, Port _port) {
+    change_membership(IP_ADD_SOURCE_MEMBERSHIP, _multicast_ip, _multicast_if, _source_ip, _port);
+}
+
+void drop_membership(IP _multicast_ip, IP _multicast_if, IP _source_ip, Port _port) {
+    change_membership(IP_DROP_SOURCE_MEMBERSHIP, _multicast_ip, _multicast_if, _source_ip, _port);
+}
+
+}  // namespace Vorn35

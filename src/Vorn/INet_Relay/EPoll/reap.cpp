@@ -1,0 +1,159 @@
+#include "Vorn/INet_Relay/EPoll/reap.h"
+
+#include <netinet/in.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <vector>
+
+namespace Vorn35 {
+
+namespace {
+
+struct Retired {
+    std::unique_ptr<struct_epoll_overlapped> record;
+    Socket ended_socket;
+};
+using retired_t = std::vector<Retired>;
+
+/// Guards everything below. A leaf: records are destroyed after it is released.
+std::mutex g_reap_lock;
+retired_t g_waiting;          ///< For the next round.
+retired_t g_passing;          ///< Of the round under way.
+unsigned g_live_workers = 0;  ///< One bit per worker.
+/// Workers that the round under way still waits for. Read without the lock at the head of each loop.
+std::atomic<unsigned> g_awaited{0};
+
+std::array<int, c_worker_count> g_wake = {-1, -1, -1, -1, -1};
+const char g_wake_mark = 0;
+
+/// An unconnected socket: what `end_socket` leaves under a closed number.
+int g_dead_socket = -1;
+
+thread_local int t_worker = -1;
+
+constexpr unsigned bit_of(Worker _worker) {
+    return 1U << static_cast<unsigned>(_worker);
+}
+
+/// Starts a round when none is under way and there is something to wait for; lock held.
+void begin_round() {
+    if (g_awaited.load(std::memory_order_relaxed) != 0 || g_waiting.empty() || g_live_workers == 0) return;
+    g_passing.swap(g_waiting);
+    g_awaited.store(g_live_workers, std::memory_order_release);
+    for (unsigned i = 0; i < c_worker_count; ++i) {
+        if ((g_live_workers & (1U << i)) == 0 || static_cast<int>(i) == t_worker) continue;
+        const std::uint64_t one = 1;
+        // Cannot fail: the counter would have to overflow 64 bits.
+        [[maybe_unused]] const auto written = ::write(g_wake[i], &one, sizeof one);
+    }
+}
+
+/// The worker has nothing in hand; lock held.
+/// @return the records of a round that ends here; to be destroyed after the lock is released.
+retired_t pass(unsigned _bit) {
+    retired_t done;
+    const unsigned awaited = g_awaited.load(std::memory_order_relaxed);
+    if ((awaited & _bit) == 0) return done;
+    g_awaited.store(awaited & ~_bit, std::memory_order_release);
+    if ((awaited & ~_bit) == 0) {
+        done.swap(g_passing);
+        begin_round();
+    }
+    return done;
+}
+
+void destroy(retired_t _done) {
+    for (Retired& one : _done) {
+        one.record.reset();
+        if (one.ended_socket != -1) ::close(one.ended_socket);
+    }
+}
+
+std::array<int, c_worker_count> epolls() {
+    return {epoll_tcp_init, epoll_tcp_recv, epoll_tcp_send, epoll_udp_recv, epoll_udp_send};
+}
+
+}  // namespace
+
+void reap_open() {
+    g_dead_socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
+    const auto instances = epolls();
+    for (unsigned i = 0; i < c_worker_count; ++i) {
+        g_wake[i] = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+        epoll_event event{};
+        event.events = EPOLLIN | EPOLLET;
+        event.data.ptr = const_cast<char*>(&g_wake_mark);
+        ::epoll_ctl(instances[i], EPOLL_CTL_ADD, g_wake[i], &event);
+    }
+}
+
+void reap_close() {
+    retired_t left;
+    {
+        const std::lock_guard lock(g_reap_lock);
+        left.swap(g_passing);
+        for (Retired& one : g_waiting) left.push_back(std::move(one));
+        g_waiting.clear();
+        g_awaited.store(0, std::memory_order_relaxed);
+    }
+    destroy(std::move(left));
+    for (int& wake : g_wake) {
+        ::close(wake);
+        wake = -1;
+    }
+    ::close(g_dead_socket);
+    g_dead_socket = -1;
+}
+
+void worker_begin(Worker _worker) {
+    t_worker = static_cast<int>(_worker);
+    const std::lock_guard lock(g_reap_lock);
+    g_live_workers |= bit_of(_worker);
+}
+
+void worker_end(Worker _worker) {
+    retired_t done;
+    {
+        const std::lock_guard lock(g_reap_lock);
+        g_live_workers &= ~bit_of(_worker);
+        done = pass(bit_of(_worker));
+    }
+    destroy(std::move(done));
+}
+
+void worker_pass(Worker _worker) {
+    if ((g_awaited.load(std::memory_order_acquire) & bit_of(_worker)) == 0) return;
+    retired_t done;
+    {
+        const std::lock_guard lock(g_reap_lock);
+        done = pass(bit_of(_worker));
+    }
+    destroy(std::move(done));
+}
+
+bool is_wake_up(const void* _event_data) {
+    return _event_data == &g_wake_mark;
+}
+
+Socket end_socket(struct_epoll_overlapped* _record) {
+    const Socket ended = _record->socket.exchange(-1);
+    if (ended == -1) return -1;
+    for (const int instance : epolls()) {
+        if (instance != -1) ::epoll_ctl(instance, EPOLL_CTL_DEL, ended, nullptr);
+    }
+    // Replaces what the number stands for in one step; the old socket closes here.
+    ::dup2(g_dead_socket, ended);
+    return ended;
+}
+
+void retire(std::unique_ptr<struct_epoll_overlapped> _record, Socket _ended_socket) {
+    const std::lock_guard lock(g_reap_lock);
+    g_waiting.push_back({std::move(_record), _ended_socket});
+    begin_round();
+}
+
+}  // namespace Vorn35

@@ -1,0 +1,105 @@
+/// Once a second: heartbeats, peers that fell silent, connects that hang, reconnects.
+
+#include <sys/socket.h>
+
+#include <vector>
+
+#include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
+
+namespace Vorn35 {
+
+namespace {
+
+/// In effect a peer is cut only after hours: ordinary breaks are found by TCP itself.
+constexpr std::chrono::nanoseconds c_silence_limit(8888000000000);
+
+/// What is still alive gets its heartbeat; what is silent is noted, if it is to be cut at all.
+void keep_or_note(struct_epoll_overlapped_tcp* _record, ks_clock_t _clk,
+                  std::vector<struct_epoll_overlapped_tcp*>* _silent_) {
+    if (_record->b_cut) return;
+    if (_record->recv_clk.load() + c_silence_limit >= _clk) {
+        _record->send_clk = _clk;
+        request_send_hearbeat(_record);
+    } else if (g_auto_disconnect) {
+        _silent_->push_back(_record);
+    }
+}
+
+/// Returns that the silent peer never acknowledged come back to their `Stub` as cancels.
+void return_unacknowledged(struct_epoll_overlapped_tcp* _record) {
+    token_queue_t unacknowledged;
+    {
+        const std::lock_guard lock(_record->ack_wait_q_lock);
+        unacknowledged.swap(_record->ack_wait_q);
+    }
+    for (; !unacknowledged.empty(); unacknowledged.pop()) {
+        return_undelivered(unacknowledged.front(), VORN_ERR_DISCONNECTED_TCP_, true);
+    }
+}
+
+void cancel_hanging(struct_epoll_overlapped_tcp* _record, ks_clock_t _clk) {
+    if (_record->type != c_socket_init_client || _record->send_clk.load() + c_silence_limit >= _clk) return;
+    ::shutdown(_record->socket, SHUT_RDWR);
+    arm(epoll_tcp_init, _record, c_force_connect);
+}
+
+}  // namespace
+
+void inet_interval_event() {
+    const ks_clock_t now = relay_clock();
+    timer_cancel_connect(now);
+    timer_shutdown_server(now);
+    timer_shutdown_client(now);
+    timer_reconnect_client();
+}
+
+void timer_cancel_connect(ks_clock_t _clk) {
+    const std::lock_guard lock(g_client_lock);
+    for (const auto& [addr, record] : g_connect_map) cancel_hanging(record, _clk);
+    for (auto* const record : g_closing_clients) cancel_hanging(record, _clk);
+}
+
+void timer_shutdown_server(ks_clock_t _clk) {
+    const std::lock_guard lock(g_establish_server_map_lock);
+    std::vector<struct_epoll_overlapped_tcp*> silent;
+    for (const auto& [addr, record] : g_establish_server_map) keep_or_note(record, _clk, &silent);
+    for (auto* const record : silent) {
+        // Out of the table, so that the end that its worker now finds is not reported as a disconnect.
+        g_establish_server_map.erase(record->remote_addr);
+        ::shutdown(record->socket, SHUT_RD);
+        return_unacknowledged(record);
+    }
+}
+
+void timer_shutdown_client(ks_clock_t _clk) {
+    const std::lock_guard lock(g_client_lock);
+    std::vector<struct_epoll_overlapped_tcp*> silent;
+    for (const auto& [addr, record] : g_establish_client_map) keep_or_note(record, _clk, &silent);
+    for (auto* const record : g_closing_clients) {
+        if (record->type == c_socket_client) keep_or_note(record, _clk, &silent);
+    }
+    for (auto* const record : silent) {
+        // Its worker reads the end of the stream, reports the loss and plans the reconnect.
+        record->b_cut = true;
+        ::shutdown(record->socket, SHUT_RD);
+    }
+}
+
+void timer_reconnect_client() {
+    const std::lock_guard lock(g_client_lock);
+    connect_map_t still_failing;
+    for (const auto& [addr, record] : g_connect_fail_map) {
+        if (request_connect(record) != 0) still_failing.emplace(addr, record);
+    }
+    g_connect_fail_map.swap(still_failing);
+}
+
+int request_send_hearbeat(struct_epoll_overlapped_tcp* _record) {
+    const std::lock_guard lock(_record->send_queue_lock);
+    if (_record->b_remove_client) return 0;
+    heartbeat_token.ref_header();
+    queue_message(_record, heartbeat_token, heartbeat_pkt);
+    return 0;
+}
+
+}  // namespace Vorn35

@@ -1,0 +1,66 @@
+/// @file
+/// The network relay as the rest of the runtime sees it: moves `Token`s between processes over TCP and UDP
+/// with five worker threads.
+///
+/// Callers never write to a socket: a `send_` operation queues the token and arms a worker. A token belongs
+/// to the relay when a `send_` operation returned 0, and stays the caller's on any other result.
+#pragma once
+
+#include "Vorn/Memory/vorn_memory.h"
+
+namespace Vorn35 {
+
+/// Hands a received token to the processor. 0: taken. Anything else: the relay still owns it and frees it.
+/// Called on the workers and on the timer thread; must not call back into `send_tcp_server` while a table of
+/// the relay is locked (the notice that a client went away).
+using send_sdk_t = int(Token, Packet*);
+
+/// First relay call. Reads the configuration, makes the heartbeat and the five epoll instances.
+/// @throws boost::property_tree::ptree_error for a configuration file that is partial.
+int initialize_inet(send_sdk_t* _send_sdk__);
+/// Starts the five workers.
+int start_inet();
+/// Stops and joins them. From then on nothing enters the processor.
+void stop_inet();
+/// Releases everything. No other thread may be in the relay.
+void finalize_inet();
+
+/// Opens the TCP listener and the UDP socket of a `Stub`; a port of 0 is replaced by the kernel's choice.
+/// @throws int the `errno` of a failure, for instance `EADDRINUSE`.
+int add_server(Port* _port_);
+/// Closes them. Established connections stay up.
+void del_server(Port _port);
+
+/// Starts a connection that reconnects by itself until `del_client`. 0, also when nobody listens there yet.
+int add_client(Addr _stub_addr);
+/// Lets the queued messages go out and then closes.
+void del_client(Addr _stub_addr);
+
+/// To a client that is connected here. -1: no such connection.
+int send_tcp_server(Addr _proxy_addr, Token _token, Packet* _pkt_);
+/// To a server that this process is connected to. -1: no such connection.
+int send_tcp_client(Addr _node_addr, Token _token, Packet* _pkt_);
+/// As a datagram, from the local socket of the destination's port number. Not 0: that port has no socket.
+int send_udp(Token _token, Packet* _pkt_);
+
+/// One more user of a UDP port. 0, or the `errno` of a socket that could not be had.
+int add_udp(Port _port);
+/// One user less; the last closes the socket.
+void del_udp(Port _port);
+
+/// Source-specific multicast membership of the port's socket. Failures are not reported.
+void add_membership(IP _multicast_ip, IP _multicast_if, IP _source_ip, Port _port);
+void drop_membership(IP _multicast_ip, IP _multicast_if, IP _source_ip, Port _port);
+
+/// Our own port of the established connection to `node_addr`; 0 when there is none.
+Port get_gate_port_of_local(Addr node_addr);
+
+/// The once-a-second supervision: heartbeats, silent peers, hanging connects, reconnects.
+void inet_interval_event();
+
+/// Walk the tables and print nothing.
+void print_client();
+void print_server();
+void print_inet();
+
+}  // namespace Vorn35

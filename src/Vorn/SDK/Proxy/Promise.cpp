@@ -1,0 +1,122 @@
+#include "Vorn/SDK/Proxy/Promise.h"
+
+#include <cstring>
+#include <utility>
+
+#include "Kestrane/_chrono.h"
+#include "Vorn/SDK/Proxy/_Proxy.h"
+#include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn35/vorn_error.h"
+
+namespace Vorn35 {
+
+namespace {
+
+ks_clock_t now() {
+    return std::chrono::steady_clock::now();
+}
+
+double seconds_since(ks_clock_t _clock) {
+    return Kestrane::to_seconds(now() - _clock);
+}
+
+/// The checks and the message that every request begins with.
+Error prepare(const _Proxy* _pp, const Request& _request, Token* _token_) {
+    if (!_pp->is_created()) return VORN_ERR_IS_NOT_CREATED_;
+    if (!_pp->is_live()) return VORN_ERR_OBJECT_IS_NOT_EXIST_;
+    if (_request.linked != nullptr && *_request.linked) return VORN_ERR_ALREADY_CONNECTED_;
+    if (_token_->alloc_header() != 0) return VORN_ERR_EMPTY_VORN_MEMORY_;
+    if (_request.data == nullptr || _request.size == 0) return VORN_ERR_NONE_;
+    if (_token_->alloc_data(_request.size) != 0) {
+        _token_->free_header();
+        return VORN_ERR_EMPTY_VORN_MEMORY_;
+    }
+    std::memcpy(_token_->get_data(), _request.data, _request.size);
+    return VORN_ERR_NONE_;
+}
+
+Error stamp_and_send(_Proxy* _pp, const Request& _request, Token _token, Msg_num _num, ks_clock_t _clock) {
+    Packet* const pkt = _token.get_header_packet();
+    pkt->initialize_packet(c_loopback_ip, _clock, _request.limit);
+    pkt->initialize_header(_request.size, _num, _request.type, _request.code, VORN_ERR_NONE_);
+    if (_pp->send(_token) == 0) return VORN_ERR_NONE_;
+    _token.free();
+    return VORN_ERR_BUSY_LOCALHOST_;
+}
+
+/// Whether the wait was ended by a notification; a limit whose end no clock can name ends it at once.
+bool wait_once(return_record_t* _record, double _seconds) {
+    std::unique_lock lock(_record->event_mutex);
+    if (!Kestrane::deadline_fits(_seconds)) return false;
+    const auto deadline = std::chrono::system_clock::now() + Kestrane::to_duration(_seconds);
+    return _record->event.wait_until(lock, deadline) == std::cv_status::no_timeout;
+}
+
+void leave_returns(const return_key_t& _key) {
+    if (gp_processor != nullptr) gp_processor->del_return(_key);
+}
+
+}  // namespace
+
+Error delegate_request(_Proxy* _pp, const Request& _request, Msg_num* _msg_num_) {
+    const ks_clock_t clk = now();
+    Token token;
+    if (const Error failure = prepare(_pp, _request, &token); failure != 0) return failure;
+    *_msg_num_ = _pp->get_msg_num();
+    return stamp_and_send(_pp, _request, token, *_msg_num_, clk);
+}
+
+Promise_ async_request(_Proxy* _pp, const Request& _request) {
+    const ks_clock_t clk = now();
+    Token token;
+    if (const Error failure = prepare(_pp, _request, &token); failure != 0) return new Promise(failure);
+    const return_key_t key(_pp->get_stub_addr(), _request.type, _request.code, _pp->get_msg_num());
+    auto record = std::make_unique<return_record_t>();
+    record->limit = _request.limit;
+    record->clock = clk;
+    // Ahead of the send: no answer can come unawaited.
+    gp_processor->add_return(key, record.get());
+    if (const Error failure = stamp_and_send(_pp, _request, token, key.msg_num, clk); failure != 0) {
+        gp_processor->del_return(key);
+        record->token.free();
+        return new Promise(failure);
+    }
+    return new Promise(key, std::move(record));
+}
+
+void send_notice(_Proxy* _pp, EMsg _type, Msg_code _code, Msg_num _num, Error _error, IP _mct_if) {
+    Token token;
+    token.alloc_header_force();
+    Packet* const pkt = token.get_header_packet();
+    pkt->initialize_packet(_mct_if, now(), c_no_limit);
+    pkt->initialize_header(0, _num, _type, _code, _error);
+    if (_pp->send(token) != 0) token.free();
+}
+
+Error await_answer(_Proxy* _pp, Promise_ _promise_, double* _time_, read_answer_t* _read, void* _context) {
+    const Shared_hold hold;
+    const std::unique_ptr<Promise> promise(_promise_);
+    if (promise == nullptr) return VORN_ERR_NULL_RETURN_OBJECT_;
+    if (promise->key.err != 0) return promise->key.err;
+    return_record_t* const record = promise->value_.get();
+    if (!_pp->is_created()) {
+        leave_returns(promise->key);
+        record->token.free();
+        return VORN_ERR_IS_NOT_CREATED_;
+    }
+
+    bool notified = false;
+    {
+        const double left = record->limit - seconds_since(record->clock);
+        const Released released;
+        notified = wait_once(record, left > 0 ? left : 0);
+    }
+    leave_returns(promise->key);
+    Error result = VORN_ERR_LOCAL_TIMEOUT_;
+    if (notified && record->token.has_header()) result = _read(_context, record->token);
+    record->token.free();
+    if (_time_ != nullptr) *_time_ = seconds_since(record->clock);
+    return result;
+}
+
+}  // namespace Vorn35

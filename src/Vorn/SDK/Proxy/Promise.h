@@ -1,0 +1,66 @@
+/// @file
+/// `Promise`, and the exchange of a request and its answer, written once for every kind of client.
+#pragma once
+
+#include <atomic>
+#include <memory>
+
+#include "Vorn/Vorn_processor/returns.h"
+#include "Vorn35/Promise.h"
+
+namespace Vorn35 {
+
+class _Proxy;
+
+class Promise {
+public:
+    Promise() = default;
+    /// Of a request that was never sent.
+    explicit Promise(Error _err) : key(_err) {}
+    Promise(return_key_t _key, std::unique_ptr<return_record_t> _value)
+        : key(_key), value_(std::move(_value)) {}
+
+    /// Where the waiter stands in the return table. `err` not 0: the request was never sent, and why.
+    return_key_t key;
+    /// The waiter's record; null when the request was never sent.
+    std::unique_ptr<return_record_t> value_;
+};
+
+/// One request to the service of a `_Proxy`.
+struct Request {
+    EMsg type;
+    Msg_code code;
+    const void* data = nullptr;
+    Pksize size = 0;
+    double limit = 0;
+    /// State of the link that the request asks for; one that stands already is refused. Null: no link is
+    /// asked for.
+    const std::atomic<bool>* linked = nullptr;
+};
+
+/// Sends a request whose answer comes by callback. `mutex_01` shared.
+/// @param _msg_num_ receives the number of the exchange ahead of the send.
+Error delegate_request(_Proxy* _pp, const Request& _request, Msg_num* _msg_num_);
+
+/// Sends a request whose answer is waited for. `mutex_01` shared. Never null.
+Promise_ async_request(_Proxy* _pp, const Request& _request);
+
+/// Sends a bare notice under a number of its own choice, limit none; failures are dropped. `mutex_01` shared.
+void send_notice(_Proxy* _pp, EMsg _type, Msg_code _code, Msg_num _num, Error _error, IP _mct_if);
+
+/// What the kind makes of an answer; `mutex_01` shared. The token is borrowed and has a header.
+/// @return what the `await_` operation returns.
+using read_answer_t = Error(void* _context, Token _answer);
+
+/// The one timed wait for an answer, without a predicate, and the end of the handle.
+/// @param _time_ if not null: receives the seconds since the request, once it was waited for.
+Error await_answer(_Proxy* _pp, Promise_ _promise_, double* _time_, read_answer_t* _read, void* _context);
+
+template <class Read>
+Error await_answer(_Proxy* _pp, Promise_ _promise_, double* _time_, Read _read) {
+    return await_answer(
+        _pp, _promise_, _time_,
+        [](void* _context, Token _answer) { return (*static_cast<Read*>(_context))(_answer); }, &_read);
+}
+
+}  // namespace Vorn35

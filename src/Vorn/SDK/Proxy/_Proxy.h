@@ -1,0 +1,146 @@
+/// @file
+/// The implementation behind a `Proxy`: its members, its connection's state, and the routing of messages.
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include "Vorn/Memory/vorn_memory.h"
+#include "Vorn35/Proxy.h"
+
+namespace Vorn35 {
+
+class _Proxy_call;
+class _Proxy_signal;
+class _Proxy_event;
+class _Proxy_information;
+class _Proxy_command;
+class _Proxy_datagram;
+
+using proxy_calls_t = std::map<Msg_code, _Proxy_call*>;
+using proxy_signals_t = std::map<Msg_code, _Proxy_signal*>;
+using proxy_events_t = std::map<Msg_code, _Proxy_event*>;
+using proxy_informations_t = std::map<Msg_code, _Proxy_information*>;
+using proxy_commands_t = std::map<Msg_code, _Proxy_command*>;
+using proxy_datagrams_t = std::map<Msg_code, _Proxy_datagram*>;
+
+/// Owns nothing of its members but the tables of them.
+class _Proxy {
+public:
+    /// The implementation of a public object.
+    static _Proxy* of(const Proxy* _proxy) { return _proxy->_pp; }
+
+    explicit _Proxy(Proxy* _pp_);
+    _Proxy(const _Proxy&) = delete;
+    _Proxy& operator=(const _Proxy&) = delete;
+
+    // `mutex_01` exclusive.
+
+    Error create(Addr _stub_addr);
+    /// On a listener thread only marks the object as stopped, and for good.
+    Error destroy();
+    /// Leaves the processor, then drops all links and values.
+    void destroy_force();
+    /// The part of it that needs no processor.
+    void drop_state();
+    /// Still in the processor's tables, whatever `is_created` says.
+    bool is_tabled() const { return tabled; }
+
+    // `mutex_01` shared or exclusive.
+
+    bool is_created() const { return destroy_thread_id == std::thread::id(); }
+    /// The next number: 1 is the first, and 0 comes after 65535. Any thread.
+    Msg_num get_msg_num();
+    /// To the service. On 0 the token is the relay's, otherwise still the caller's.
+    Error send(Token _token);
+
+    // Any thread.
+
+    bool is_live() const { return live_state; }
+    Addr get_stub_addr() const { return stub_addr; }
+    Addr get_proxy_addr() const { return proxy_addr; }
+
+    // Members; take `mutex_01` exclusive. A code that is taken keeps its member; a code is removed whoever
+    // has it.
+
+    void add_call(Msg_code _code, _Proxy_call* _call);
+    void del_call(Msg_code _code);
+    void add_signal(Msg_code _code, _Proxy_signal* _signal);
+    void del_signal(Msg_code _code);
+    void add_event(Msg_code _code, _Proxy_event* _event);
+    void del_event(Msg_code _code);
+    void add_information(Msg_code _code, _Proxy_information* _information);
+    void del_information(Msg_code _code);
+    void add_command(Msg_code _code, _Proxy_command* _command);
+    void del_command(Msg_code _code);
+    void add_datagram(Msg_code _code, _Proxy_datagram* _datagram);
+    void del_datagram(Msg_code _code);
+
+    // Dispatch, on a listener with `mutex_01` shared, which application code does not see. The token is
+    // borrowed. Every adapter changes the state first, and calls the application then.
+
+    void adapter_proxy(Token _token);
+    void adapter_datagram(Token _token);
+    void adapter_delegate_signal_return(Token _token);
+    void adapter_delegate_call_return(Token _token);
+    void adapter_event_disconnect(Token _token);
+    void adapter_event(Token _token);
+    void adapter_event_on_link(Token _token);
+    void adapter_command_disconnect(Token _token);
+    void adapter_command_on_link(Token _token);
+    void adapter_information_disconnect(Token _token);
+    void adapter_information(Token _token);
+    void adapter_information_on_link(Token _token);
+    /// Whatever has no row of its own in the switch is taken for the loss of the connection.
+    void adapter_ctrl(Token _token);
+    void adapter_object_create(Token _token);
+    void adapter_object_destroy(Token _token);
+
+    /// The owner; its `on_connect` and `on_disconnect` are called.
+    Proxy* const pp;
+
+private:
+    /// Guards `seq_num`. A leaf.
+    std::mutex seq_num_mutex;
+    Msg_num seq_num = 0;
+
+    /// The connection stands, as far as the relay has told.
+    std::atomic<bool> live_state{false};
+    std::atomic<Addr> proxy_addr{Addr()};  ///< Our end of the connection.
+    std::atomic<Addr> stub_addr{Addr()};   ///< Written under `mutex_01` exclusive.
+
+    // Guarded by the processor's `mutex_01`.
+    proxy_calls_t calls;
+    proxy_signals_t signals;
+    proxy_events_t events;
+    proxy_informations_t informations;
+    proxy_commands_t commands;
+    proxy_datagrams_t datagrams;
+    /// The default id means started; anything else not started.
+    std::thread::id destroy_thread_id;
+    bool tabled = false;
+
+    /// Guards the two clocks and the change of `live_state` that goes with them: connection events are told
+    /// by listeners that may overtake each other, and take effect in the order of their making. A leaf.
+    std::mutex connection_mutex;
+    ks_clock_t
+        connected_clk{};    ///< When the connection that stands came up; or when this object was started.
+    ks_clock_t lost_clk{};  ///< When the last connection that was not yet known was lost.
+
+    template <class Group, class Alone>
+    void walk_ordered(Group _group, Alone _alone) const;
+    /// Would declare the messages of this client serial. Nothing calls it: a client's messages run in
+    /// parallel.
+    void regist();
+    void unregist();
+    void disconnect_events(Token _token);
+    void disconnect_informations(Token _token);
+    void disconnect_commands(Token _token);
+    void release_events();
+    void release_commands();
+    void release_informations();
+};
+
+}  // namespace Vorn35

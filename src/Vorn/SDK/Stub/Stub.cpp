@@ -1,0 +1,60 @@
+#include "Vorn35/Stub.h"
+
+#include "Vorn/SDK/Stub/_Stub.h"
+#include "Vorn/Vorn_processor/object_lock.h"
+
+namespace Vorn35 {
+
+Stub::Stub() : _op(new _Stub(this)) {}
+
+Stub::~Stub() {
+    // A copy, or the base of an attached member, refers to the service without owning it.
+    if (_op == nullptr || _op->op != this) return;
+    {
+        const Exclusive_hold hold;
+        const Port port = _op->get_port();
+        _op->destroy();
+        // A stop on a listener thread left the object where it was; it must not stay there any longer.
+        if (_op->is_tabled()) _op->destroy_force();
+        if (gp_processor != nullptr) gp_processor->forget_stub(this, port);
+    }
+    delete _op;
+}
+
+Error Stub::start(const char* _name_, Port* _port_) {
+    const Exclusive_hold hold;
+    return _op->create(_name_, _port_);
+}
+
+Error Stub::start_for_python(const char* _name_, int _port) {
+    Port port = static_cast<Port>(_port);
+    return start(_name_, &port);
+}
+
+Error Stub::stop() {
+    const Exclusive_hold hold;
+    return _op->destroy();
+}
+
+bool Stub::is_started() {
+    const Shared_hold hold;
+    return _op->is_created();
+}
+
+void Stub::on_connect(Addr) {}
+void Stub::on_disconnect(Addr) {}
+
+void Stub::attach(const Stub& _stub) {
+    if (_op == _stub._op) return;
+    // The most derived class built this base by default: what it made is not needed.
+    delete _op;
+    _op = _stub._op;
+}
+
+void Stub::detach() {
+    if (_op == nullptr) return;
+    stop();
+    _op = nullptr;
+}
+
+}  // namespace Vorn35

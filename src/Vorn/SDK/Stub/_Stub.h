@@ -1,0 +1,141 @@
+/// @file
+/// The implementation behind a `Stub`: its members, its place in the processor, and the central switch.
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include "Vorn/Memory/vorn_memory.h"
+#include "Vorn35/Stub.h"
+
+namespace Vorn35 {
+
+class _Stub_call;
+class _Stub_signal;
+class _Stub_event;
+class _Stub_information;
+class _Stub_command;
+class _Stub_datagram;
+
+using object_calls_t = std::map<Msg_code, _Stub_call*>;
+using object_signals_t = std::map<Msg_code, _Stub_signal*>;
+using object_events_t = std::map<Msg_code, _Stub_event*>;
+using object_informations_t = std::map<Msg_code, _Stub_information*>;
+using object_commands_t = std::map<Msg_code, _Stub_command*>;
+using object_datagrams_t = std::map<Msg_code, _Stub_datagram*>;
+
+/// Owns nothing of its members but the tables of them.
+class _Stub {
+public:
+    /// The implementation of a public object.
+    static _Stub* of(const Stub* _stub) { return _stub->_op; }
+
+    explicit _Stub(Stub* _op_);
+    virtual ~_Stub() = default;
+    _Stub(const _Stub&) = delete;
+    _Stub& operator=(const _Stub&) = delete;
+
+    // `mutex_01` exclusive.
+
+    Error create(const char* _name_, Port* _port_);
+    /// On a listener thread only marks the object as stopped, and for good.
+    Error destroy();
+    /// Leaves the processor, then drops all links, values and the port.
+    void destroy_force();
+    /// The part of it that needs no processor.
+    void drop_state();
+    /// Still in the processor's tables, whatever `is_created` says.
+    bool is_tabled() const { return port != 0; }
+
+    // `mutex_01` shared or exclusive.
+
+    bool is_created() const { return destroy_thread_id == std::thread::id(); }
+    Port get_port() const { return port; }
+    /// The next number; wraps at 16 bits, 0 included. Any thread.
+    Msg_num get_msg_num();
+    /// To the packet's destination. On 0 the token is the relay's, otherwise still the caller's.
+    Error send(Token _token);
+
+    // Members; take `mutex_01` exclusive. A code that is taken keeps its member; a code is removed whoever
+    // has it.
+
+    void add_call(Msg_code _code, _Stub_call* _call);
+    void del_call(Msg_code _code);
+    void add_signal(Msg_code _code, _Stub_signal* _signal);
+    void del_signal(Msg_code _code);
+    void add_event(Msg_code _code, _Stub_event* _event);
+    void del_event(Msg_code _code);
+    void add_information(Msg_code _code, _Stub_information* _information);
+    void del_information(Msg_code _code);
+    void add_command(Msg_code _code, _Stub_command* _command);
+    void del_command(Msg_code _code);
+    void add_datagram(Msg_code _code, _Stub_datagram* _datagram);
+    void del_datagram(Msg_code _code);
+
+    // Dispatch, on a listener with `mutex_01` shared, which application code does not see. The token is
+    // borrowed.
+
+    void adapter_stub(Token _token);
+    void adapter_call(Token _token);
+    void adapter_call_cancel(Token _token);
+    void adapter_signal(Token _token);
+    void adapter_signal_cancel(Token _token);
+    void adapter_event_connect(Token _token);
+    void adapter_event_shutdown(Token _token);
+    void adapter_information_connect(Token _token);
+    void adapter_information_shutdown(Token _token);
+    void adapter_command_connect(Token _token);
+    void adapter_command_shutdown(Token _token);
+    void adapter_command_sync(Token _token);
+    /// Whatever has no row of its own in the switch is taken for the loss of the sender's connection.
+    void adapter_ctrl(Token _token);
+    void adapter_tcp_connected_from_client(Token _token);
+    void adapter_tcp_disconnected_from_client(Token _token);
+    /// The links of the message's sender end.
+    void adapter_object_destroyed(Token _token);
+    /// "VORN_ERR_NOT_SUPPORT_CODE_" goes back.
+    void adapter_err_return(Token _token);
+
+    /// The owner; its `on_connect` and `on_disconnect` are called.
+    Stub* const op;
+
+private:
+    /// Guards `seq_num`. A leaf.
+    std::mutex seq_num_mutex;
+    Msg_num seq_num = 0;
+
+    /// Makes the comparison of the four fields below one; a leaf. They are stored after it is released.
+    std::mutex last_seq_num_mutex;
+    std::atomic<IP> last_ip{0};
+    std::atomic<Msg_num> last_seq_num{0};
+    std::atomic<EMsg> last_transaction{EMsg::null};
+    std::atomic<Msg_code> last_code{0};
+
+    // Guarded by the processor's `mutex_01`.
+    object_calls_t calls;
+    object_signals_t signals;
+    object_events_t events;
+    object_informations_t informations;
+    object_commands_t commands;
+    object_datagrams_t datagrams;
+    Port port = 0;
+    /// The default id means started; anything else not started.
+    std::thread::id destroy_thread_id;
+
+    bool is_repeat(const Packet* _pkt);
+    template <class Group, class Alone>
+    void walk_ordered(Group _group, Alone _alone) const;
+    /// Tells the processor in what order the messages of this port may run.
+    void regist();
+    void unregist();
+    void shutdown_events(Addr _client, Token _token);
+    void shutdown_commands(Addr _client, Token _token);
+    void shutdown_informations(Addr _client, Token _token);
+    void release_events();
+    void release_commands();
+    void release_informations();
+};
+
+}  // namespace Vorn35

@@ -1,0 +1,64 @@
+/// Start and stop of the runtime.
+
+#include "Vorn/INet_Relay/inet_relay.h"
+#include "Vorn/Vorn_processor/Vorn_processor.h"
+#include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn35/vorn_error.h"
+#include "Vorn35/vorn_utility.h"
+
+namespace Vorn35 {
+
+namespace {
+
+constexpr std::size_t c_default_listeners = 8;
+constexpr std::size_t c_default_call_buffer_count = 16;
+
+/// One start or stop at a time. Outermost of all.
+std::mutex g_life_mutex;
+
+/// Owned from `initialize` to `finalize`. `gp_processor` is this pointer as long as objects may use it.
+std::unique_ptr<Vorn_processor> g_processor;  // Guarded by `g_life_mutex`.
+
+}  // namespace
+
+Error initialize() {
+    return initialize(c_default_listeners, c_default_call_buffer_count, 0);
+}
+
+Error initialize(std::size_t _thread_count, std::size_t _call_buffer_count, std::size_t) {
+    const std::lock_guard lock(g_life_mutex);
+    if (g_processor != nullptr) return VORN_ERR_ALREADY_CREATED_;
+    initialize_memory();
+    try {
+        initialize_inet(send_sdk);
+    } catch (...) {
+        finalize_memory();
+        throw;
+    }
+    add_udp(c_directory_port);
+    g_processor = std::make_unique<Vorn_processor>(_thread_count, _call_buffer_count);
+    start_inet();
+    return VORN_ERR_NONE_;
+}
+
+Error finalize() {
+    const std::lock_guard lock(g_life_mutex);
+    if (g_processor == nullptr) return VORN_ERR_NONE_;
+    stop_inet();
+    g_processor.reset();
+    del_udp(c_directory_port);
+    finalize_inet();
+    finalize_memory();
+    return VORN_ERR_NONE_;
+}
+
+Error get_last_error() {
+    return g_last_error;
+}
+
+std::size_t get_address(const char* _name_, Addr* _stub_addr_) {
+    const Exclusive_hold hold;
+    return gp_processor == nullptr ? 0 : gp_processor->get_address(_name_, _stub_addr_);
+}
+
+}  // namespace Vorn35

@@ -1,0 +1,153 @@
+/// Life of the processor, its pipe and its listeners.
+
+#include "Vorn/Vorn_processor/Vorn_processor.h"
+
+#include <chrono>
+
+#include "Kestrane/_chrono.h"
+#include "Vorn/SDK/Proxy/_Proxy.h"
+#include "Vorn/SDK/Stub/_Stub.h"
+#include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn35/vorn_error.h"
+
+namespace Vorn35 {
+
+std::shared_mutex Vorn_processor::mutex_01;
+Vorn_processor* gp_processor = nullptr;
+thread_local int Shared_hold::depth = 0;
+thread_local Error g_last_error = VORN_ERR_NONE_;
+
+namespace {
+
+constexpr double c_timer_interval = 1.0;
+constexpr Error c_listener_ends = Kestrane::Nonshared_pipe<Token>::shutdown;
+
+/// Tokens that may wait in the pipe before one more of this type is refused. Values by datagram and
+/// directories are refused early, so that they cannot crowd out what must not be lost.
+std::size_t pipe_bound(EMsg _type) {
+    switch (_type) {
+        case EMsg::command_udp:
+        case EMsg::information_udp:
+        case EMsg::ctrl_broadcast:
+            return 1;
+        default:
+            return 16;
+    }
+}
+
+/// Answers to plain requests: they never enter the pipe, so a full pipe can neither delay nor lose one.
+bool answers_a_waiter(EMsg _type) {
+    switch (_type) {
+        case EMsg::signal_return:
+        case EMsg::signal_error_return:
+        case EMsg::call_return:
+        case EMsg::call_error_return:
+        case EMsg::event_confirm:
+        case EMsg::event_reject:
+        case EMsg::command_confirm:
+        case EMsg::command_reject:
+        case EMsg::information_tcp_confirm:
+        case EMsg::information_tcp_reject:
+        case EMsg::information_udp_confirm:
+        case EMsg::information_udp_reject:
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+Vorn_processor::Vorn_processor(std::size_t _thread_count, std::size_t _size)
+    : Nonshared_pipe<Token>(_size), thread_count(_thread_count) {
+    {
+        const Exclusive_hold hold;
+        gp_processor = this;
+    }
+    {
+        // Held until the array is complete: listeners look themselves up in it.
+        const std::lock_guard no_listener_yet(serial_lock);
+        thread__.reserve(thread_count);
+        for (std::size_t i = 0; i < thread_count; ++i) thread__.emplace_back([this] { thread_listener(); });
+    }
+    const std::lock_guard lock_timer(timer_mutex);
+    timer_ = std::make_unique<std::thread>([this] { timer(c_timer_interval); });
+}
+
+Vorn_processor::~Vorn_processor() {
+    stop_timer();
+    proc_shutdown();
+    for (std::thread& one : thread__) one.join();
+    const Exclusive_hold hold;
+    for (const auto& [port, stub] : local_stubes) _Stub::of(stub)->drop_state();
+    for (const auto& [addr, proxy] : remote_stubes) _Proxy::of(proxy)->drop_state();
+    gp_processor = nullptr;
+}
+
+Error Vorn_processor::apply_process(Token _token) {
+    switch (eproc_send(_token, pipe_bound(_token.get_header_packet()->get_msg_type()))) {
+        case success:
+            return VORN_ERR_NONE_;
+        case busy:
+            return VORN_ERR_BUSY_;
+        default:
+            return VORN_ERR_SHUTDOWN_;
+    }
+}
+
+Error Vorn_processor::listener() {
+    return listener_turn([this](Token* _token_) { return eproc_receive(_token_); });
+}
+
+Error Vorn_processor::listener(double _timeout) {
+    return listener_turn(
+        [this, _timeout](Token* _token_) { return eproc_receive_timeout(_token_, _timeout); });
+}
+
+template <class Receive>
+Error Vorn_processor::listener_turn(Receive _receive) {
+    std::unique_lock serial(serial_lock);
+    Token token;
+    if (const auto result = _receive(&token); result != success) return result;
+    if (!token.has_header()) {
+        // An instruction and no message: the whole pool of listeners sleeps for so many seconds.
+        if (token.data_mm > 0)
+            std::this_thread::sleep_for(Kestrane::to_duration(static_cast<double>(token.data_mm)));
+        return 0;
+    }
+    serial.release();
+    return listener_processor(token);
+}
+
+void Vorn_processor::thread_listener() {
+    while (listener() != c_listener_ends) {
+    }
+}
+
+bool Vorn_processor::is_listen_thread() const {
+    const auto self = std::this_thread::get_id();
+    for (const std::thread& one : thread__) {
+        if (one.get_id() == self) return true;
+    }
+    return false;
+}
+
+Error send_sdk(Token _token, Packet* _pkt_) {
+    const EMsg type = _pkt_->get_msg_type();
+    if (type == EMsg::ctrl && _pkt_->header.code == c_tcp_disconnected_from_server) {
+        // Two audiences: the `Proxy` that owns the connection, and everybody who waits for that server. The
+        // second reference is taken first, since a listener may be done with the first before we go on. A
+        // refusal by the pipe goes unnoticed, and the reference meant for it with it: the waiters count.
+        safe_add_ref_token(_token);
+        static_cast<void>(gp_processor->apply_process(_token));
+        return awake_process(_token);
+    }
+    if (answers_a_waiter(type)) return awake_process(_token);
+    return gp_processor->apply_process(_token);
+}
+
+Error awake_process(Token _token) {
+    return gp_processor->return_processor(_token);
+}
+
+}  // namespace Vorn35

@@ -1,0 +1,179 @@
+/// @file
+/// The processor: the pipe that received messages pass through, the listener threads that drain it, dispatch
+/// to objects, the return table, the ordering of messages, the tables of objects and the directory of names.
+///
+/// Lock order, outermost first; a lock may be taken while only those above it are held:
+///  1. `serial_lock`
+///  2. the pipe's `lock`
+///  3. `mutex_01` (see object_lock.h for how to hold it)
+///  4. a qbuffer's `m_lock`, or `return_map_mutex`, or `destroy_vect_mutex`; an object's or member's own
+///  mutex
+///  5. the relay's locks
+///  6. `Ref_memory::mtx`
+/// A waiter takes its record's `event_mutex` with no other lock held.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Kestrane/Nonshared_pipe.h"
+#include "Vorn/Memory/vorn_memory.h"
+#include "Vorn/Vorn_processor/returns.h"
+#include "Vorn/Vorn_processor/thread_qbuffer.h"
+
+namespace Vorn35 {
+
+class Stub;
+class Proxy;
+
+/// A name heard of, and how many more beats it lives.
+struct Remote_stub_info {
+    int ttl = 0;
+    Addr stub_addr;
+};
+
+using Local_stubes = std::map<Port, Stub*>;
+using Remote_stubes = std::map<Addr, Proxy*>;
+using Named_local_stubes = std::map<std::string, Port>;
+using Named_remote_stubes = std::map<std::string, Remote_stub_info>;
+
+/// There is exactly one, from `initialize` to `finalize`.
+class Vorn_processor : public Kestrane::Nonshared_pipe<Token> {
+public:
+    /// The runtime's, not the pipe's own enumeration.
+    using Error = Vorn35::Error;
+
+    /// Guards the object tables, the qbuffer map and `gp_processor`. Outlives the processor, so that an
+    /// object can find out that there is none.
+    static std::shared_mutex mutex_01;
+
+    // Guarded by `mutex_01`.
+    Named_local_stubes named_local_stubes;  ///< Only grows.
+    Named_remote_stubes named_remote_stubes;
+    Local_stubes local_stubes;    ///< Services, by their port.
+    Remote_stubes remote_stubes;  ///< Clients, by the address of their server.
+    std::shared_mutex mutex_02;   ///< Nothing takes it.
+
+    /// Guards `timer_` and the timer's sleep. A leaf.
+    std::mutex timer_mutex;
+    std::condition_variable timer_wake;
+    std::unique_ptr<std::thread> timer_;  ///< Null asks the timer thread to stop.
+
+    qbuffer_map_t qbuffer_map;  ///< Guarded by `mutex_01`.
+
+    // Constant after construction.
+    const std::size_t thread_count;
+    std::vector<std::thread> thread__;  ///< The listeners.
+
+    /// Lets one listener at a time take a message. Outermost lock.
+    std::mutex serial_lock;
+
+    returns_t returns;  ///< Guarded by `return_map_mutex`.
+    /// Guards `returns`, and a record's answer while it stands there.
+    std::mutex return_map_mutex;
+
+    std::vector<Stub*> destroy_vect;         ///< Stubs stopped on a listener thread.
+    std::vector<Proxy*> destroy_proxy_vect;  ///< The same for proxies.
+    /// Guards both vectors. Taken last and alone.
+    std::mutex destroy_vect_mutex;
+
+    /// Enters itself in `gp_processor`, then starts the listeners and the timer.
+    Vorn_processor(std::size_t _thread_count, std::size_t _size);
+    /// Stops the timer, the pipe and the listeners, waits for callbacks that run, and leaves `gp_processor`.
+    ~Vorn_processor();
+    Vorn_processor(const Vorn_processor&) = delete;
+    Vorn_processor& operator=(const Vorn_processor&) = delete;
+
+    // The pipe and its listeners.
+
+    /// Puts a token into the pipe. "VORN_ERR_BUSY_" when too many wait: more than 1 for a value by datagram
+    /// or a directory, more than 16 for anything else.
+    Error apply_process(Token _token);
+    /// Takes and processes one message. Not 0: the pipe is shut down.
+    Error listener();
+    /// The same for an application's own thread; `_timeout` is the length of one wait in seconds.
+    Error listener(double _timeout);
+    void thread_listener();
+    /// True on one of the listener threads.
+    bool is_listen_thread() const;
+
+    // Dispatch and returns.
+
+    /// Entered with `serial_lock` held; leaves it released. Owns the token.
+    Error listener_processor(Token _token);
+    /// Wakes the waiter of an answer, or all waiters on a lost server. Owns the token.
+    Error return_processor(Token _token);
+    /// Enters a waiter. A key that is there already keeps its record.
+    void add_return(return_key_t _key, return_record_t* _record_);
+    /// Takes a waiter out. From then on its record is the waiter's alone.
+    void del_return(return_key_t _key);
+    /// Objects that were stopped on a listener thread stay as they are: nothing is done for them.
+    void destroy_object_waited();
+
+    // Ordering of messages; `mutex_01` exclusive.
+
+    void msg_processing_by_parallel(Msg_addr _a);
+    void msg_processing_by_serial_alone(Msg_addr _a);
+    void msg_processing_by_serial_group(Msg_addr _a, Msg_addr _b);
+    /// Queues the message behind its key, with a reference of its own; null when the key is processed in
+    /// parallel. `mutex_01` shared.
+    std::shared_ptr<class_thread_qbuffer> qbuffering(Msg_addr _msg_addr, Token _token, Packet* _pkt_,
+                                                     void* _object_);
+
+    // Objects; `mutex_01` exclusive.
+
+    /// @param _name_ null for a stub that is not published.
+    /// @param _port_ 0 asks for a port; the one chosen is written back.
+    Error create_stub(const char* _name_, Port* _port_, Stub* _stub_);
+    /// The name stays in use and goes on being broadcast.
+    void destroy_stub(Port _port);
+    Error create_proxy(Addr _stub_addr, Proxy* _proxy_);
+    void destroy_proxy(Addr _stub_addr);
+    /// An object is about to go, and has left the tables: no queue and no vector names it any more
+    /// afterwards. One whose stop was deferred is taken out of the tables now.
+    void forget_stub(Stub* _stub, Port _port);
+    void forget_proxy(Proxy* _proxy);
+
+    // The timer and the directory of names.
+
+    void timer(double _interval);
+    void stop_timer();
+    /// `mutex_01` exclusive.
+    std::size_t get_address(const char* _name_, Addr* _stub_addr_) const;
+    void broadcast_local_stubes_info();
+    void countdown_remote_stubes_info();
+    /// Takes `mutex_01` exclusive itself.
+    void recv_datagram_stubes_info(Token _token, Packet* _pkt_);
+
+private:
+    /// One turn of a listener: receives under `serial_lock` and goes on to the message.
+    template <class Receive>
+    Error listener_turn(Receive _receive);
+    void run_adapter(void* _object_, Token _token, bool _to_proxy);
+    void drain(class_thread_qbuffer* _qbuffer);
+    void return_unclaimed(Token _token);
+    /// Whether the object was recorded for a deferred stop; takes it off the record.
+    template <class Object>
+    bool was_deferred(std::vector<Object*>* _deferred, const Object* _object);
+};
+
+/// The processor of the running process; null while there is none. Guarded by `Vorn_processor::mutex_01`; the
+/// runtime's own threads, which live inside its life, read it freely.
+extern Vorn_processor* gp_processor;
+
+/// The one door by which the relay hands received messages to the processor.
+Error send_sdk(Token _token, Packet* _pkt_);
+/// `return_processor` on `gp_processor`.
+Error awake_process(Token _token);
+
+/// The last reason that this thread's `on_unlink` was given.
+extern thread_local Error g_last_error;
+
+}  // namespace Vorn35

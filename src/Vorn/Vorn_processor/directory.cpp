@@ -1,0 +1,212 @@
+/// The tables of objects, and the directory of names: every process broadcasts its named stubs once a second,
+/// and keeps what it hears for eight beats.
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <vector>
+
+#include "Kestrane/_chrono.h"
+#include "Kestrane/_network.h"
+#include "Vorn/INet_Relay/inet_relay.h"
+#include "Vorn/Vorn_processor/Vorn_processor.h"
+#include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn35/vorn_error.h"
+
+namespace Vorn35 {
+
+namespace {
+
+constexpr int c_name_ttl = 8;
+/// Bytes of a name that are sent. A name of so many characters has no terminator.
+constexpr std::size_t c_name_size = 21;
+
+/// Head of the directory datagram's payload; `size` records of `record_size` bytes follow.
+struct Broadcast_Stubes_info {
+    std::uint16_t size;
+    std::uint16_t record_size;
+    std::uint32_t reserved;
+};
+static_assert(sizeof(Broadcast_Stubes_info) == 8);
+
+struct Broadcast_stub_info {
+    std::uint64_t age_clk;
+    Port port;
+    char name[22];
+};
+static_assert(sizeof(Broadcast_stub_info) == 32);
+static_assert(offsetof(Broadcast_stub_info, name) == 10);
+
+void forget_queued(class_thread_qbuffer* _qbuffer, const void* _object) {
+    const std::lock_guard lock(_qbuffer->m_lock);
+    std::erase_if(*_qbuffer, [_object](qtoken_t& _queued) {
+        if (_queued.object_ != _object) return false;
+        _queued.token.free();
+        return true;
+    });
+}
+
+}  // namespace
+
+Error Vorn_processor::create_stub(const char* _name_, Port* _port_, Stub* _stub_) {
+    if (_name_ != nullptr && named_local_stubes.contains(_name_)) return VORN_ERR_ALREADY_USED_NAME_;
+    if (*_port_ != 0 && local_stubes.contains(*_port_)) return VORN_ERR_ALREADY_USED_ADDR_;
+    try {
+        add_server(_port_);
+    } catch (int failure) {
+        return failure;
+    }
+    local_stubes[*_port_] = _stub_;
+    if (_name_ != nullptr) named_local_stubes[_name_] = *_port_;
+    return VORN_ERR_NONE_;
+}
+
+void Vorn_processor::destroy_stub(Port _port) {
+    del_server(_port);
+    local_stubes.erase(_port);
+}
+
+Error Vorn_processor::create_proxy(Addr _stub_addr, Proxy* _proxy_) {
+    if (remote_stubes.contains(_stub_addr)) return VORN_ERR_ALREADY_USED_ADDR_;
+    if (const Error failure = add_client(_stub_addr); failure != 0) return failure;
+    remote_stubes[_stub_addr] = _proxy_;
+    return VORN_ERR_NONE_;
+}
+
+void Vorn_processor::destroy_proxy(Addr _stub_addr) {
+    del_client(_stub_addr);
+    remote_stubes.erase(_stub_addr);
+}
+
+void Vorn_processor::forget_stub(Stub* _stub, Port _port) {
+    // Its messages are queued under its own port; after a deferred stop there may be further ports.
+    auto first = qbuffer_map.lower_bound(Msg_addr(_port, 0, 0));
+    for (; first != qbuffer_map.end() && first->first.port == _port; ++first)
+        forget_queued(first->second.get(), _stub);
+    if (!was_deferred(&destroy_vect, _stub)) return;
+    std::vector<Port> left;
+    for (const auto& [port, stub] : local_stubes) {
+        if (stub == _stub) left.push_back(port);
+    }
+    for (const Port port : left) destroy_stub(port);
+    for (const auto& [addr, qbuffer] : qbuffer_map) forget_queued(qbuffer.get(), _stub);
+}
+
+void Vorn_processor::forget_proxy(Proxy* _proxy) {
+    // Its messages are queued under the port of whatever connection they came by.
+    for (const auto& [addr, qbuffer] : qbuffer_map) forget_queued(qbuffer.get(), _proxy);
+    if (!was_deferred(&destroy_proxy_vect, _proxy)) return;
+    std::vector<Addr> left;
+    for (const auto& [addr, proxy] : remote_stubes) {
+        if (proxy == _proxy) left.push_back(addr);
+    }
+    for (const Addr addr : left) destroy_proxy(addr);
+}
+
+template <class Object>
+bool Vorn_processor::was_deferred(std::vector<Object*>* _deferred, const Object* _object) {
+    const std::lock_guard lock(destroy_vect_mutex);
+    return std::erase(*_deferred, _object) != 0;
+}
+
+std::size_t Vorn_processor::get_address(const char* _name_, Addr* _stub_addr_) const {
+    const auto found = named_remote_stubes.find(_name_);
+    if (found == named_remote_stubes.end()) return 0;
+    *_stub_addr_ = found->second.stub_addr;
+    return 1;
+}
+
+void Vorn_processor::timer(double _interval) {
+    auto deadline = std::chrono::steady_clock::now();
+    std::unique_lock lock(timer_mutex);
+    for (;;) {
+        // Counted from the last deadline: the beat does not drift.
+        deadline += Kestrane::to_duration(_interval);
+        if (timer_wake.wait_until(lock, deadline, [this] { return timer_ == nullptr; })) return;
+        lock.unlock();
+        inet_interval_event();
+        {
+            const Exclusive_hold hold;
+            countdown_remote_stubes_info();
+            broadcast_local_stubes_info();
+        }
+        lock.lock();
+    }
+}
+
+void Vorn_processor::stop_timer() {
+    std::unique_ptr<std::thread> ending;
+    {
+        const std::lock_guard lock(timer_mutex);
+        ending.swap(timer_);
+    }
+    timer_wake.notify_all();
+    ending->join();
+}
+
+void Vorn_processor::countdown_remote_stubes_info() {
+    for (auto next = named_remote_stubes.begin(); next != named_remote_stubes.end();) {
+        next = --next->second.ttl == 0 ? named_remote_stubes.erase(next) : std::next(next);
+    }
+}
+
+void Vorn_processor::broadcast_local_stubes_info() {
+    Kestrane::IP4_if_table interfaces;
+    if (Kestrane::get_ip4_if_table(&interfaces) == 0) return;
+
+    const Broadcast_Stubes_info head{static_cast<std::uint16_t>(named_local_stubes.size()),
+                                     sizeof(Broadcast_stub_info), 0};
+    std::vector<std::uint8_t> payload(sizeof head + named_local_stubes.size() * sizeof(Broadcast_stub_info));
+    std::memcpy(payload.data(), &head, sizeof head);
+    std::uint8_t* place = payload.data() + sizeof head;
+    for (const auto& [name, port] : named_local_stubes) {
+        Broadcast_stub_info record{};
+        record.port = port;
+        std::memcpy(record.name, name.data(), std::min(name.size(), c_name_size));
+        std::memcpy(place, &record, sizeof record);
+        place += sizeof record;
+    }
+
+    // The interfaces set only the number of copies: each goes to everybody.
+    for (std::size_t copy = 0; copy < interfaces.size(); ++copy) {
+        Token token;
+        if (token.alloc_header() != 0 || token.alloc_data(payload.size()) != 0) {
+            token.free();
+            continue;
+        }
+        std::memcpy(token.get_data(), payload.data(), payload.size());
+        Packet* const pkt = token.get_header_packet();
+        pkt->initialize_packet(c_loopback_ip, std::chrono::steady_clock::now(), c_no_limit);
+        pkt->initialize_header(static_cast<Pksize>(payload.size()), 0, EMsg::ctrl_broadcast, c_directory_code,
+                               0);
+        pkt->set_to_proxy(Addr(c_broadcast_ip, c_directory_port), Addr(c_loopback_ip, c_directory_port));
+        if (send_udp(token, pkt) != 0) token.free();
+    }
+}
+
+void Vorn_processor::recv_datagram_stubes_info(Token _token, Packet* _pkt_) {
+    if (!_token.has_data()) return;
+    const auto* const payload = static_cast<const std::uint8_t*>(_token.get_data());
+    const std::size_t length = std::min<std::size_t>(_pkt_->get_data_size(), get_data_size(_token.data_mm));
+    Broadcast_Stubes_info head;
+    if (length < sizeof head) return;
+    std::memcpy(&head, payload, sizeof head);
+
+    const Exclusive_hold hold;
+    // The sender's counts are not believed: whatever lies past the payload is not there.
+    for (std::size_t i = 0; i < head.size; ++i) {
+        const std::size_t at = sizeof head + i * head.record_size;
+        const std::size_t name_at = at + offsetof(Broadcast_stub_info, name);
+        if (name_at > length) break;
+        Port port = 0;
+        std::memcpy(&port, payload + at + offsetof(Broadcast_stub_info, port), sizeof port);
+        const auto* const name = reinterpret_cast<const char*>(payload + name_at);
+        Remote_stub_info& info = named_remote_stubes[std::string(name, ::strnlen(name, length - name_at))];
+        info.ttl = c_name_ttl;
+        info.stub_addr = Addr(_pkt_->src_ip, port);
+        // Records of no length are all the same one.
+        if (head.record_size == 0) break;
+    }
+}
+
+}  // namespace Vorn35

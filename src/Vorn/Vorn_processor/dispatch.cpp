@@ -1,0 +1,143 @@
+/// The two roads of a received message: to the adapter of its object, or to the waiter of an answer.
+
+#include "Vorn/INet_Relay/inet_relay.h"
+#include "Vorn/SDK/Proxy/_Proxy.h"
+#include "Vorn/SDK/Stub/_Stub.h"
+#include "Vorn/Vorn_processor/Vorn_processor.h"
+#include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn35/vorn_error.h"
+
+namespace Vorn35 {
+
+namespace {
+
+template <class Map, class Key>
+typename Map::mapped_type find_object(const Map& _objects, const Key& _key) {
+    const auto found = _objects.find(_key);
+    return found == _objects.end() ? nullptr : found->second;
+}
+
+/// Sends a header of its own back for a message that failed, if its type has an error form that goes back.
+void send_back(const Packet* _pkt, Error _error, int (*_send)(Addr, Token, Packet*)) {
+    Packet turned = *_pkt;
+    if (!turned.backward_error_switch(_error)) return;
+    Token token;
+    token.alloc_header_force();
+    Packet* const pkt = token.get_header_packet();
+    *pkt = turned;
+    if (_send(pkt->get_dst(), token, pkt) != 0) token.free();
+}
+
+}  // namespace
+
+Error Vorn_processor::listener_processor(Token _token) {
+    std::unique_lock serial(serial_lock, std::adopt_lock);
+    Packet* const pkt = _token.get_header_packet();
+    {
+        const Shared_hold hold;
+        if (pkt->update_packet_time_and_return_timeout()) {
+            _token.free();
+            return 0;
+        }
+        const Msg_addr msg_addr(pkt->get_dst_port(), pkt->header.code,
+                                trans_listen_type_to_transaction(pkt->get_msg_type()));
+        const bool to_proxy = pkt->get_client_gate_port() == 0;
+        void* const object = to_proxy ? static_cast<void*>(find_object(remote_stubes, pkt->get_src()))
+                                      : static_cast<void*>(find_object(local_stubes, pkt->get_dst_port()));
+        serial.unlock();
+        if (object == nullptr) {
+            send_back(pkt, VORN_ERR_OBJECT_IS_NOT_EXIST_, to_proxy ? send_tcp_client : send_tcp_server);
+        } else if (const auto qbuffer = qbuffering(msg_addr, _token, pkt, object)) {
+            drain(qbuffer.get());
+        } else {
+            run_adapter(object, _token, to_proxy);
+        }
+        destroy_object_waited();
+    }
+    // Needs the exclusive hold, and no addressee.
+    if (pkt->get_msg_type() == EMsg::ctrl_broadcast && pkt->header.code == c_directory_code) {
+        recv_datagram_stubes_info(_token, pkt);
+    }
+    _token.free();
+    return 0;
+}
+
+void Vorn_processor::run_adapter(void* _object_, Token _token, bool _to_proxy) {
+    if (_to_proxy) {
+        _Proxy::of(static_cast<Proxy*>(_object_))->adapter_proxy(_token);
+    } else {
+        _Stub::of(static_cast<Stub*>(_object_))->adapter_stub(_token);
+    }
+}
+
+void Vorn_processor::drain(class_thread_qbuffer* _qbuffer) {
+    std::unique_lock lock(_qbuffer->m_lock);
+    // The thread that is draining will come to this message, and this listener is free.
+    if (_qbuffer->m_run) return;
+    _qbuffer->m_run = true;
+    while (!_qbuffer->empty()) {
+        qtoken_t next = _qbuffer->front();
+        _qbuffer->pop_front();
+        lock.unlock();
+        // One group may hold messages for stubs and proxies alike.
+        run_adapter(next.object_, next.token, next.token.get_header_packet()->get_client_gate_port() == 0);
+        lock.lock();
+        next.token.free();
+    }
+    _qbuffer->m_run = false;
+}
+
+void Vorn_processor::destroy_object_waited() {
+    const std::lock_guard lock(destroy_vect_mutex);
+}
+
+void Vorn_processor::add_return(return_key_t _key, return_record_t* _record_) {
+    const std::lock_guard lock(return_map_mutex);
+    returns.emplace(_key, _record_);
+}
+
+void Vorn_processor::del_return(return_key_t _key) {
+    const std::lock_guard lock(return_map_mutex);
+    returns.erase(_key);
+}
+
+Error Vorn_processor::return_processor(Token _token) {
+    const Packet* const pkt = _token.get_header_packet();
+    const auto hand_over = [&_token](return_record_t* _record_) {
+        _record_->returned = true;
+        _record_->token = _token;
+        // Under the table's lock, so that the waiter cannot take its record away meanwhile.
+        _record_->event.notify_one();
+    };
+
+    std::unique_lock lock(return_map_mutex);
+    if (pkt->get_msg_type() == EMsg::ctrl && pkt->header.code == c_tcp_disconnected_from_server) {
+        for (const auto& [key, record] : returns) {
+            if (Addr(key.ip, key.port) != pkt->get_src() || record->returned) continue;
+            safe_add_ref_token(_token);
+            hand_over(record);
+        }
+        _token.free();
+        return 0;
+    }
+
+    const auto found = returns.find(struct_return_key(pkt->get_src(), get_return_type(pkt->get_msg_type()),
+                                                      pkt->header.code, pkt->header.num));
+    if (found != returns.end()) {
+        // A second answer to one request is lost, and its blocks with it.
+        if (!found->second->returned) hand_over(found->second);
+        return 0;
+    }
+    lock.unlock();
+    return_unclaimed(_token);
+    return 0;
+}
+
+/// An answer that nobody waits for any more: the far end is told that it came too late.
+void Vorn_processor::return_unclaimed(Token _token) {
+    _token.free_data();
+    send_back(_token.get_header_packet(), VORN_ERR_REMOTE_TIMEOUT_, send_tcp_server);
+    _token.free_header();
+}
+
+}  // namespace Vorn35

@@ -1,0 +1,39 @@
+/// @file
+/// Queue of messages that run one at a time.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "Vorn/Memory/vorn_memory.h"
+
+namespace Vorn35 {
+
+/// A message and the object (`Stub` or `Proxy`) that was found for it at dispatch. The queue owns a reference
+/// to the token's blocks.
+struct struct_qtoken {
+    void* object_;
+    Token token;
+
+    struct_qtoken(void* _object_, Token _token) : object_(_object_), token(_token) {}
+};
+using qtoken_t = struct_qtoken;
+
+/// The queue of one key, or of a group of keys. One thread at a time drains it; the others leave their
+/// messages there and go away.
+class class_thread_qbuffer : public std::deque<struct_qtoken> {
+public:
+    /// Guards the queue and `m_run`. Taken under `mutex_01`; never held while an adapter runs.
+    std::mutex m_lock;
+    bool m_run = false;      ///< Some thread is draining.
+    std::int32_t m_ref = 1;  ///< Keys that point here. Changed under `mutex_01` exclusive.
+};
+
+/// A key that is absent means parallel processing. A drain keeps its queue alive when the key goes away under
+/// it.
+using qbuffer_map_t = std::map<Msg_addr, std::shared_ptr<class_thread_qbuffer>>;
+
+}  // namespace Vorn35
