@@ -48,6 +48,8 @@ Error finalize() {
     g_processor.reset();
     del_udp(c_directory_port);
     finalize_inet();
+    // Waiters that wake up late give their answers back under the shared hold.
+    const Exclusive_hold hold;
     finalize_memory();
     return VORN_ERR_NONE_;
 }

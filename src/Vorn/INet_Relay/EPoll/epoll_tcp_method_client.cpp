@@ -97,7 +97,8 @@ int request_connect(struct_epoll_overlapped_tcp* _record) {
     if (fd == -1) return errno;
     sockaddr_in local{};
     local.sin_family = AF_INET;
-    ::bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local);
+    // Any address and port; a failure shows in the connect.
+    static_cast<void>(::bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local));
     sockaddr_in remote{};
     remote.sin_family = AF_INET;
     remote.sin_addr.s_addr = _record->remote_addr.ip;
