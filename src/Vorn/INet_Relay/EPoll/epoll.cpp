@@ -11,6 +11,7 @@ namespace Vorn35 {
 
 std::mutex ooo;
 int ooo_count = 0;
+std::set<struct_epoll_overlapped_tcp*> g_tcp_records;
 
 namespace {
 
@@ -31,6 +32,7 @@ void destroy_overlapped_tcp(std::unique_ptr<struct_epoll_overlapped_tcp> _record
     {
         const std::lock_guard lock(ooo);
         --ooo_count;
+        g_tcp_records.erase(_record.get());
     }
     retire(std::move(_record), _ended);
 }
@@ -63,6 +65,7 @@ struct_epoll_overlapped_tcp* new_overlapped_tcp(Socket _socket, enum_socket_type
     auto* const record = new struct_epoll_overlapped_tcp(_socket, _type, _local_addr, _remote_addr);
     const std::lock_guard lock(ooo);
     ++ooo_count;
+    g_tcp_records.insert(record);
     return record;
 }
 
@@ -103,16 +106,17 @@ void return_undelivered(Token _token, Error _error, bool _to_stub) {
     _token.free_header();
 }
 
-int clear_establish_map(establish_map_t* _map) {
-    for (const auto& [addr, record] : *_map) {
-        destroy_overlapped_tcp(std::unique_ptr<struct_epoll_overlapped_tcp>(record), end_socket(record));
+void clear_tcp_records() {
+    g_connect_map.clear();
+    g_establish_client_map.clear();
+    g_connect_fail_map.clear();
+    g_closing_clients.clear();
+    g_establish_server_map.clear();
+    while (!g_tcp_records.empty()) {
+        std::unique_ptr<struct_epoll_overlapped_tcp> record(*g_tcp_records.begin());
+        const Socket ended = end_socket(record.get());
+        destroy_overlapped_tcp(std::move(record), ended);
     }
-    _map->clear();
-    return 0;
-}
-
-int clear_connect_map(connect_map_t* _map) {
-    return clear_establish_map(_map);
 }
 
 void print_ooo() {

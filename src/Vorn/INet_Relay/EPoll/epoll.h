@@ -73,7 +73,6 @@ struct struct_epoll_overlapped_ex : struct_epoll_overlapped {
     std::uint8_t* send_buf =
         nullptr;               ///< Next bytes to send. Null: the front of the queue is a closing marker.
     std::size_t send_len = 0;  ///< Bytes left in the current piece.
-    bool ended = false;        ///< Given to `retire`; nothing may be queued or armed any more.
 
     using struct_epoll_overlapped::struct_epoll_overlapped;
     ~struct_epoll_overlapped_ex() override;
@@ -92,6 +91,7 @@ struct struct_epoll_overlapped_tcp : struct_epoll_overlapped_ex {
     /// `del_client` was called: do not reconnect, refuse new messages. Written under `g_client_lock` and
     /// `send_queue_lock`, so either is enough to read it.
     bool b_remove_client = false;
+    bool ended = false;  ///< Given to `retire`; nothing may be queued or armed any more.
     bool b_cut =
         false;  ///< Found silent and shut down; stays tabled until its worker sees the end. `g_client_lock`.
     token_queue_t ack_wait_q;  ///< Server side: headers of returns sent and not yet acknowledged; owned.
@@ -159,9 +159,12 @@ extern udp_refs_t g_udp_refs;
 extern std::mutex g_udp_map_lock;
 extern udp_map_t g_udp_map;
 
-/// Guards `ooo_count`, the number of live TCP records. A leaf.
+/// Guards `ooo_count` and `g_tcp_records`. A leaf.
 extern std::mutex ooo;
+/// Number of live TCP records, and the records: also those that are in no table, in their opening exchange or
+/// on their way out.
 extern int ooo_count;
+extern std::set<struct_epoll_overlapped_tcp*> g_tcp_records;
 
 // The epoll instances; -1 when closed.
 extern int epoll_tcp_init;
@@ -191,9 +194,9 @@ struct_epoll_overlapped_tcp* new_overlapped_tcp(Socket _socket, enum_socket_type
 int delete_overlapped(struct_epoll_overlapped_tcp* _record);
 void print_ooo();
 
-/// Destroys every record of a table without a word to the processor. Only when no worker runs.
-int clear_establish_map(establish_map_t* _map);
-int clear_connect_map(connect_map_t* _map);
+/// Destroys every TCP record and clears all tables, without a word to the processor. Only when no worker
+/// runs.
+void clear_tcp_records();
 
 /// A message that could not be delivered: tells the local sender by the error form of the message, if it has
 /// one, and gives the token back.

@@ -15,6 +15,8 @@ namespace {
 
 /// Steps that one wake-up takes for one connection before the others get their turn.
 constexpr int c_steps_per_wake_up = 64;
+/// The same in bytes for the sending side, whose lock callers wait for.
+constexpr std::size_t c_bytes_per_wake_up = 256 * 1024;
 
 /// No header goes out whose size is not followed by that many bytes.
 void bound_payload(Token _token, Packet* _pkt_) {
@@ -155,7 +157,8 @@ int recv_connection(struct_epoll_overlapped_tcp* _record) {
 int send_connection(struct_epoll_overlapped_tcp* _record) {
     std::unique_lock lock(_record->send_queue_lock);
     if (_record->ended) return 0;
-    for (int step = 0; step < c_steps_per_wake_up; ++step) {
+    std::size_t total = 0;
+    for (int step = 0; step < c_steps_per_wake_up && total < c_bytes_per_wake_up; ++step) {
         if (_record->send_queue.empty()) {
             _record->send_state = false;
             return 0;
@@ -172,8 +175,12 @@ int send_connection(struct_epoll_overlapped_tcp* _record) {
         std::size_t moved = 0;
         switch (send_piece(_record, &moved)) {
             case Transfer::ended:
-                // The receiving side finds the failure.
                 _record->send_state = false;
+                // The receiving side finds the failure, unless it has been here already.
+                if (_record->is_server_side() && !_record->send_queue.back().has_header()) {
+                    lock.unlock();
+                    delete_overlapped(_record);
+                }
                 return 0;
             case Transfer::would_block:
                 arm(epoll_tcp_send, _record, c_arm_send);
@@ -181,6 +188,7 @@ int send_connection(struct_epoll_overlapped_tcp* _record) {
             case Transfer::moved:
                 break;
         }
+        total += moved;
         _record->send_clk = relay_clock();
         if (!advance(_record, moved)) continue;
         _record->send_queue.front().free();
@@ -204,10 +212,7 @@ void queue_message(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _
 void queue_closing_marker(struct_epoll_overlapped_tcp* _record) {
     const bool idle = _record->send_queue.empty();
     _record->send_queue.push(Token{});
-    if (idle) {
-        start_front(_record);
-        _record->header_send = true;
-    }
+    if (idle) start_front(_record);
     // A queue that stands still after a failed send is woken, too: the worker finds the failure and ends it.
     if (idle || !_record->send_state) {
         _record->send_state = true;
@@ -215,12 +220,12 @@ void queue_closing_marker(struct_epoll_overlapped_tcp* _record) {
     }
 }
 
-void post_connection_event(struct_epoll_overlapped_tcp* _record, void (Packet::*_set_marker)(),
-                           Error _error) {
+void post_connection_event(struct_epoll_overlapped_tcp* _record, void (Packet::*_set_marker)(), Error _error,
+                           ks_clock_t _made) {
     Token token;
     token.alloc_header_force();
     Packet* const pkt = token.get_header_packet();
-    pkt->initialize_packet(_record->local_addr.ip, relay_clock(), c_no_limit);
+    pkt->initialize_packet(_record->local_addr.ip, _made, c_no_limit);
     const Addr here(c_loopback_ip, _record->gate_port_of_local);
     if (_record->is_server_side()) {
         pkt->set_to_stub(_record->remote_addr, here);

@@ -166,8 +166,10 @@ int recv_client_init(struct_epoll_overlapped_tcp* _record) {
 
 int establish_connect(struct_epoll_overlapped_tcp* _record) {
     bool wanted = false;
+    ks_clock_t made;
     {
         const std::lock_guard lock(g_client_lock);
+        made = relay_clock();
         wanted = !_record->b_remove_client;
         const auto found = g_connect_map.find(_record->remote_addr);
         if (found != g_connect_map.end() && found->second == _record) {
@@ -177,20 +179,23 @@ int establish_connect(struct_epoll_overlapped_tcp* _record) {
     }
     // One whose `Proxy` was stopped meanwhile has nobody to tell; its successor must not hear of it.
     if (wanted) {
-        post_connection_event(_record, &Packet::set_tcp_connected_to_server, VORN_ERR_NONE_);
+        post_connection_event(_record, &Packet::set_tcp_connected_to_server, VORN_ERR_NONE_, made);
     }
     return 0;
 }
 
 int unestablish_connect(struct_epoll_overlapped_tcp* _record) {
     bool heard = true;
+    ks_clock_t made;
     {
         const std::lock_guard lock(g_client_lock);
+        made = relay_clock();
         heard = !(_record->b_remove_client && has_successor(_record));
         untable_and_plan_reconnect(_record);
     }
     if (heard) {
-        post_connection_event(_record, &Packet::set_tcp_disconnected_from_server, VORN_ERR_DISCONNECTED_TCP_);
+        post_connection_event(_record, &Packet::set_tcp_disconnected_from_server, VORN_ERR_DISCONNECTED_TCP_,
+                              made);
     }
     return 0;
 }

@@ -110,7 +110,7 @@ int accept(struct_epoll_overlapped* _listener) {
                              SOCK_NONBLOCK | SOCK_CLOEXEC);
         });
         if (fd == -1) {
-            if (errno == EAGAIN || errno == EWOULDBLOCK || _listener->socket == -1) return 0;
+            if (is_would_block(errno) || _listener->socket == -1) return 0;
             if (is_passing_failure(errno)) continue;
             return -1;
         }
@@ -155,7 +155,7 @@ int establish_accept(struct_epoll_overlapped_tcp* _record) {
         const std::lock_guard lock(g_establish_server_map_lock);
         g_establish_server_map.emplace(_record->remote_addr, _record);
     }
-    post_connection_event(_record, &Packet::set_tcp_connected_from_client, VORN_ERR_NONE_);
+    post_connection_event(_record, &Packet::set_tcp_connected_from_client, VORN_ERR_NONE_, relay_clock());
     return 0;
 }
 
@@ -164,7 +164,8 @@ int unestablish_accept(struct_epoll_overlapped_tcp* _record) {
     const auto found = g_establish_server_map.find(_record->remote_addr);
     if (found == g_establish_server_map.end() || found->second != _record) return 0;
     g_establish_server_map.erase(found);
-    post_connection_event(_record, &Packet::set_tcp_disconnected_from_client, VORN_ERR_DISCONNECTED_TCP_);
+    post_connection_event(_record, &Packet::set_tcp_disconnected_from_client, VORN_ERR_DISCONNECTED_TCP_,
+                          relay_clock());
     return 0;
 }
 
@@ -178,10 +179,6 @@ int shutdown_server(struct_epoll_overlapped_tcp* _record) {
 
 int failed_send_server(struct_epoll_overlapped_tcp* _record) {
     unestablish_accept(_record);
-    {
-        const std::lock_guard lock(_record->send_queue_lock);
-        _record->send_state = false;
-    }
     return delete_overlapped(_record);
 }
 

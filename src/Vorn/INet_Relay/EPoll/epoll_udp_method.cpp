@@ -22,19 +22,21 @@ namespace {
 /// Datagrams that one wake-up takes from one socket before the others get their turn.
 constexpr int c_datagrams_per_wake_up = 64;
 
-/// The socket of a port; -1 when there is none.
-Socket udp_socket(Port _port) {
+/// Sets an option of the port's socket, if there is one, while it cannot go away.
+template <class Value>
+void set_option(Port _port, int _option, const Value& _value) {
     const std::lock_guard lock(g_udp_map_lock);
     const auto found = g_udp_map.find(_port);
-    return found == g_udp_map.end() ? -1 : found->second->socket.load();
+    if (found == g_udp_map.end()) return;
+    ::setsockopt(found->second->socket, IPPROTO_IP, _option, &_value, sizeof _value);
 }
 
-void change_membership(int _option, IP _multicast_ip, IP _multicast_if, IP _source_ip, Port _port) {
+ip_mreq_source membership(IP _multicast_ip, IP _multicast_if, IP _source_ip) {
     ip_mreq_source request{};
     request.imr_multiaddr.s_addr = _multicast_ip;
     request.imr_interface.s_addr = _multicast_if;
     request.imr_sourceaddr.s_addr = _source_ip;
-    ::setsockopt(udp_socket(_port), IPPROTO_IP, _option, &request, sizeof request);
+    return request;
 }
 
 enum class Datagram { taken, dropped, none };
@@ -74,10 +76,15 @@ Datagram recv_datagram(struct_epoll_overlapped_ex* _record) {
     }
     sockaddr_in peer{};
     socklen_t peer_length = sizeof peer;
-    uninterrupted([&] {
+    const ssize_t taken = uninterrupted([&] {
         return ::recvfrom(fd, buffer, pkt->get_packet_size(), MSG_DONTWAIT,
                           reinterpret_cast<sockaddr*>(&peer), &peer_length);
     });
+    if (taken == -1 || static_cast<std::size_t>(taken) != pkt->get_packet_size()) {
+        // The socket was closed meanwhile.
+        token.free_data();
+        return Datagram::none;
+    }
     pkt->set_src_ip(peer.sin_addr.s_addr);
     // The sender is known by the gate port that it declares, if any, and not by its UDP port.
     pkt->set_src_port(pkt->get_client_gate_port() != 0 ? pkt->get_client_gate_port() : ntohs(peer.sin_port));
@@ -124,12 +131,11 @@ int udp_initialize(Port _port) {
     const unsigned char loop = 1;
     ::setsockopt(fd, IPPROTO_IP, IP_MULTICAST_LOOP, &loop, sizeof loop);
     auto* const record = new struct_epoll_overlapped_ex(fd, c_socket_udp, Addr(0, _port));
-    {
-        const std::lock_guard lock(g_udp_map_lock);
-        g_udp_map[_port] = record;
-    }
     watch(epoll_udp_recv, record, c_watch_input);
     watch(epoll_udp_send, record, c_parked);
+    // Last: whoever finds it here may arm it.
+    const std::lock_guard lock(g_udp_map_lock);
+    g_udp_map[_port] = record;
     return 0;
 }
 
@@ -191,7 +197,7 @@ int send_udp(struct_epoll_overlapped_ex* _record) {
         message.msg_iovlen = token.has_data() ? 2 : 1;
         const ssize_t sent =
             uninterrupted([&] { return ::sendmsg(_record->socket, &message, MSG_DONTWAIT | MSG_NOSIGNAL); });
-        if (sent == -1 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
+        if (sent == -1 && is_would_block(errno)) break;
         // Any other failure is silent: nobody waits for a datagram.
         const std::lock_guard lock(_record->send_queue_lock);
         _record->send_queue.pop();
@@ -211,15 +217,15 @@ int recv_udp(struct_epoll_overlapped_ex* _record) {
 }
 
 void set_multicast_if(IP _multicast_if, Port _port) {
-    ::setsockopt(udp_socket(_port), IPPROTO_IP, IP_MULTICAST_IF, &_multicast_if, sizeof _multicast_if);
+    set_option(_port, IP_MULTICAST_IF, _multicast_if);
 }
 
 void add_membership(IP _multicast_ip, IP _multicast_if, IP _source_ip, Port _port) {
-    change_membership(IP_ADD_SOURCE_MEMBERSHIP, _multicast_ip, _multicast_if, _source_ip, _port);
+    set_option(_port, IP_ADD_SOURCE_MEMBERSHIP, membership(_multicast_ip, _multicast_if, _source_ip));
 }
 
 void drop_membership(IP _multicast_ip, IP _multicast_if, IP _source_ip, Port _port) {
-    change_membership(IP_DROP_SOURCE_MEMBERSHIP, _multicast_ip, _multicast_if, _source_ip, _port);
+    set_option(_port, IP_DROP_SOURCE_MEMBERSHIP, membership(_multicast_ip, _multicast_if, _source_ip));
 }
 
 }  // namespace Vorn35

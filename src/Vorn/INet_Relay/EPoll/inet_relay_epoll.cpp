@@ -1,8 +1,6 @@
 /// Life of the relay: configuration, start and stop.
 
-#include <netinet/in.h>
 #include <sys/epoll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <string>
@@ -79,12 +77,12 @@ void read_configuration() {
 }
 
 /// Tells the worker of an epoll instance to leave, by an event without data, and joins it.
-void stop_worker(int _epoll, std::thread** _thread_, Socket _writable) {
+void stop_worker(int _epoll, std::thread** _thread_) {
     if (_epoll == -1 || *_thread_ == nullptr) return;
     epoll_event event{};
     event.events = EPOLLOUT;
     event.data.ptr = nullptr;
-    ::epoll_ctl(_epoll, EPOLL_CTL_ADD, _writable, &event);
+    ::epoll_ctl(_epoll, EPOLL_CTL_ADD, dead_socket(), &event);
     (*_thread_)->join();
     delete *_thread_;
     *_thread_ = nullptr;
@@ -115,6 +113,7 @@ int initialize_inet(send_sdk_t* _send_sdk__) {
     reap_open();
     return 0;
 }
+
 int start_inet() {
     epoll_thread_udp_recv = new std::thread(epoll_thread_udp_recv_entry);
     epoll_thread_udp_send = new std::thread(epoll_thread_udp_send_entry);
@@ -125,14 +124,11 @@ int start_inet() {
 }
 
 void stop_inet() {
-    // A fresh socket is writable at once.
-    const Socket writable = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
-    stop_worker(epoll_tcp_init, &epoll_thread_tcp_init, writable);
-    stop_worker(epoll_udp_recv, &epoll_thread_udp_recv, writable);
-    stop_worker(epoll_udp_send, &epoll_thread_udp_send, writable);
-    stop_worker(epoll_tcp_recv, &epoll_thread_tcp_recv, writable);
-    stop_worker(epoll_tcp_send, &epoll_thread_tcp_send, writable);
-    ::close(writable);
+    stop_worker(epoll_tcp_init, &epoll_thread_tcp_init);
+    stop_worker(epoll_udp_recv, &epoll_thread_udp_recv);
+    stop_worker(epoll_udp_send, &epoll_thread_udp_send);
+    stop_worker(epoll_tcp_recv, &epoll_thread_tcp_recv);
+    stop_worker(epoll_tcp_send, &epoll_thread_tcp_send);
 }
 
 void finalize_inet() {
@@ -144,12 +140,7 @@ void finalize_inet() {
     udp_finalize();
     g_udp_refs.clear();
     while (!g_server_map.empty()) close_listener(g_server_map.begin()->first);
-    clear_establish_map(&g_establish_client_map);
-    clear_establish_map(&g_establish_server_map);
-    clear_connect_map(&g_connect_map);
-    clear_connect_map(&g_connect_fail_map);
-    for (auto* const record : g_closing_clients) delete_overlapped(record);
-    g_closing_clients.clear();
+    clear_tcp_records();
     reap_close();
     safe_free_token(&heartbeat_token);
     heartbeat_pkt = nullptr;

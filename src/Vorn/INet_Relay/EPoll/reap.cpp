@@ -1,5 +1,6 @@
 #include "Vorn/INet_Relay/EPoll/reap.h"
 
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -39,13 +40,16 @@ constexpr unsigned bit_of(Worker _worker) {
     return 1U << static_cast<unsigned>(_worker);
 }
 
-/// Starts a round when none is under way and there is something to wait for; lock held.
-void begin_round() {
-    if (g_awaited.load(std::memory_order_relaxed) != 0 || g_waiting.empty() || g_live_workers == 0) return;
+/// Starts a round with what waits, for all workers but those that are known to hold nothing; lock held, no
+/// round under way.
+void begin_round(unsigned _idle) {
     g_passing.swap(g_waiting);
-    g_awaited.store(g_live_workers, std::memory_order_release);
+    const unsigned awaited = g_live_workers & ~_idle;
+    g_awaited.store(awaited, std::memory_order_release);
     for (unsigned i = 0; i < c_worker_count; ++i) {
-        if ((g_live_workers & (1U << i)) == 0 || static_cast<int>(i) == t_worker) continue;
+        // A worker that retires something itself is in a step, and comes to the head of its loop without a
+        // wake-up.
+        if ((awaited & (1U << i)) == 0 || static_cast<int>(i) == t_worker) continue;
         const std::uint64_t one = 1;
         // Cannot fail: the counter would have to overflow 64 bits.
         [[maybe_unused]] const auto written = ::write(g_wake[i], &one, sizeof one);
@@ -53,15 +57,17 @@ void begin_round() {
 }
 
 /// The worker has nothing in hand; lock held.
-/// @return the records of a round that ends here; to be destroyed after the lock is released.
+/// @return the records of the rounds that end here; to be destroyed after the lock is released.
 retired_t pass(unsigned _bit) {
     retired_t done;
     const unsigned awaited = g_awaited.load(std::memory_order_relaxed);
     if ((awaited & _bit) == 0) return done;
     g_awaited.store(awaited & ~_bit, std::memory_order_release);
-    if ((awaited & ~_bit) == 0) {
-        done.swap(g_passing);
-        begin_round();
+    while (g_awaited.load(std::memory_order_relaxed) == 0 && !g_passing.empty()) {
+        for (Retired& one : g_passing) done.push_back(std::move(one));
+        g_passing.clear();
+        // This worker still has nothing in hand, and is about to sleep: the next round does not wait for it.
+        if (!g_waiting.empty()) begin_round(_bit);
     }
     return done;
 }
@@ -139,6 +145,10 @@ bool is_wake_up(const void* _event_data) {
     return _event_data == &g_wake_mark;
 }
 
+Socket dead_socket() {
+    return g_dead_socket;
+}
+
 Socket end_socket(struct_epoll_overlapped* _record) {
     const Socket ended = _record->socket.exchange(-1);
     if (ended == -1) return -1;
@@ -146,14 +156,14 @@ Socket end_socket(struct_epoll_overlapped* _record) {
         if (instance != -1) ::epoll_ctl(instance, EPOLL_CTL_DEL, ended, nullptr);
     }
     // Replaces what the number stands for in one step; the old socket closes here.
-    ::dup2(g_dead_socket, ended);
+    ::dup3(g_dead_socket, ended, O_CLOEXEC);
     return ended;
 }
 
 void retire(std::unique_ptr<struct_epoll_overlapped> _record, Socket _ended_socket) {
     const std::lock_guard lock(g_reap_lock);
     g_waiting.push_back({std::move(_record), _ended_socket});
-    begin_round();
+    if (g_awaited.load(std::memory_order_relaxed) == 0 && g_live_workers != 0) begin_round(0);
 }
 
 }  // namespace Vorn35

@@ -34,6 +34,9 @@ void worker_pass(Worker _worker);
 /// The event is a wake-up for the head of the loop and nothing else.
 bool is_wake_up(const void* _event_data);
 
+/// A socket of no use, which is writable at once.
+Socket dead_socket();
+
 /// Closes the record's socket at once while its number stays taken, so that a worker that still reads the
 /// number from the record can never reach another connection by it. Idempotent.
 /// @return the number to give to `retire`; -1 when there was no socket.

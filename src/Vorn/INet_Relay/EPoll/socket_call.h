@@ -29,13 +29,18 @@ auto uninterrupted(Call _call) {
     return result;
 }
 
+/// The call would have to wait.
+inline bool is_would_block(int _errno) {
+    return _errno == EAGAIN || _errno == EWOULDBLOCK;
+}
+
 /// Classifies the result of a transfer on a stream and reports the bytes moved.
 inline Transfer classify(ssize_t _result, std::size_t* _moved_) {
     if (_result > 0) {
         *_moved_ = static_cast<std::size_t>(_result);
         return Transfer::moved;
     }
-    if (_result == -1 && (errno == EAGAIN || errno == EWOULDBLOCK)) return Transfer::would_block;
+    if (_result == -1 && is_would_block(errno)) return Transfer::would_block;
     return Transfer::ended;
 }
 

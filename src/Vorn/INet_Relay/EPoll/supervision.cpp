@@ -25,15 +25,24 @@ void keep_or_note(struct_epoll_overlapped_tcp* _record, ks_clock_t _clk,
     }
 }
 
-/// Returns that the silent peer never acknowledged come back to their `Stub` as cancels.
+/// Returns that the silent peer never acknowledged come back to their `Stub` as cancels. The one that is
+/// being sent is left out: it comes back with the rest of the queue when the connection ends.
 void return_unacknowledged(struct_epoll_overlapped_tcp* _record) {
     token_queue_t unacknowledged;
+    mm_t being_sent = 0;
     {
+        const std::lock_guard queue_lock(_record->send_queue_lock);
+        if (!_record->send_queue.empty()) being_sent = _record->send_queue.front().header_mm;
         const std::lock_guard lock(_record->ack_wait_q_lock);
         unacknowledged.swap(_record->ack_wait_q);
     }
     for (; !unacknowledged.empty(); unacknowledged.pop()) {
-        return_undelivered(unacknowledged.front(), VORN_ERR_DISCONNECTED_TCP_, true);
+        Token token = unacknowledged.front();
+        if (token.header_mm == being_sent) {
+            token.free();
+        } else {
+            return_undelivered(token, VORN_ERR_DISCONNECTED_TCP_, true);
+        }
     }
 }
 
