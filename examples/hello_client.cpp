@@ -10,8 +10,7 @@ int main() {
         Vorn35::Proxy_call hello(1);  // the client of call 1
         Vorn35::Addr addr;
         // Names are heard once a second; the connection then comes up in the background.
-        while (Vorn35::get_address("hello", &addr) == 0)
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        while (Vorn35::get_address("hello", &addr) == 0) std::this_thread::sleep_for(std::chrono::milliseconds(50));
         hello.start(addr);
         while (!hello.is_connected()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
 

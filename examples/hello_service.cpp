@@ -25,6 +25,7 @@ int main() {
         Vorn35::Port port = 0;  // any
         std::printf("%s\n", Vorn35::get_err_str(hello.start("hello", &port)));
         std::getchar();  // until a key is pressed
+        hello.stop();
     }
     Vorn35::finalize();
 }

@@ -80,8 +80,8 @@ public:
         away_and_back();
         Msg_num number = 0;
         leave.delegate_call(&number, nullptr, 0, c_limit);
-        std::printf("\n%s\n", account.exit_code() == 0 ? "All was as it should be."
-                                                       : "Something went wrong, see above.");
+        std::printf("\n%s\n",
+                    account.exit_code() == 0 ? "All was as it should be." : "Something went wrong, see above.");
         return account.exit_code();
     }
 
@@ -90,8 +90,7 @@ private:
         account.title("A service is found by its name");
         const tour::Stopwatch watch;
         // Every process tells the names of its services once a second.
-        while (get_address(tour::c_name, &service) == 0 && watch.seconds() < 5)
-            std::this_thread::sleep_for(10ms);
+        while (get_address(tour::c_name, &service) == 0 && watch.seconds() < 5) std::this_thread::sleep_for(10ms);
         const bool found = service.port != 0;
         account.step("look up \"tour\" in the directory", found ? "at " + text_of(service) : "not found",
                      watch.seconds(), found);
@@ -130,8 +129,7 @@ private:
         const Error sent = delegate_add.delegate_call(&number, &terms, sizeof terms, c_limit);
         const bool answered = sent == VORN_ERR_NONE_ && delegate_add.answered.try_acquire_for(c_patience);
         account.step("delegate: 1 + 2, answer by callback",
-                     answered ? "on_return: " + std::to_string(delegate_add.sum) : text_of(sent),
-                     watch.seconds(),
+                     answered ? "on_return: " + std::to_string(delegate_add.sum) : text_of(sent), watch.seconds(),
                      answered && delegate_add.result == VORN_ERR_NONE_ && delegate_add.sum == 3);
     }
 
@@ -139,8 +137,8 @@ private:
         double sum = 0;
         const tour::Stopwatch watch;
         const Error result = add(3, 4, &sum);
-        account.step("async and await at once: 3 + 4", text_of(result) + ", " + std::to_string(sum),
-                     watch.seconds(), result == VORN_ERR_NONE_ && sum == 7);
+        account.step("async and await at once: 3 + 4", text_of(result) + ", " + std::to_string(sum), watch.seconds(),
+                     result == VORN_ERR_NONE_ && sum == 7);
     }
 
     void outstanding() {
@@ -155,8 +153,8 @@ private:
         for (Promise_ const promise : promises) {
             answered += work_call.await_return(promise, nullptr, nullptr, nullptr) == VORN_ERR_NONE_ ? 1 : 0;
         }
-        account.step("async: 30, 60, ... 150 ms of work, await each",
-                     std::to_string(answered) + " of 5 answered", watch.seconds(), answered == count);
+        account.step("async: 30, 60, ... 150 ms of work, await each", std::to_string(answered) + " of 5 answered",
+                     watch.seconds(), answered == count);
     }
 
     void error_return() {
@@ -164,8 +162,7 @@ private:
         double sum = 0;
         const tour::Stopwatch watch;
         const Error result = add(std::numeric_limits<double>::quiet_NaN(), 1, &sum);
-        account.step("an error of the service", text_of(result), watch.seconds(),
-                     result == tour::c_not_a_number);
+        account.step("an error of the service", text_of(result), watch.seconds(), result == tour::c_not_a_number);
     }
 
     void limit() {
@@ -188,14 +185,12 @@ private:
         });
         const Error result = work_call.await_return(promise, nullptr, nullptr, nullptr);
         canceller.join();
-        account.step("3 s of work, cancelled after 0.1 s", text_of(result), watch.seconds(),
-                     result == tour::c_gave_up);
+        account.step("3 s of work, cancelled after 0.1 s", text_of(result), watch.seconds(), result == tour::c_gave_up);
     }
 
     void nobody() {
         const tour::Stopwatch watch;
-        Error result =
-            nobody_call.await_return(nobody_call.async_call(nullptr, 0, c_limit), nullptr, nullptr, nullptr);
+        Error result = nobody_call.await_return(nobody_call.async_call(nullptr, 0, c_limit), nullptr, nullptr, nullptr);
         account.step("a code that the service does not have", text_of(result), watch.seconds(),
                      result == VORN_ERR_NOT_SUPPORT_CODE_);
 
@@ -203,8 +198,7 @@ private:
         Proxy stranger;
         Proxy_call stranger_call(tour::c_add, stranger);
         stranger.start(Addr(service.ip, tour::c_port + 1));
-        result = stranger_call.await_return(stranger_call.async_call(nullptr, 0, c_limit), nullptr, nullptr,
-                                            nullptr);
+        result = stranger_call.await_return(stranger_call.async_call(nullptr, 0, c_limit), nullptr, nullptr, nullptr);
         account.step("a port that nobody serves", text_of(result), second_watch.seconds(),
                      result == VORN_ERR_OBJECT_IS_NOT_EXIST_);
     }

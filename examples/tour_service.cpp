@@ -19,8 +19,7 @@ class Add : public Stub_call {
 public:
     explicit Add(const Stub& _stub) : Stub_call(tour::c_add, sizeof(double), _stub) {}
 
-    Error on_call(Addr, const void* _in_, Pksize _in_size, void* _out_, Pksize* _out_size_, double,
-                  double) override {
+    Error on_call(Addr, const void* _in_, Pksize _in_size, void* _out_, Pksize* _out_size_, double, double) override {
         tour::Terms terms{};
         // The payload comes from another process: look at its size before using it.
         if (_in_size != sizeof terms) return tour::c_not_a_number;
@@ -44,8 +43,7 @@ public:
         std::memcpy(&seconds, _in_, sizeof seconds);
         std::unique_lock lock(mutex);
         cancelled = false;
-        const bool stopped =
-            wake.wait_for(lock, std::chrono::duration<double>(seconds), [this] { return cancelled; });
+        const bool stopped = wake.wait_for(lock, std::chrono::duration<double>(seconds), [this] { return cancelled; });
         return stopped ? tour::c_gave_up : VORN_ERR_NONE_;
     }
 
@@ -110,9 +108,9 @@ int main() {
             std::printf("  service | started as \"%s\" on port %u\n", tour::c_name, port);
             leave.wait();
             std::printf("  service | leaves\n");
+            service.stop();
         } else {
-            std::printf("  service | cannot start: %s\n",
-                        started > 0 ? std::strerror(started) : get_err_str(started));
+            std::printf("  service | cannot start: %s\n", started > 0 ? std::strerror(started) : get_err_str(started));
             exit_code = 1;
         }
     }

@@ -19,11 +19,10 @@ struct THistory_elem;
 /// One value as it came: the bytes, untyped. The default is an element with every field 0.
 template <>
 struct THistory_elem<void> {
-    void* buffer_ =
-        nullptr;          ///< The bytes; null when there are none. Valid as long as the `History` it is from.
-    Pksize size = 0;      ///< Number of bytes.
-    double interval = 0;  ///< The time limit that the value was sent with, in seconds.
-    Clock clock = 0;      ///< When it came, or was last stamped: a tick of `get_cpu_clock`.
+    void* buffer_ = nullptr;  ///< The bytes; null when there are none. Valid as long as the `History` it is from.
+    Pksize size = 0;          ///< Number of bytes.
+    double interval = 0;      ///< The time limit that the value was sent with, in seconds.
+    Clock clock = 0;          ///< When it came, or was last stamped: a tick of `get_cpu_clock`.
 };
 
 /// Owner of one snapshot, with deep copy: a copy holds the same messages by references of its own, and every

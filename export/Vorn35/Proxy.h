@@ -17,8 +17,8 @@ class _Proxy;
 /// any such attached member stops the whole `Proxy`.
 ///
 /// Threads: any operation may be called from any thread, also from a callback. Callbacks run on the runtime's
-/// listener threads with no lock held, several at once. Do not destroy an object while one of its callbacks
-/// may run.
+/// listener threads with no lock held, several at once; they may come until the client is stopped and those that run
+/// have returned. Stop an object of a derived class, and see its callbacks out, before its destructor begins.
 ///
 /// @code
 /// struct Client : Vorn35::Proxy_call {
@@ -59,13 +59,13 @@ public:
     Error stop();
     bool is_connected();
     bool is_started();
-    /// Both ends of the connection: 127.0.0.1 with our port as the service knows it, and the service's
-    /// address.
+    /// Both ends of the connection: 127.0.0.1 with our port as the service knows it, and the service's address.
     /// @return 0, or "VORN_ERR_OBJECT_IS_NOT_EXIST_" with nothing written while there is no connection.
     Error get_address(Addr* _proxy_addr_, Addr* _stub_addr_);
 
 protected:
-    /// For a member that is attached to an existing client: from here on this object refers to that one.
+    /// For a member that is attached to an existing client: from here on this object refers to that one. All members
+    /// of one object are either attached to the same client or integrated.
     void attach(const Proxy& _proxy);
     /// The end of such a member: stops the client and lets go of it.
     void detach();

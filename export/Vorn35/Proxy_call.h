@@ -37,15 +37,16 @@ public:
     ~Proxy_call() override;
 
     /// The answer of a `delegate_call`; runs on a listener thread.
-    /// @param _err 0, the error of the service, or that of its host, for instance
-    /// "VORN_ERR_NOT_SUPPORT_CODE_".
+    /// @param _err 0, the error of the service, or that of its host, for instance "VORN_ERR_NOT_SUPPORT_CODE_".
     /// @param _ret_data_ valid until the return; null when the answer carries no payload.
     /// @param _elapsed_time seconds that the answer has lived.
     virtual void on_return(Msg_num _msg_num, Error _err, const void* _ret_data_, Pksize _ret_size,
                            double _elapsed_time);
 
-    /// Sends, and returns at once. If the answer never comes, `on_return` is never called; a lost connection
-    /// does not call it either.
+    /// Sends, and returns at once. If the answer never comes, `on_return` is never called; a lost connection does not
+    /// call it either.
+    /// @param _call_data_ copied before the return. Null sends no payload.
+    /// @param _limit_time with 0 or less the request is dropped at the far end.
     /// @param _msg_num_ receives the number that `on_return` will name, before the request is sent. Not null.
     /// @return 0, "VORN_ERR_IS_NOT_CREATED_", "VORN_ERR_OBJECT_IS_NOT_EXIST_" (not connected),
     ///         "VORN_ERR_EMPTY_VORN_MEMORY_", "VORN_ERR_BUSY_LOCALHOST_".
@@ -55,12 +56,11 @@ public:
     /// come out of `await_return`.
     Promise_ async_call(const void* _call_data_, Pksize _call_size, double _limit_time);
 
-    /// Blocks until the answer, a lost connection or the limit, and frees the handle. May be called from a
-    /// callback.
-    /// @param _size_ in: size of the buffer. Out: size of the answer; also when it did not fit.
+    /// Blocks until the answer, a lost connection or the limit, and frees the handle. May be called from a callback.
+    /// @param _size_ in: size of the buffer. Out: size of the answer; also when it did not fit. May be null
+    ///               for an answer without payload.
     /// @param _time_ if not null: seconds since the call.
-    /// @return the service's result; "VORN_ERR_BOUNDOUT_BUFFER_" for an answer that does not fit (it is gone
-    /// then);
+    /// @return the service's result; "VORN_ERR_BOUNDOUT_BUFFER_" for an answer that does not fit (it is gone then);
     ///         "VORN_ERR_LOCAL_TIMEOUT_"; "VORN_ERR_DISCONNECTED_TCP_"; "VORN_ERR_IS_NOT_CREATED_";
     ///         "VORN_ERR_NULL_RETURN_OBJECT_"; or the failure of `async_call`.
     Error await_return(Promise_ _promise_, void* _return_data_, Pksize* _size_, double* _time_);

@@ -17,19 +17,22 @@ class _Stub;
 /// which must outlive it; destroying any such member stops the whole `Stub`.
 ///
 /// Threads: any operation may be called from any thread, also from a callback. Callbacks run on the runtime's
-/// listener threads with no lock held. `stop` does not wait for a callback that runs; do not destroy an
-/// object while one of its callbacks may run.
+/// listener threads with no lock held, so they may come until the service is stopped and those that run have
+/// returned; `stop` does not wait for them. Stop an object of a derived class, and see its callbacks out, before its
+/// destructor begins. Attach members before `start`: one that is attached later has no order among its messages, and
+/// may be called before the constructor of a derived class has run.
 ///
 /// @code
 /// struct Clock : Vorn35::Stub_call {
 ///     Clock() : Stub_call(1, sizeof(double)) {}
-///     Vorn35::Error on_call(Vorn35::Addr, const void*, Vorn35::Pksize, void* _out_, Vorn35::Pksize* _size_,
-///     double,
-///                           double) override;
+///     Vorn35::Error on_call(Vorn35::Addr, const void*, Vorn35::Pksize, void* _out_,
+///                           Vorn35::Pksize* _size_, double, double) override;
 /// };
 /// Clock clock;
 /// Vorn35::Port port = 0;
 /// clock.start("clock", &port);
+/// ...
+/// clock.stop();
 /// @endcode
 class Stub {
 public:
@@ -42,19 +45,19 @@ public:
 
     /// Opens the port and publishes the name.
     /// @param _name_ at most 20 characters; null for a service that is reached by address only.
-    /// @param _port_ in: the port wanted, 0 for any. Out: the port opened.
-    /// @return 0; "VORN_ERR_ALREADY_CREATED_", "VORN_ERR_NOT_INITIALIZE_", "VORN_ERR_ALREADY_USED_NAME_"
-    /// (also for a
-    ///         name that a stopped service of this process had), "VORN_ERR_ALREADY_USED_ADDR_"; or a positive
+    /// @param _port_ in: the port wanted, 0 for any. Out: the port opened. Not null.
+    /// @return 0; "VORN_ERR_ALREADY_CREATED_", "VORN_ERR_NOT_INITIALIZE_", "VORN_ERR_ALREADY_USED_NAME_" (also for
+    ///         a name that a stopped service of this process had), "VORN_ERR_ALREADY_USED_ADDR_"; or a positive
     ///         `errno`, for instance `EADDRINUSE` when another program has the port.
     Error start(const char* _name_, Port* _port_);
     /// The same for callers that hold no pointer to a port; the port opened is not told.
     Error start_for_python(const char* _name_, int _port);
-    /// Closes the port. Established connections stay up and learn with their next request that the service is
-    /// gone. No `on_unlink` and no `on_disconnect` follow.
+    /// Closes the port. Established connections stay up and learn with their next request that the service is gone;
+    /// the name stays in use in this process, and others go on finding it. No `on_unlink` and no `on_disconnect`
+    /// follow.
     ///
-    /// From a callback the stop is deferred for good: the service counts as stopped and can be started again,
-    /// but its old port stays open, and messages go on reaching it.
+    /// From a callback the stop is deferred until the object is destroyed: the service counts as stopped and can be
+    /// started again, but its old port stays open, and messages go on reaching it.
     /// @return 0, or "VORN_ERR_IS_NOT_CREATED_".
     Error stop();
     bool is_started();
@@ -65,7 +68,8 @@ protected:
     /// A client's connection is gone, after the `on_unlink` of each of its links.
     virtual void on_disconnect(Addr _proxy_addr);
 
-    /// For a member that is attached to an existing service: from here on this object refers to that one.
+    /// For a member that is attached to an existing service: from here on this object refers to that one. All members
+    /// of one object are either attached to the same service or integrated.
     void attach(const Stub& _stub);
     /// The end of such a member: stops the service and lets go of it.
     void detach();

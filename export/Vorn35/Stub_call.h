@@ -8,8 +8,11 @@ namespace Vorn35 {
 
 class _Stub_call;
 
-/// One callable operation of a `Stub`, under a code. Calls of one code run one at a time, calls of different
-/// codes side by side.
+/// One callable operation of a `Stub`, under a code. Calls of one code run one at a time, calls of different codes
+/// side by side. (A member that is attached after `start` has no such order.)
+///
+/// Requests that wait for their turn behind a slow handler are not bounded in number, and neither their time limit
+/// nor `_elapsed_time` counts that wait.
 class Stub_call : public virtual Stub {
 public:
     /// Integrated into an application class that is a `Stub`.
@@ -25,8 +28,7 @@ public:
     /// @param _out_buf_ where the answer goes; null when the capacity is 0.
     /// @param _out_buf_size_ in: the capacity. Out: the bytes written, at most the capacity.
     /// @param _elapsed_time seconds that the request has lived so far.
-    /// @param _packet_limit_time seconds that the caller still waits. Nothing stops a handler that takes
-    /// longer.
+    /// @param _packet_limit_time seconds that the caller still waits. Nothing stops a handler that takes longer.
     /// @return 0, or an `Error` that the caller receives instead of an answer.
     virtual Error on_call(Addr _proxy_addr, const void* _in_buf_, Pksize _in_buf_size, void* _out_buf_,
                           Pksize* _out_buf_size_, double _elapsed_time, double _packet_limit_time);

@@ -46,7 +46,7 @@ inline constexpr Error VORN_ERR_IS_NOT_CREATED_ = static_cast<Error>(0xC0000005U
 inline constexpr Error VORN_ERR_NULL_RETURN_OBJECT_ = static_cast<Error>(0xC0000006U);
 /// A link was asked for while one stands.
 inline constexpr Error VORN_ERR_ALREADY_CONNECTED_ = static_cast<Error>(0xC0000007U);
-/// `start` on an object that is started.
+/// `start` on an object that is started, or `initialize` on a runtime that is up.
 inline constexpr Error VORN_ERR_ALREADY_CREATED_ = static_cast<Error>(0xC0000008U);
 /// The TCP connection dropped.
 inline constexpr Error VORN_ERR_DISCONNECTED_TCP_ = static_cast<Error>(0xC0000009U);

@@ -14,14 +14,15 @@
 
 namespace Vorn35 {
 
-/// Messages under `_a` run at once on the listener that took them. This is the default.
+/// Messages under `_a` run at once on the listener that took them. This is the default. What waits under `_a` is lost
+/// when no other key of its group is left.
 void msg_processing_by_parallel(Msg_addr _a);
 
 /// Messages under `_a` run one at a time.
 void msg_processing_by_serial_alone(Msg_addr _a);
 
-/// Messages under `_a` and `_b` together run one at a time. Set groups up before there is traffic, one new
-/// key at a time.
+/// Messages under `_a` and `_b` together run one at a time. When both had an order already, what waits under `_b` is
+/// lost, so group the members of a `Stub` directly after each `start`, which gives each an order of its own.
 ///
 /// @code
 /// // Calls 1 and 2 of the service on port 5000 never run at the same time.

@@ -14,7 +14,9 @@ namespace Vorn35 {
 /// Settings come from the file "../Config/vorn.ini", relative to the working directory. No file, or one that is
 /// not an INI file, means the defaults; a file that lacks one of the keys is an error.
 ///
-/// @return 0. Failures of the network are not reported.
+/// A process may end without `finalize`; callbacks may then run until its end.
+///
+/// @return 0; "VORN_ERR_ALREADY_CREATED_" when the runtime is up. Failures of the network are not reported.
 /// @throws std::exception when the configuration file lacks a key or holds a number that is none.
 ///
 /// @code
@@ -38,6 +40,7 @@ Error initialize(std::size_t _thread_count, std::size_t _call_buffer_count, std:
 Error finalize();
 
 /// Finds a service by its name among those that were heard in the last eight seconds.
+/// @param _name_ not null.
 /// @param _stub_addr_ receives the address when found, and is left alone otherwise.
 /// @return number of addresses found: 0 or 1. Any thread.
 std::size_t get_address(const char* _name_, Addr* _stub_addr_);

@@ -49,8 +49,7 @@ TEST(Wire, HeaderIsTwentyGivenBytes) {
     std::memset(static_cast<void*>(&pkt), 0xFF, sizeof pkt);  // init writes the whole first byte over this
     pkt.initialize_packet(c_loopback_ip, ks_clock_t{}, 1.0);
     pkt.header.time.set_time(0.001);
-    pkt.initialize_header(0x0A0B0C0D, 0x0102, EMsg::delegate_command_connect, 0x8005,
-                          VORN_ERR_OBJECT_IS_NOT_EXIST_);
+    pkt.initialize_header(0x0A0B0C0D, 0x0102, EMsg::delegate_command_connect, 0x8005, VORN_ERR_OBJECT_IS_NOT_EXIST_);
     pkt.set_client_gate_port(0x2675);
 
     const std::array<std::uint8_t, 20> expected{0x02, 88,   0x75, 0x26, 0x20, 0x80, 0x16, 0x83, 0x05, 0x80,
@@ -114,11 +113,10 @@ TEST(PacketTime, EncodesByTruncation) {
 // What a type becomes by backward return, backward error and forward error; 0: it has no such form. Numbers
 // and not names, so that a slip in the enumeration shows as well.
 const std::map<int, std::array<int, 3>> c_switches{
-    {32, {33, 34, 35}},     {33, {0, 35, 34}},    {40, {41, 42, 43}},     {41, {0, 43, 42}},
-    {48, {49, 50, 51}},     {49, {0, 51, 50}},    {56, {57, 58, 59}},     {57, {0, 59, 58}},
-    {64, {65, 66, 67}},     {65, {0, 67, 66}},    {72, {73, 74, 75}},     {73, {0, 75, 74}},
-    {80, {81, 82, 83}},     {81, {0, 83, 82}},    {88, {89, 90, 91}},     {89, {0, 91, 90}},
-    {96, {97, 98, 100}},    {97, {0, 100, 98}},   {104, {105, 106, 108}}, {105, {0, 108, 106}},
+    {32, {33, 34, 35}},     {33, {0, 35, 34}},    {40, {41, 42, 43}},     {41, {0, 43, 42}},      {48, {49, 50, 51}},
+    {49, {0, 51, 50}},      {56, {57, 58, 59}},   {57, {0, 59, 58}},      {64, {65, 66, 67}},     {65, {0, 67, 66}},
+    {72, {73, 74, 75}},     {73, {0, 75, 74}},    {80, {81, 82, 83}},     {81, {0, 83, 82}},      {88, {89, 90, 91}},
+    {89, {0, 91, 90}},      {96, {97, 98, 100}},  {97, {0, 100, 98}},     {104, {105, 106, 108}}, {105, {0, 108, 106}},
     {112, {113, 114, 116}}, {113, {0, 116, 114}}, {120, {121, 122, 124}}, {121, {0, 124, 122}},
 };
 

@@ -70,8 +70,7 @@ TEST(Nonshared_pipe, SendWakesAReceiverAndShutdownAll) {
     for (const double seconds : {-1.0, 0.001, std::numeric_limits<double>::max()}) {
         int item = 0;
         std::thread receiver([&] {
-            const auto result =
-                seconds < 0 ? pipe.eproc_receive(&item) : pipe.eproc_receive_timeout(&item, seconds);
+            const auto result = seconds < 0 ? pipe.eproc_receive(&item) : pipe.eproc_receive_timeout(&item, seconds);
             EXPECT_EQ(result, Pipe::success);
         });
         EXPECT_EQ(pipe.eproc_send(5, 16), Pipe::success);
@@ -97,9 +96,7 @@ protected:
     ~Ini() override { std::filesystem::remove_all(dir); }
 
     void write(const char* _text) const { std::ofstream(path) << _text; }
-    std::string text(const char* _key) const {
-        return get_lwr_string_from_ini_file(path.c_str(), "VORN", _key, "Yes");
-    }
+    std::string text(const char* _key) const { return get_lwr_string_from_ini_file(path.c_str(), "VORN", _key, "Yes"); }
     int number(const char* _key) const { return get_integer_from_ini_file(path.c_str(), "VORN", _key, 5); }
 
 private:

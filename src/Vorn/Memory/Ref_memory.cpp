@@ -35,8 +35,7 @@ Block_owner make_block(std::size_t _size) {
     if (_size > std::numeric_limits<std::size_t>::max() - c_block_overhead) throw std::bad_alloc();
     Block_owner block(new (::operator new(_size + c_block_overhead)) struct_smart_memory{1, _size});
     // The overhead exceeds the block's own header; under ASan a touch of the surplus is an overrun.
-    ASAN_POISON_MEMORY_REGION(static_cast<char*>(block->buf()) + _size,
-                              c_block_overhead - sizeof(struct_smart_memory));
+    ASAN_POISON_MEMORY_REGION(static_cast<char*>(block->buf()) + _size, c_block_overhead - sizeof(struct_smart_memory));
     return block;
 }
 

@@ -1,5 +1,7 @@
 /// Start and stop of the runtime.
 
+#include <mutex>
+
 #include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/Vorn_processor/Vorn_processor.h"
 #include "Vorn/Vorn_processor/object_lock.h"
@@ -16,8 +18,10 @@ constexpr std::size_t c_default_call_buffer_count = 16;
 /// One start or stop at a time. Outermost of all.
 std::mutex g_life_mutex;
 
-/// Owned from `initialize` to `finalize`. `gp_processor` is this pointer as long as objects may use it.
-std::unique_ptr<Vorn_processor> g_processor;  // Guarded by `g_life_mutex`.
+/// Owned from `initialize` to `finalize`; guarded by `g_life_mutex`. `gp_processor` is this pointer as long
+/// as objects may use it. Not destroyed by the end of a process that did not call `finalize`: its threads
+/// still run.
+Vorn_processor* g_processor = nullptr;
 
 }  // namespace
 
@@ -28,15 +32,19 @@ Error initialize() {
 Error initialize(std::size_t _thread_count, std::size_t _call_buffer_count, std::size_t) {
     const std::lock_guard lock(g_life_mutex);
     if (g_processor != nullptr) return VORN_ERR_ALREADY_CREATED_;
-    initialize_memory();
+    {
+        const Exclusive_hold hold;
+        initialize_memory();
+    }
     try {
         initialize_inet(send_sdk);
     } catch (...) {
+        const Exclusive_hold hold;
         finalize_memory();
         throw;
     }
     add_udp(c_directory_port);
-    g_processor = std::make_unique<Vorn_processor>(_thread_count, _call_buffer_count);
+    g_processor = new Vorn_processor(_thread_count, _call_buffer_count);
     start_inet();
     return VORN_ERR_NONE_;
 }
@@ -45,7 +53,8 @@ Error finalize() {
     const std::lock_guard lock(g_life_mutex);
     if (g_processor == nullptr) return VORN_ERR_NONE_;
     stop_inet();
-    g_processor.reset();
+    delete g_processor;
+    g_processor = nullptr;
     del_udp(c_directory_port);
     finalize_inet();
     // Waiters that wake up late give their answers back under the shared hold.

@@ -2,6 +2,7 @@
 
 #include "Vorn/Vorn_processor/Vorn_processor.h"
 
+#include <algorithm>
 #include <chrono>
 
 #include "Kestrane/_chrono.h"
@@ -61,14 +62,13 @@ bool answers_a_waiter(EMsg _type) {
 Vorn_processor::Vorn_processor(std::size_t _thread_count, std::size_t _size)
     : Nonshared_pipe<Token>(_size), thread_count(_thread_count) {
     {
+        // Published with its listeners: they are looked up under the same lock.
         const Exclusive_hold hold;
         gp_processor = this;
-    }
-    {
-        // Held until the array is complete: listeners look themselves up in it.
-        const std::lock_guard no_listener_yet(serial_lock);
-        thread__.reserve(thread_count);
-        for (std::size_t i = 0; i < thread_count; ++i) thread__.emplace_back([this] { thread_listener(); });
+        for (std::size_t i = 0; i < thread_count; ++i) {
+            thread__.emplace_back([this] { thread_listener(); });
+            listener_ids.push_back(thread__.back().get_id());
+        }
     }
     const std::lock_guard lock_timer(timer_mutex);
     timer_ = std::make_unique<std::thread>([this] { timer(c_timer_interval); });
@@ -100,8 +100,7 @@ Error Vorn_processor::listener() {
 }
 
 Error Vorn_processor::listener(double _timeout) {
-    return listener_turn(
-        [this, _timeout](Token* _token_) { return eproc_receive_timeout(_token_, _timeout); });
+    return listener_turn([this, _timeout](Token* _token_) { return eproc_receive_timeout(_token_, _timeout); });
 }
 
 template <class Receive>
@@ -111,8 +110,7 @@ Error Vorn_processor::listener_turn(Receive _receive) {
     if (const auto result = _receive(&token); result != success) return result;
     if (!token.has_header()) {
         // An instruction and no message: the whole pool of listeners sleeps for so many seconds.
-        if (token.data_mm > 0)
-            std::this_thread::sleep_for(Kestrane::to_duration(static_cast<double>(token.data_mm)));
+        if (token.data_mm > 0) std::this_thread::sleep_for(Kestrane::to_duration(static_cast<double>(token.data_mm)));
         return 0;
     }
     serial.release();
@@ -125,11 +123,7 @@ void Vorn_processor::thread_listener() {
 }
 
 bool Vorn_processor::is_listen_thread() const {
-    const auto self = std::this_thread::get_id();
-    for (const std::thread& one : thread__) {
-        if (one.get_id() == self) return true;
-    }
-    return false;
+    return std::find(listener_ids.begin(), listener_ids.end(), std::this_thread::get_id()) != listener_ids.end();
 }
 
 Error send_sdk(Token _token, Packet* _pkt_) {

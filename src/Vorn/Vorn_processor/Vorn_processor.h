@@ -1,15 +1,13 @@
 /// @file
-/// The processor: the pipe that received messages pass through, the listener threads that drain it, dispatch
-/// to objects, the return table, the ordering of messages, the tables of objects and the directory of names.
+/// The processor: the pipe that received messages pass through, the listener threads that drain it, dispatch to objects,
+/// the return table, the ordering of messages, the tables of objects and the directory of names.
 ///
 /// Lock order, outermost first; a lock may be taken while only those above it are held:
 ///  1. `serial_lock`
-///  2. the pipe's `lock`
-///  3. `mutex_01` (see object_lock.h for how to hold it)
-///  4. a qbuffer's `m_lock`, or `return_map_mutex`, or `destroy_vect_mutex`; an object's or member's own
-///  mutex
-///  5. the relay's locks
-///  6. `Ref_memory::mtx`
+///  2. `mutex_01` (see object_lock.h for how to hold it)
+///  3. a qbuffer's `m_lock`, or `return_map_mutex`, or `destroy_vect_mutex`; an object's or member's own mutex
+///  4. the relay's locks
+///  5. the pipe's `lock`, `timer_mutex`, `Ref_memory::mtx`: leaves
 /// A waiter takes its record's `event_mutex` with no other lock held.
 #pragma once
 
@@ -70,7 +68,8 @@ public:
 
     // Constant after construction.
     const std::size_t thread_count;
-    std::vector<std::thread> thread__;  ///< The listeners.
+    std::vector<std::thread> thread__;          ///< The listeners.
+    std::vector<std::thread::id> listener_ids;  ///< Their identities, which outlast their end.
 
     /// Lets one listener at a time take a message. Outermost lock.
     std::mutex serial_lock;
@@ -101,7 +100,7 @@ public:
     /// The same for an application's own thread; `_timeout` is the length of one wait in seconds.
     Error listener(double _timeout);
     void thread_listener();
-    /// True on one of the listener threads.
+    /// True on one of the listener threads. `mutex_01`.
     bool is_listen_thread() const;
 
     // Dispatch and returns.
@@ -124,8 +123,7 @@ public:
     void msg_processing_by_serial_group(Msg_addr _a, Msg_addr _b);
     /// Queues the message behind its key, with a reference of its own; null when the key is processed in
     /// parallel. `mutex_01` shared.
-    std::shared_ptr<class_thread_qbuffer> qbuffering(Msg_addr _msg_addr, Token _token, Packet* _pkt_,
-                                                     void* _object_);
+    std::shared_ptr<class_thread_qbuffer> qbuffering(Msg_addr _msg_addr, Token _token, Packet* _pkt_, void* _object_);
 
     // Objects; `mutex_01` exclusive.
 
@@ -136,9 +134,9 @@ public:
     void destroy_stub(Port _port);
     Error create_proxy(Addr _stub_addr, Proxy* _proxy_);
     void destroy_proxy(Addr _stub_addr);
-    /// An object is about to go, and has left the tables: no queue and no vector names it any more
-    /// afterwards. One whose stop was deferred is taken out of the tables now.
-    void forget_stub(Stub* _stub, Port _port);
+    /// An object is about to go, and has been stopped: no table, queue or vector names it any more afterwards. One
+    /// whose stop was deferred is taken out of the tables now, by whatever keys it stands there.
+    void forget_stub(Stub* _stub);
     void forget_proxy(Proxy* _proxy);
 
     // The timer and the directory of names.
@@ -159,6 +157,8 @@ private:
     void run_adapter(void* _object_, Token _token, bool _to_proxy);
     void drain(class_thread_qbuffer* _qbuffer);
     void return_unclaimed(Token _token);
+    /// Gives back the messages that are queued for the object, under whatever key.
+    void forget_queued(const void* _object);
     /// Whether the object was recorded for a deferred stop; takes it off the record.
     template <class Object>
     bool was_deferred(std::vector<Object*>* _deferred, const Object* _object);

@@ -37,15 +37,6 @@ struct Broadcast_stub_info {
 static_assert(sizeof(Broadcast_stub_info) == 32);
 static_assert(offsetof(Broadcast_stub_info, name) == 10);
 
-void forget_queued(class_thread_qbuffer* _qbuffer, const void* _object) {
-    const std::lock_guard lock(_qbuffer->m_lock);
-    std::erase_if(*_qbuffer, [_object](qtoken_t& _queued) {
-        if (_queued.object_ != _object) return false;
-        _queued.token.free();
-        return true;
-    });
-}
-
 }  // namespace
 
 Error Vorn_processor::create_stub(const char* _name_, Port* _port_, Stub* _stub_) {
@@ -78,29 +69,33 @@ void Vorn_processor::destroy_proxy(Addr _stub_addr) {
     remote_stubes.erase(_stub_addr);
 }
 
-void Vorn_processor::forget_stub(Stub* _stub, Port _port) {
-    // Its messages are queued under its own port; after a deferred stop there may be further ports.
-    auto first = qbuffer_map.lower_bound(Msg_addr(_port, 0, 0));
-    for (; first != qbuffer_map.end() && first->first.port == _port; ++first)
-        forget_queued(first->second.get(), _stub);
+void Vorn_processor::forget_stub(Stub* _stub) {
+    forget_queued(_stub);
     if (!was_deferred(&destroy_vect, _stub)) return;
-    std::vector<Port> left;
-    for (const auto& [port, stub] : local_stubes) {
-        if (stub == _stub) left.push_back(port);
+    for (auto next = local_stubes.begin(); next != local_stubes.end();) {
+        const auto [port, stub] = *next++;
+        if (stub == _stub) destroy_stub(port);
     }
-    for (const Port port : left) destroy_stub(port);
-    for (const auto& [addr, qbuffer] : qbuffer_map) forget_queued(qbuffer.get(), _stub);
 }
 
 void Vorn_processor::forget_proxy(Proxy* _proxy) {
-    // Its messages are queued under the port of whatever connection they came by.
-    for (const auto& [addr, qbuffer] : qbuffer_map) forget_queued(qbuffer.get(), _proxy);
+    forget_queued(_proxy);
     if (!was_deferred(&destroy_proxy_vect, _proxy)) return;
-    std::vector<Addr> left;
-    for (const auto& [addr, proxy] : remote_stubes) {
-        if (proxy == _proxy) left.push_back(addr);
+    for (auto next = remote_stubes.begin(); next != remote_stubes.end();) {
+        const auto [addr, proxy] = *next++;
+        if (proxy == _proxy) destroy_proxy(addr);
     }
-    for (const Addr addr : left) destroy_proxy(addr);
+}
+
+void Vorn_processor::forget_queued(const void* _object) {
+    for (const auto& [addr, qbuffer] : qbuffer_map) {
+        const std::lock_guard lock(qbuffer->m_lock);
+        std::erase_if(*qbuffer, [_object](qtoken_t& _queued) {
+            if (_queued.object_ != _object) return false;
+            _queued.token.free();
+            return true;
+        });
+    }
 }
 
 template <class Object>
@@ -154,8 +149,8 @@ void Vorn_processor::broadcast_local_stubes_info() {
     Kestrane::IP4_if_table interfaces;
     if (Kestrane::get_ip4_if_table(&interfaces) == 0) return;
 
-    const Broadcast_Stubes_info head{static_cast<std::uint16_t>(named_local_stubes.size()),
-                                     sizeof(Broadcast_stub_info), 0};
+    const Broadcast_Stubes_info head{static_cast<std::uint16_t>(named_local_stubes.size()), sizeof(Broadcast_stub_info),
+                                     0};
     std::vector<std::uint8_t> payload(sizeof head + named_local_stubes.size() * sizeof(Broadcast_stub_info));
     std::memcpy(payload.data(), &head, sizeof head);
     std::uint8_t* place = payload.data() + sizeof head;
@@ -177,8 +172,7 @@ void Vorn_processor::broadcast_local_stubes_info() {
         std::memcpy(token.get_data(), payload.data(), payload.size());
         Packet* const pkt = token.get_header_packet();
         pkt->initialize_packet(c_loopback_ip, std::chrono::steady_clock::now(), c_no_limit);
-        pkt->initialize_header(static_cast<Pksize>(payload.size()), 0, EMsg::ctrl_broadcast, c_directory_code,
-                               0);
+        pkt->initialize_header(static_cast<Pksize>(payload.size()), 0, EMsg::ctrl_broadcast, c_directory_code, 0);
         pkt->set_to_proxy(Addr(c_broadcast_ip, c_directory_port), Addr(c_loopback_ip, c_directory_port));
         if (send_udp(token, pkt) != 0) token.free();
     }
@@ -192,20 +186,20 @@ void Vorn_processor::recv_datagram_stubes_info(Token _token, Packet* _pkt_) {
     if (length < sizeof head) return;
     std::memcpy(&head, payload, sizeof head);
 
+    // A later sender may lengthen its records. What is shorter than ours holds no name.
+    if (head.record_size < sizeof(Broadcast_stub_info)) return;
+    const std::size_t name_room = head.record_size - offsetof(Broadcast_stub_info, name);
+
     const Exclusive_hold hold;
-    // The sender's counts are not believed: whatever lies past the payload is not there.
-    for (std::size_t i = 0; i < head.size; ++i) {
-        const std::size_t at = sizeof head + i * head.record_size;
-        const std::size_t name_at = at + offsetof(Broadcast_stub_info, name);
-        if (name_at > length) break;
+    // The sender's count is not believed: whatever lies past the payload is not there.
+    for (std::size_t i = 0, at = sizeof head; i < head.size && at + head.record_size <= length;
+         ++i, at += head.record_size) {
         Port port = 0;
         std::memcpy(&port, payload + at + offsetof(Broadcast_stub_info, port), sizeof port);
-        const auto* const name = reinterpret_cast<const char*>(payload + name_at);
-        Remote_stub_info& info = named_remote_stubes[std::string(name, ::strnlen(name, length - name_at))];
+        const auto* const name = reinterpret_cast<const char*>(payload + at + offsetof(Broadcast_stub_info, name));
+        Remote_stub_info& info = named_remote_stubes[std::string(name, ::strnlen(name, name_room))];
         info.ttl = c_name_ttl;
         info.stub_addr = Addr(_pkt_->src_ip, port);
-        // Records of no length are all the same one.
-        if (head.record_size == 0) break;
     }
 }
 

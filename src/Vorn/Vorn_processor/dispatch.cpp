@@ -33,6 +33,7 @@ void send_back(const Packet* _pkt, Error _error, int (*_send)(Addr, Token, Packe
 Error Vorn_processor::listener_processor(Token _token) {
     std::unique_lock serial(serial_lock, std::adopt_lock);
     Packet* const pkt = _token.get_header_packet();
+    bool is_directory = false;
     {
         const Shared_hold hold;
         if (pkt->update_packet_time_and_return_timeout()) {
@@ -41,6 +42,8 @@ Error Vorn_processor::listener_processor(Token _token) {
         }
         const Msg_addr msg_addr(pkt->get_dst_port(), pkt->header.code,
                                 trans_listen_type_to_transaction(pkt->get_msg_type()));
+        // Read now: an adapter on another thread may turn a queued request round.
+        is_directory = pkt->get_msg_type() == EMsg::ctrl_broadcast && pkt->header.code == c_directory_code;
         const bool to_proxy = pkt->get_client_gate_port() == 0;
         void* const object = to_proxy ? static_cast<void*>(find_object(remote_stubes, pkt->get_src()))
                                       : static_cast<void*>(find_object(local_stubes, pkt->get_dst_port()));
@@ -55,9 +58,7 @@ Error Vorn_processor::listener_processor(Token _token) {
         destroy_object_waited();
     }
     // Needs the exclusive hold, and no addressee.
-    if (pkt->get_msg_type() == EMsg::ctrl_broadcast && pkt->header.code == c_directory_code) {
-        recv_datagram_stubes_info(_token, pkt);
-    }
+    if (is_directory) recv_datagram_stubes_info(_token, pkt);
     _token.free();
     return 0;
 }
@@ -121,8 +122,8 @@ Error Vorn_processor::return_processor(Token _token) {
         return 0;
     }
 
-    const auto found = returns.find(struct_return_key(pkt->get_src(), get_return_type(pkt->get_msg_type()),
-                                                      pkt->header.code, pkt->header.num));
+    const auto found = returns.find(
+        struct_return_key(pkt->get_src(), get_return_type(pkt->get_msg_type()), pkt->header.code, pkt->header.num));
     if (found != returns.end()) {
         // A second answer to one request is lost, and its blocks with it.
         if (!found->second->returned) hand_over(found->second);

@@ -38,8 +38,8 @@ void Vorn_processor::msg_processing_by_serial_group(Msg_addr _a, Msg_addr _b) {
     const bool has_b = of_b != qbuffer_map.end();
     if (has_a && has_b) {
         if (of_a->second == of_b->second) return;
-        of_a->second->m_ref += of_b->second->m_ref;
-        discard(of_b->second.get());
+        ++of_a->second->m_ref;
+        if (--of_b->second->m_ref == 0) discard(of_b->second.get());
         of_b->second = of_a->second;
     } else if (has_a) {
         ++of_a->second->m_ref;
@@ -56,8 +56,7 @@ void Vorn_processor::msg_processing_by_serial_group(Msg_addr _a, Msg_addr _b) {
 }
 
 std::shared_ptr<class_thread_qbuffer> Vorn_processor::qbuffering(Msg_addr _msg_addr, Token _token,
-                                                                 [[maybe_unused]] Packet* _pkt_,
-                                                                 void* _object_) {
+                                                                 [[maybe_unused]] Packet* _pkt_, void* _object_) {
     const auto found = qbuffer_map.find(_msg_addr);
     if (found == qbuffer_map.end()) return nullptr;
     const std::lock_guard lock(found->second->m_lock);

@@ -11,7 +11,7 @@ namespace Vorn35 {
 
 std::mutex ooo;
 int ooo_count = 0;
-std::set<struct_epoll_overlapped_tcp*> g_tcp_records;
+std::set<struct_epoll_overlapped_tcp*>& g_tcp_records = *new std::set<struct_epoll_overlapped_tcp*>;
 
 namespace {
 
@@ -97,8 +97,8 @@ void return_undelivered(Token _token, Error _error, bool _to_stub) {
     notice.alloc_header_force();
     Packet* const pkt = notice.get_header_packet();
     *pkt = *_token.get_header_packet();
-    const bool is_return = pkt->is_signal_return() || pkt->is_call_return() ||
-                           pkt->is_delegate_signal_return() || pkt->is_delegate_call_return();
+    const bool is_return = pkt->is_signal_return() || pkt->is_call_return() || pkt->is_delegate_signal_return() ||
+                           pkt->is_delegate_call_return();
     const bool has_form = pkt->backward_error_switch(_error);
     // The return had been addressed to a `Proxy`; its cancel is for our `Stub`.
     if (_to_stub && is_return) pkt->set_client_gate_port(pkt->get_src_port());

@@ -5,8 +5,7 @@
 /// drive a small state machine, so at most one worker per direction works on a record at a time.
 ///
 /// Who touches what:
-///  - the receiving side of a record (`recv_*`): the worker of the direction alone, until the record is
-///  reaped;
+///  - the receiving side of a record (`recv_*`): the worker of the direction alone, until the record is reaped;
 ///  - the sending side: whoever holds `send_queue_lock`;
 ///  - the tables: under their locks, and a record that is in a table is alive.
 /// A record that ends goes to `retire` (reap.h), which frees it when no worker can still have it in hand.
@@ -70,9 +69,8 @@ struct struct_epoll_overlapped_ex : struct_epoll_overlapped {
     std::uint8_t* recv_buf = nullptr;
     std::size_t recv_len = 0;                        ///< Bytes still awaited for the current piece.
     std::atomic<ks_clock_t> send_clk{ks_clock_t{}};  ///< Last activity towards the peer; a heartbeat counts.
-    std::uint8_t* send_buf =
-        nullptr;               ///< Next bytes to send. Null: the front of the queue is a closing marker.
-    std::size_t send_len = 0;  ///< Bytes left in the current piece.
+    std::uint8_t* send_buf = nullptr;  ///< Next bytes to send. Null: the front of the queue is a closing marker.
+    std::size_t send_len = 0;          ///< Bytes left in the current piece.
 
     using struct_epoll_overlapped::struct_epoll_overlapped;
     ~struct_epoll_overlapped_ex() override;
@@ -92,8 +90,7 @@ struct struct_epoll_overlapped_tcp : struct_epoll_overlapped_ex {
     /// `send_queue_lock`, so either is enough to read it.
     bool b_remove_client = false;
     bool ended = false;  ///< Given to `retire`; nothing may be queued or armed any more.
-    bool b_cut =
-        false;  ///< Found silent and shut down; stays tabled until its worker sees the end. `g_client_lock`.
+    bool b_cut = false;  ///< Found silent and shut down; stays tabled until its worker sees the end. `g_client_lock`.
     token_queue_t ack_wait_q;  ///< Server side: headers of returns sent and not yet acknowledged; owned.
     /// Guards `ack_wait_q`. Innermost of the relay.
     std::mutex ack_wait_q_lock;
@@ -115,13 +112,11 @@ using udp_map_t = std::map<Port, struct_epoll_overlapped_ex*>;
 using udp_refs_t = std::map<Port, std::size_t>;
 
 // Event masks.
-inline constexpr std::uint32_t c_arm_send = 0xC0000004;  ///< EPOLLET, EPOLLONESHOT, EPOLLOUT; also a connect.
-inline constexpr std::uint32_t c_force_connect =
-    0xC0000005;                                          ///< The same and EPOLLIN: wakes a hanging connect.
-inline constexpr std::uint32_t c_arm_recv = 0x40000001;  ///< EPOLLONESHOT, EPOLLIN.
-inline constexpr std::uint32_t c_watch_input = 0x80000001;  ///< EPOLLET, EPOLLIN: listener, UDP receive.
-inline constexpr std::uint32_t c_parked =
-    0x80000008;  ///< EPOLLET, EPOLLERR: UDP socket with nothing to send.
+inline constexpr std::uint32_t c_arm_send = 0xC0000004;       ///< EPOLLET, EPOLLONESHOT, EPOLLOUT; also a connect.
+inline constexpr std::uint32_t c_force_connect = 0xC0000005;  ///< The same and EPOLLIN: wakes a hanging connect.
+inline constexpr std::uint32_t c_arm_recv = 0x40000001;       ///< EPOLLONESHOT, EPOLLIN.
+inline constexpr std::uint32_t c_watch_input = 0x80000001;    ///< EPOLLET, EPOLLIN: listener, UDP receive.
+inline constexpr std::uint32_t c_parked = 0x80000008;         ///< EPOLLET, EPOLLERR: UDP socket with nothing to send.
 
 // Configuration; written once by `initialize_inet`.
 extern bool g_auto_disconnect;
@@ -134,37 +129,39 @@ extern bool g_client_linger_use;
 extern int g_client_linger_time;
 extern bool g_client_nagle_off_use;
 
+// The tables are never destroyed: a process may end without `finalize`, while the workers run.
+
 /// Listeners by port; owned. Changed by `add_server` and `del_server` only, whose callers exclude each other
 /// (they hold the processor's `mutex_01` exclusive).
-extern std::map<Port, struct_epoll_overlapped*> g_server_map;
+extern std::map<Port, struct_epoll_overlapped*>& g_server_map;
 
 /// Guards the four tables of client records. Outermost lock of the relay.
 extern std::mutex g_client_lock;
-extern connect_map_t g_connect_map;             ///< Connecting, or in the opening exchange.
-extern establish_map_t g_establish_client_map;  ///< Established.
-extern connect_map_t g_connect_fail_map;        ///< Waiting for the next reconnect; socket -1.
+extern connect_map_t& g_connect_map;             ///< Connecting, or in the opening exchange.
+extern establish_map_t& g_establish_client_map;  ///< Established.
+extern connect_map_t& g_connect_fail_map;        ///< Waiting for the next reconnect; socket -1.
 /// Removed by `del_client` while their address was taken into use again: they live to their end here, out of
 /// the way of their successor.
-extern std::set<struct_epoll_overlapped_tcp*> g_closing_clients;
+extern std::set<struct_epoll_overlapped_tcp*>& g_closing_clients;
 
 /// Guards `g_establish_server_map`. Outermost lock of the relay; never together with `g_client_lock`.
 extern std::mutex g_establish_server_map_lock;
-extern establish_map_t g_establish_server_map;
+extern establish_map_t& g_establish_server_map;
 
 /// Guards `g_udp_refs` and the making and closing of UDP sockets. Above `g_udp_map_lock`.
 extern std::mutex g_udp_refs_mutex;
-extern udp_refs_t g_udp_refs;
+extern udp_refs_t& g_udp_refs;
 /// Guards `g_udp_map`: a record found under it is alive while it is held. Above a UDP record's
 /// `send_queue_lock`.
 extern std::mutex g_udp_map_lock;
-extern udp_map_t g_udp_map;
+extern udp_map_t& g_udp_map;
 
 /// Guards `ooo_count` and `g_tcp_records`. A leaf.
 extern std::mutex ooo;
 /// Number of live TCP records, and the records: also those that are in no table, in their opening exchange or
 /// on their way out.
 extern int ooo_count;
-extern std::set<struct_epoll_overlapped_tcp*> g_tcp_records;
+extern std::set<struct_epoll_overlapped_tcp*>& g_tcp_records;
 
 // The epoll instances; -1 when closed.
 extern int epoll_tcp_init;
@@ -198,8 +195,8 @@ void print_ooo();
 /// runs.
 void clear_tcp_records();
 
-/// A message that could not be delivered: tells the local sender by the error form of the message, if it has
-/// one, and gives the token back.
+/// A message that could not be delivered: tells the local sender by the error form of the message, if it has one, and
+/// gives the token back.
 /// @param _to_stub the message had been sent by a `Stub`, to which an undelivered return comes back as its
 /// cancel.
 void return_undelivered(Token _token, Error _error, bool _to_stub);

@@ -67,8 +67,7 @@ Transfer send_piece(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_) 
 
 /// The message in `recv_token` is complete: the processor's from here on, and the next one may come.
 void deliver(struct_epoll_overlapped_tcp* _record) {
-    if (send_sdk__(_record->recv_token, _record->recv_token.get_header_packet()) != 0)
-        _record->recv_token.free();
+    if (send_sdk__(_record->recv_token, _record->recv_token.get_header_packet()) != 0) _record->recv_token.free();
     _record->recv_token.reset();
     request_recv_header(_record);
 }
@@ -262,8 +261,8 @@ Exchange recv_opening(struct_epoll_overlapped_tcp* _record, Tcp_header* _header_
     while (_record->recv_len != 0) {
         auto* const bytes = reinterpret_cast<std::uint8_t*>(_header_);
         std::size_t moved = 0;
-        switch (receive_stream(_record->socket, bytes + (Tcp_header::get_size() - _record->recv_len),
-                               _record->recv_len, &moved)) {
+        switch (receive_stream(_record->socket, bytes + (Tcp_header::get_size() - _record->recv_len), _record->recv_len,
+                               &moved)) {
             case Transfer::ended:
                 return Exchange::failed;
             case Transfer::would_block:

@@ -21,9 +21,8 @@ void queue_message(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _
 /// The same for the closing marker.
 void queue_closing_marker(struct_epoll_overlapped_tcp* _record);
 /// Tells the processor that the connection came up or went down.
-/// @param _made when that was, read under the lock of the record's table: by it a `Proxy` tells the events of
-/// a
-///              connection from those of its predecessor.
+/// @param _made when that was, read under the lock of the record's table: by it a `Proxy` tells the events of a
+///         connection from those of its predecessor.
 void post_connection_event(struct_epoll_overlapped_tcp* _record, void (Packet::*_set_marker)(), Error _error,
                            ks_clock_t _made);
 

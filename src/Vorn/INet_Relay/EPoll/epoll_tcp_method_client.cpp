@@ -1,10 +1,8 @@
 /// Client side of a connection. What holds throughout:
 ///  1. A client record is in exactly one table, or in none while its worker is about to end it.
 ///  2. A record has one socket in its life: every further attempt is made by a fresh record.
-///  3. Only `del_client` gives up the intent to connect. Whoever ends a record plans its successor under the
-///  same
-///     hold of `g_client_lock` that takes it out of its table, so that `del_client` always finds one of the
-///     two.
+///  3. Only `del_client` gives up the intent to connect. Whoever ends a record plans its successor under the same
+///     hold of `g_client_lock` that takes it out of its table, so that `del_client` always finds one of the two.
 
 #include <netinet/in.h>
 
@@ -20,10 +18,10 @@
 namespace Vorn35 {
 
 std::mutex g_client_lock;
-connect_map_t g_connect_map;
-establish_map_t g_establish_client_map;
-connect_map_t g_connect_fail_map;
-std::set<struct_epoll_overlapped_tcp*> g_closing_clients;
+connect_map_t& g_connect_map = *new connect_map_t;
+establish_map_t& g_establish_client_map = *new establish_map_t;
+connect_map_t& g_connect_fail_map = *new connect_map_t;
+std::set<struct_epoll_overlapped_tcp*>& g_closing_clients = *new std::set<struct_epoll_overlapped_tcp*>;
 
 namespace {
 
@@ -103,8 +101,7 @@ int request_connect(struct_epoll_overlapped_tcp* _record) {
     remote.sin_family = AF_INET;
     remote.sin_addr.s_addr = _record->remote_addr.ip;
     remote.sin_port = htons(_record->remote_addr.port);
-    if (::connect(fd, reinterpret_cast<const sockaddr*>(&remote), sizeof remote) == -1 &&
-        errno != EINPROGRESS) {
+    if (::connect(fd, reinterpret_cast<const sockaddr*>(&remote), sizeof remote) == -1 && errno != EINPROGRESS) {
         const int failure = errno;
         ::close(fd);
         return failure;
@@ -194,8 +191,7 @@ int unestablish_connect(struct_epoll_overlapped_tcp* _record) {
         untable_and_plan_reconnect(_record);
     }
     if (heard) {
-        post_connection_event(_record, &Packet::set_tcp_disconnected_from_server, VORN_ERR_DISCONNECTED_TCP_,
-                              made);
+        post_connection_event(_record, &Packet::set_tcp_disconnected_from_server, VORN_ERR_DISCONNECTED_TCP_, made);
     }
     return 0;
 }

@@ -13,9 +13,9 @@
 
 namespace Vorn35 {
 
-std::map<Port, struct_epoll_overlapped*> g_server_map;
+std::map<Port, struct_epoll_overlapped*>& g_server_map = *new std::map<Port, struct_epoll_overlapped*>;
 std::mutex g_establish_server_map_lock;
-establish_map_t g_establish_server_map;
+establish_map_t& g_establish_server_map = *new establish_map_t;
 
 namespace {
 
@@ -72,15 +72,14 @@ int request_listen(Port* _port_) {
     local.sin_port = htons(*_port_);
     socklen_t length = sizeof local;
     if (::bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) == -1 ||
-        ::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &length) == -1 ||
-        ::listen(fd, g_listen_backlog) == -1) {
+        ::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &length) == -1 || ::listen(fd, g_listen_backlog) == -1) {
         const int failure = errno;
         ::close(fd);
         return failure;
     }
     *_port_ = ntohs(local.sin_port);
-    auto* const listener = new struct_epoll_overlapped(fd, c_socket_listener,
-                                                       Addr(local.sin_addr.s_addr, ntohs(local.sin_port)));
+    auto* const listener =
+        new struct_epoll_overlapped(fd, c_socket_listener, Addr(local.sin_addr.s_addr, ntohs(local.sin_port)));
     g_server_map[*_port_] = listener;
     watch(epoll_tcp_init, listener, c_watch_input);
     return 0;

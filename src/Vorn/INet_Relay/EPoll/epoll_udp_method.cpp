@@ -13,9 +13,9 @@
 namespace Vorn35 {
 
 std::mutex g_udp_refs_mutex;
-udp_refs_t g_udp_refs;
+udp_refs_t& g_udp_refs = *new udp_refs_t;
 std::mutex g_udp_map_lock;
-udp_map_t g_udp_map;
+udp_map_t& g_udp_map = *new udp_map_t;
 
 namespace {
 
@@ -59,12 +59,10 @@ Datagram recv_datagram(struct_epoll_overlapped_ex* _record) {
     };
 
     // The header alone decides what to do; the length is that of the whole datagram.
-    const ssize_t length = uninterrupted([&] {
-        return ::recv(fd, pkt->get_header(), Packet::get_header_size(), MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
-    });
+    const ssize_t length = uninterrupted(
+        [&] { return ::recv(fd, pkt->get_header(), Packet::get_header_size(), MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT); });
     if (length == -1) return Datagram::none;
-    if (static_cast<std::size_t>(length) < Packet::get_header_size() || !pkt->is_right_version())
-        return drop();
+    if (static_cast<std::size_t>(length) < Packet::get_header_size() || !pkt->is_right_version()) return drop();
     if (static_cast<std::size_t>(length) < pkt->get_packet_size()) return drop();
     pkt->determine_arrival_clock(relay_clock());
 
@@ -77,8 +75,8 @@ Datagram recv_datagram(struct_epoll_overlapped_ex* _record) {
     sockaddr_in peer{};
     socklen_t peer_length = sizeof peer;
     const ssize_t taken = uninterrupted([&] {
-        return ::recvfrom(fd, buffer, pkt->get_packet_size(), MSG_DONTWAIT,
-                          reinterpret_cast<sockaddr*>(&peer), &peer_length);
+        return ::recvfrom(fd, buffer, pkt->get_packet_size(), MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&peer),
+                          &peer_length);
     });
     if (taken == -1 || static_cast<std::size_t>(taken) != pkt->get_packet_size()) {
         // The socket was closed meanwhile.
@@ -188,8 +186,7 @@ int send_udp(struct_epoll_overlapped_ex* _record) {
         // Header and payload are gathered: the data block may be in other hands, too, and is only read.
         const std::size_t held = token.has_data() ? get_data_size(token.data_mm) : 0;
         if (pkt->get_data_size() > held) pkt->set_data_size(static_cast<Pksize>(held));
-        iovec pieces[2] = {{pkt->get_header(), Packet::get_header_size()},
-                           {token.get_data(), pkt->get_data_size()}};
+        iovec pieces[2] = {{pkt->get_header(), Packet::get_header_size()}, {token.get_data(), pkt->get_data_size()}};
         msghdr message{};
         message.msg_name = &peer;
         message.msg_namelen = sizeof peer;

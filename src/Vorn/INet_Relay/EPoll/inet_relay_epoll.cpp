@@ -46,8 +46,7 @@ constexpr const char* c_ini_section = "VORN";
 
 /// Anything but "no" is a yes.
 bool configured_yes(const char* _key) {
-    return Kestrane::get_lwr_string_from_ini_file(c_ini_file, c_ini_section, _key, "yes") !=
-           std::string("no");
+    return Kestrane::get_lwr_string_from_ini_file(c_ini_file, c_ini_section, _key, "yes") != std::string("no");
 }
 
 int configured_integer(const char* _key, int _default) {

@@ -22,9 +22,9 @@ using retired_t = std::vector<Retired>;
 
 /// Guards everything below. A leaf: records are destroyed after it is released.
 std::mutex g_reap_lock;
-retired_t g_waiting;          ///< For the next round.
-retired_t g_passing;          ///< Of the round under way.
-unsigned g_live_workers = 0;  ///< One bit per worker.
+retired_t& g_waiting = *new retired_t;  ///< For the next round. Never destroyed, as the workers may outlive it.
+retired_t& g_passing = *new retired_t;  ///< Of the round under way.
+unsigned g_live_workers = 0;            ///< One bit per worker.
 /// Workers that the round under way still waits for. Read without the lock at the head of each loop.
 std::atomic<unsigned> g_awaited{0};
 

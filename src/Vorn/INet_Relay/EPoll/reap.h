@@ -3,8 +3,7 @@
 ///
 /// A worker learns of a record through a pointer in an epoll event, so a record (connection, listener or UDP
 /// port) can be removed while its pointer is on the way. The rule:
-///  1. whoever removes a record takes it out of the tables, closes its socket with `end_socket`, and hands it
-///  to
+///  1. whoever removes a record takes it out of the tables, closes its socket with `end_socket`, and hands it to
 ///     `retire`;
 ///  2. a worker drops every pointer before it comes to the head of its loop, where it calls `worker_pass`;
 ///  3. a retired record is destroyed when each worker has come to the head of its loop once since.

@@ -52,8 +52,7 @@ inline Transfer send_stream(Socket _socket, iovec* _pieces, std::size_t _count, 
     msghdr message{};
     message.msg_iov = _pieces;
     message.msg_iovlen = _count;
-    return classify(uninterrupted([&] { return ::sendmsg(_socket, &message, MSG_DONTWAIT | MSG_NOSIGNAL); }),
-                    _moved_);
+    return classify(uninterrupted([&] { return ::sendmsg(_socket, &message, MSG_DONTWAIT | MSG_NOSIGNAL); }), _moved_);
 }
 
 }  // namespace Vorn35

@@ -17,8 +17,7 @@ public:
     Promise() = default;
     /// Of a request that was never sent.
     explicit Promise(Error _err) : key(_err) {}
-    Promise(return_key_t _key, std::unique_ptr<return_record_t> _value)
-        : key(_key), value_(std::move(_value)) {}
+    Promise(return_key_t _key, std::unique_ptr<return_record_t> _value) : key(_key), value_(std::move(_value)) {}
 
     /// Where the waiter stands in the return table. `err` not 0: the request was never sent, and why.
     return_key_t key;
@@ -59,8 +58,8 @@ Error await_answer(_Proxy* _pp, Promise_ _promise_, double* _time_, read_answer_
 template <class Read>
 Error await_answer(_Proxy* _pp, Promise_ _promise_, double* _time_, Read _read) {
     return await_answer(
-        _pp, _promise_, _time_,
-        [](void* _context, Token _answer) { return (*static_cast<Read*>(_context))(_answer); }, &_read);
+        _pp, _promise_, _time_, [](void* _context, Token _answer) { return (*static_cast<Read*>(_context))(_answer); },
+        &_read);
 }
 
 }  // namespace Vorn35

@@ -14,8 +14,8 @@ Proxy::~Proxy() {
         const Exclusive_hold hold;
         _pp->destroy();
         // A stop on a listener thread left the object where it was; it must not stay there any longer.
-        if (_pp->is_tabled()) _pp->destroy_force();
         if (gp_processor != nullptr) gp_processor->forget_proxy(this);
+        _pp->drop_state();
     }
     delete _pp;
 }
@@ -52,8 +52,8 @@ void Proxy::on_disconnect() {}
 
 void Proxy::attach(const Proxy& _proxy) {
     if (_pp == _proxy._pp) return;
-    // The most derived class built this base by default: what it made is not needed.
-    delete _pp;
+    // The most derived class built this base by default: what that made is not needed.
+    if (_pp->pp == this) delete _pp;
     _pp = _proxy._pp;
 }
 

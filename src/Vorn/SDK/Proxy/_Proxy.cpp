@@ -1,5 +1,7 @@
 #include "Vorn/SDK/Proxy/_Proxy.h"
 
+#include <utility>
+
 #include "Kestrane/_chrono.h"
 #include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/SDK/member_table.h"
@@ -26,9 +28,9 @@ Error _Proxy::create(Addr _stub_addr) {
         const std::lock_guard lock(connection_mutex);
         connected_clk = std::chrono::steady_clock::now();
         lost_clk = ks_clock_t{};
+        next_connection = Connection{};
     }
     if (const Error failure = gp_processor->create_proxy(_stub_addr, pp); failure != 0) return failure;
-    tabled = true;
     destroy_thread_id = std::thread::id();
     return VORN_ERR_NONE_;
 }
@@ -59,7 +61,6 @@ void _Proxy::drop_state() {
     release_commands();
     release_informations();
     live_state = false;
-    tabled = false;
     stub_addr = Addr();
     destroy_thread_id = std::this_thread::get_id();
 }
@@ -161,39 +162,45 @@ void _Proxy::adapter_ctrl(Token _token) {
 
 void _Proxy::adapter_object_create(Token _token) {
     const Packet* const pkt = _token.get_header_packet();
-    const ks_clock_t made = made_at(pkt);
-    bool lost_already = false;
+    came_up({made_at(pkt), pkt->get_dst()});
+}
+
+void _Proxy::came_up(Connection _connection) {
+    ks_clock_t lost{};
     {
         const std::lock_guard lock(connection_mutex);
-        // A connection of before the last start is none of ours.
-        if (live_state || made < connected_clk) return;
+        // A connection of before the last start, or one that is known.
+        if (_connection.clk <= connected_clk) return;
+        if (live_state) {
+            next_connection = _connection;
+            return;
+        }
         live_state = true;
-        connected_clk = made;
-        lost_already = lost_clk > made;
+        connected_clk = _connection.clk;
+        if (lost_clk > connected_clk) lost = lost_clk;
     }
     {
         const Released released;
-        proxy_addr = pkt->get_dst();
+        proxy_addr = _connection.local;
         pp->on_connect();
     }
     // Its loss was told first: it takes effect now.
-    if (!lost_already) return;
+    if (lost == ks_clock_t{}) return;
     Token loss;
     loss.alloc_header_force();
-    Packet* const loss_pkt = loss.get_header_packet();
-    *loss_pkt = *pkt;
-    loss_pkt->initialize_packet(pkt->mct_if, std::chrono::steady_clock::now(), c_no_limit);
-    loss_pkt->set_tcp_disconnected_from_server();
-    loss_pkt->header.error = VORN_ERR_DISCONNECTED_TCP_;
+    Packet* const pkt = loss.get_header_packet();
+    pkt->initialize_packet(c_loopback_ip, lost, c_no_limit);
+    pkt->initialize_header(0, 0, EMsg::ctrl, c_tcp_disconnected_from_server, VORN_ERR_DISCONNECTED_TCP_);
+    pkt->set_to_proxy(_connection.local, stub_addr);
     adapter_object_destroy(loss);
     loss.free();
 }
 
 void _Proxy::adapter_object_destroy(Token _token) {
+    const Packet* const pkt = _token.get_header_packet();
+    const bool told_by_relay = pkt->get_msg_type() == EMsg::ctrl && pkt->header.code == c_tcp_disconnected_from_server;
+    Connection next;
     {
-        const Packet* const pkt = _token.get_header_packet();
-        const bool told_by_relay =
-            pkt->get_msg_type() == EMsg::ctrl && pkt->header.code == c_tcp_disconnected_from_server;
         const std::lock_guard lock(connection_mutex);
         if (told_by_relay && made_at(pkt) < connected_clk) return;
         if (!live_state) {
@@ -201,12 +208,17 @@ void _Proxy::adapter_object_destroy(Token _token) {
             return;
         }
         live_state = false;
+        std::swap(next, next_connection);
     }
     disconnect_events(_token);
     disconnect_informations(_token);
     disconnect_commands(_token);
-    const Released released;
-    pp->on_disconnect();
+    {
+        const Released released;
+        pp->on_disconnect();
+    }
+    // The connection that follows was told first: it takes effect now, if it still stands.
+    if (next.clk != ks_clock_t{} && get_gate_port_of_local(stub_addr) == next.local.port) came_up(next);
 }
 
 template <class Group, class Alone>
@@ -215,8 +227,7 @@ void _Proxy::walk_ordered(Group _group, Alone _alone) const {
     for (const Msg_code code : c_control_codes) _group(Msg_addr(port, code, c_no_transaction));
     for_each_code(events, [&](Msg_code _code) { _alone(Msg_addr(port, _code, c_event_transaction)); });
     for_each_code(commands, [&](Msg_code _code) { _alone(Msg_addr(port, _code, c_command_transaction)); });
-    for_each_code(informations,
-                  [&](Msg_code _code) { _alone(Msg_addr(port, _code, c_information_transaction)); });
+    for_each_code(informations, [&](Msg_code _code) { _alone(Msg_addr(port, _code, c_information_transaction)); });
     for_each_code(datagrams, [&](Msg_code _code) { _alone(Msg_addr(port, _code, c_datagram_transaction)); });
 }
 

@@ -45,11 +45,11 @@ public:
     void destroy_force();
     /// The part of it that needs no processor.
     void drop_state();
-    /// Still in the processor's tables, whatever `is_created` says.
-    bool is_tabled() const { return tabled; }
 
     // `mutex_01` shared or exclusive.
 
+    /// Has an address: started, or stopped on a listener thread.
+    bool is_tabled() const { return get_stub_addr().port != 0; }
     bool is_created() const { return destroy_thread_id == std::thread::id(); }
     /// The next number: 1 is the first, and 0 comes after 65535. Any thread.
     Msg_num get_msg_num();
@@ -120,15 +120,24 @@ private:
     proxy_datagrams_t datagrams;
     /// The default id means started; anything else not started.
     std::thread::id destroy_thread_id;
-    bool tabled = false;
 
-    /// Guards the two clocks and the change of `live_state` that goes with them: connection events are told
-    /// by listeners that may overtake each other, and take effect in the order of their making. A leaf.
+    /// A connection that came up, as the relay told it.
+    struct Connection {
+        ks_clock_t clk{};  ///< When.
+        Addr local;        ///< Our end.
+    };
+
+    /// Guards the clocks below and the change of `live_state` that goes with them: connection events are told by
+    /// listeners that may overtake each other, and take effect in the order of their making. A leaf.
     std::mutex connection_mutex;
-    ks_clock_t
-        connected_clk{};    ///< When the connection that stands came up; or when this object was started.
-    ks_clock_t lost_clk{};  ///< When the last connection that was not yet known was lost.
+    /// When the connection that stands came up; or when this object was started.
+    ks_clock_t connected_clk{};
+    /// Loss of a connection that was not yet known.
+    ks_clock_t lost_clk{};
+    /// Came up before the loss of the one that stands was known.
+    Connection next_connection;
 
+    void came_up(Connection _connection);
     template <class Group, class Alone>
     void walk_ordered(Group _group, Alone _alone) const;
     /// Would declare the messages of this client serial. Nothing calls it: a client's messages run in

@@ -12,11 +12,10 @@ Stub::~Stub() {
     if (_op == nullptr || _op->op != this) return;
     {
         const Exclusive_hold hold;
-        const Port port = _op->get_port();
         _op->destroy();
         // A stop on a listener thread left the object where it was; it must not stay there any longer.
-        if (_op->is_tabled()) _op->destroy_force();
-        if (gp_processor != nullptr) gp_processor->forget_stub(this, port);
+        if (gp_processor != nullptr) gp_processor->forget_stub(this);
+        _op->drop_state();
     }
     delete _op;
 }
@@ -46,8 +45,8 @@ void Stub::on_disconnect(Addr) {}
 
 void Stub::attach(const Stub& _stub) {
     if (_op == _stub._op) return;
-    // The most derived class built this base by default: what it made is not needed.
-    delete _op;
+    // The most derived class built this base by default: what that made is not needed.
+    if (_op->op == this) delete _op;
     _op = _stub._op;
 }
 

@@ -55,8 +55,7 @@ void _Stub::walk_ordered(Group _group, Alone _alone) const {
     for_each_code(signals, [&](Msg_code _code) { _alone(Msg_addr(port, _code, c_signal_transaction)); });
     for_each_code(events, [&](Msg_code _code) { _alone(Msg_addr(port, _code, c_event_transaction)); });
     for_each_code(commands, [&](Msg_code _code) { _alone(Msg_addr(port, _code, c_command_transaction)); });
-    for_each_code(informations,
-                  [&](Msg_code _code) { _alone(Msg_addr(port, _code, c_information_transaction)); });
+    for_each_code(informations, [&](Msg_code _code) { _alone(Msg_addr(port, _code, c_information_transaction)); });
 }
 
 void _Stub::regist() {

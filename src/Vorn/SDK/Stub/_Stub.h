@@ -46,11 +46,11 @@ public:
     void destroy_force();
     /// The part of it that needs no processor.
     void drop_state();
-    /// Still in the processor's tables, whatever `is_created` says.
-    bool is_tabled() const { return port != 0; }
 
     // `mutex_01` shared or exclusive.
 
+    /// Has its port: started, or stopped on a listener thread.
+    bool is_tabled() const { return port != 0; }
     bool is_created() const { return destroy_thread_id == std::thread::id(); }
     Port get_port() const { return port; }
     /// The next number; wraps at 16 bits, 0 included. Any thread.

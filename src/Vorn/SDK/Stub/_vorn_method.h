@@ -27,8 +27,8 @@ public:
 protected:
     ~_vorn_method() = default;
 
-    /// Repeats an allocation for an answer every 100 milliseconds until it succeeds or the request has
-    /// outlived its limit.
+    /// Repeats an allocation for an answer every 100 milliseconds until it succeeds or the request has outlived its
+    /// limit.
     /// @return false: the limit has passed.
     template <class Allocate>
     static bool allocate_until_limit(Packet* _request, Allocate _allocate) {
