@@ -4,13 +4,22 @@ include(CMakePackageConfigHelpers)
 
 set(vorn35_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Vorn35)
 
-install(TARGETS vorn EXPORT Vorn35Targets
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+# Components, for who wants one kind of library only: static, shared, and what both need.
+foreach(library IN LISTS vorn35_libraries)
+    if(library STREQUAL vorn_shared)
+        set(component shared)
+        set(targets Vorn35SharedTargets)
+    else()
+        set(component static)
+        set(targets Vorn35StaticTargets)
+    endif()
+    install(TARGETS ${library} EXPORT ${targets}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component})
+    install(EXPORT ${targets} NAMESPACE Vorn35:: DESTINATION ${vorn35_package_dir} COMPONENT ${component})
+endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/export/Vorn35 DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-    FILES_MATCHING PATTERN "*.h")
-install(EXPORT Vorn35Targets NAMESPACE Vorn35:: DESTINATION ${vorn35_package_dir})
+    COMPONENT common FILES_MATCHING PATTERN "*.h")
 
 configure_package_config_file(
     ${PROJECT_SOURCE_DIR}/cmake/Vorn35Config.cmake.in ${PROJECT_BINARY_DIR}/Vorn35Config.cmake
@@ -19,17 +28,21 @@ configure_package_config_file(
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/Vorn35ConfigVersion.cmake
     COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/Vorn35Config.cmake ${PROJECT_BINARY_DIR}/Vorn35ConfigVersion.cmake
-    DESTINATION ${vorn35_package_dir})
+    DESTINATION ${vorn35_package_dir} COMPONENT common)
 
-# An absolute CMAKE_INSTALL_LIBDIR (some distributions use one) must not get the prefix put before it.
+# The prefix is told relative to the file itself, so that an installation can be moved and `--prefix` of
+# `cmake --install` holds. Absolute folders, as some distributions set them, stay what they are.
+set(vorn35_pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
+    set(vorn35_pc_prefix ${CMAKE_INSTALL_PREFIX})
+else()
+    cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
+        BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}/${vorn35_pc_dir} OUTPUT_VARIABLE vorn35_pc_prefix)
+    cmake_path(APPEND vorn35_pc_up "\${pcfiledir}" "${vorn35_pc_prefix}")
+    set(vorn35_pc_prefix ${vorn35_pc_up})
+endif()
 cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY "\${prefix}" OUTPUT_VARIABLE vorn35_pc_libdir)
 cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_INCLUDEDIR BASE_DIRECTORY "\${prefix}"
     OUTPUT_VARIABLE vorn35_pc_includedir)
-# A static library cannot bring its own -pthread along, so there it stands in Libs.
-if(BUILD_SHARED_LIBS)
-    set(vorn35_pc_libs "")
-else()
-    set(vorn35_pc_libs " -pthread")
-endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/vorn35.pc.in ${PROJECT_BINARY_DIR}/vorn35.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/vorn35.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/vorn35.pc DESTINATION ${vorn35_pc_dir} COMPONENT common)

@@ -8,7 +8,7 @@ option(VORN35_BUILD_EXAMPLES "Build the examples" ${vorn35_top_level})
 option(VORN35_BUILD_DEMO "Build the demo" ${vorn35_top_level})
 option(VORN35_BUILD_BENCH "Build the benchmarks (Google Benchmark)" OFF)
 option(VORN35_WERROR "Treat warnings in our own targets as errors" OFF)
-option(BUILD_SHARED_LIBS "Build a shared library" OFF)
+option(BUILD_SHARED_LIBS "Let Vorn35::vorn be the shared library" OFF)
 set(VORN35_SANITIZE "" CACHE STRING "Sanitizers for all our targets, e.g. address,undefined or thread")
 
 if(vorn35_top_level AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)

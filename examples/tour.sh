@@ -1,23 +1,26 @@
 #!/usr/bin/env bash
-# The tour: the client on this host of a private network, the service on the next one. Run by `./dev run`.
+# The tour: clients on this host of a private network, services on the next one. Run by `./dev run`.
 set -euo pipefail
 bin=$1
 
-echo "Two hosts of a private network: the client on 198.51.100.1, the service on 198.51.100.2."
+# Runs a service on host 2, as often as it is told, and its client here. A service ends when its client asks it to.
+visit() {
+    local times=$1 service=$2 client=$3 code=0 on_host_2
+    {
+        for ((time = 1; time <= times; ++time)); do
+            ((time == 1)) || sleep 1
+            "$LAB" on 2 "$bin/$service"
+        done
+    } &
+    on_host_2=$!
+    timeout 14 "$bin/$client" || code=$?
+    if ((code == 0)); then
+        wait "$on_host_2" || code=$?
+    fi
+    return "$code"
+}
 
-# The service leaves when it is asked to; the first time it comes back a second later.
-{
-    "$LAB" on 2 "$bin/tour_service"
-    sleep 1
-    "$LAB" on 2 "$bin/tour_service"
-} &
-service=$!
-
-code=0
-timeout 20 "$bin/tour_client" || code=$?
-if ((code == 0)); then
-    wait "$service" || code=$?
-else
-    kill "$service" 2>/dev/null || true
-fi
-exit "$code"
+echo "Two hosts of a private network: the clients on 198.51.100.1, the services on 198.51.100.2."
+# The first service goes away when it is asked to, and comes back a second later.
+visit 2 tour_service tour_client
+visit 1 tour_streams_service tour_streams_client

@@ -4,12 +4,14 @@
 
 #include <cstddef>
 
+#include "Vorn35/vorn_export.h"
 #include "Vorn35/vorn_typedef.h"
 
 namespace Vorn35 {
 
 /// The snapshot itself. It holds its messages; applications only hand it from `see_history` to a `History`.
 struct Letter_case;
+/// How a snapshot is handed over.
 using Letter_case_ = Letter_case*;
 
 /// One value of a `History`.
@@ -35,11 +37,12 @@ struct THistory_elem<void> {
 /// Vorn35::History history = proxy_information.see_history(10);
 /// for (unsigned int i = 0; i < history.size(); ++i) use(history[i].buffer_, history[i].size);
 /// @endcode
-class History {
+class VORN35_API History {
 public:
     History() = default;
     /// Takes over the snapshot, which may be null. Not explicit: `see_history` initialises a `History`.
     History(Letter_case_ _letter_case_) : letter_case_(_letter_case_) {}
+    /// Holds the messages of the other by references of its own.
     History(const History& _other);
     ~History();
 
@@ -55,6 +58,7 @@ public:
     THistory_elem<void> operator[](unsigned int _index) const;
     /// Number of elements; 0 without a snapshot.
     std::size_t size() const;
+    /// True also without a snapshot.
     bool empty() const { return size() == 0; }
     /// Releases the snapshot.
     void clear();

@@ -9,6 +9,7 @@ namespace Vorn35 {
 /// To be awaited exactly once, by one thread. One that is never awaited is never freed. An `async_` operation
 /// that failed gives a `Promise`, too: the `await_` operation then returns the failure.
 class Promise;
+/// How a request is handed over.
 using Promise_ = Promise*;
 
 }  // namespace Vorn35

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Vorn35/vorn_error.h"
+#include "Vorn35/vorn_export.h"
 #include "Vorn35/vorn_typedef.h"
 
 namespace Vorn35 {
@@ -30,7 +31,7 @@ class _Proxy;
 /// while (Vorn35::get_address("clock", &addr) == 0) ...;
 /// client.start(addr);
 /// @endcode
-class Proxy {
+class VORN35_API Proxy {
 public:
     Proxy();
     /// The copy shares the same client and owns nothing of it: it must not outlive the original.
@@ -57,7 +58,9 @@ public:
     /// use in this process until the object is destroyed.
     /// @return 0, or "VORN_ERR_IS_NOT_CREATED_".
     Error stop();
+    /// Whether the connection is up.
     bool is_connected();
+    /// From a `start` that succeeds until `stop` or `finalize`.
     bool is_started();
     /// Both ends of the connection: 127.0.0.1 with our port as the service knows it, and the service's address.
     /// @return 0, or "VORN_ERR_OBJECT_IS_NOT_EXIST_" with nothing written while there is no connection.
@@ -70,7 +73,7 @@ protected:
     /// The end of such a member: stops the client and lets go of it.
     void detach();
 
-    _Proxy* _pp;
+    _Proxy* _pp;  ///< The client that this object refers to.
 
 private:
     friend class _Proxy;

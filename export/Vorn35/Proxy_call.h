@@ -4,6 +4,7 @@
 
 #include "Vorn35/Promise.h"
 #include "Vorn35/Proxy.h"
+#include "Vorn35/vorn_export.h"
 
 namespace Vorn35 {
 
@@ -27,7 +28,7 @@ class _Proxy_call;
 /// Vorn35::Pksize size = sizeof now;
 /// const Vorn35::Error err = client.await_return(client.async_call(nullptr, 0, 0.5), &now, &size, nullptr);
 /// @endcode
-class Proxy_call : public virtual Proxy {
+class VORN35_API Proxy_call : public virtual Proxy {
 public:
     /// Integrated into an application class that is a `Proxy`.
     explicit Proxy_call(Msg_code _code);

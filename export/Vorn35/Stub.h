@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Vorn35/vorn_error.h"
+#include "Vorn35/vorn_export.h"
 #include "Vorn35/vorn_typedef.h"
 
 namespace Vorn35 {
@@ -34,7 +35,7 @@ class _Stub;
 /// ...
 /// clock.stop();
 /// @endcode
-class Stub {
+class VORN35_API Stub {
 public:
     Stub();
     /// The copy refers to the same service and owns nothing of it: it must not outlive the original.
@@ -60,6 +61,7 @@ public:
     /// started again, but its old port stays open, and messages go on reaching it.
     /// @return 0, or "VORN_ERR_IS_NOT_CREATED_".
     Error stop();
+    /// From a `start` that succeeds until `stop` or `finalize`.
     bool is_started();
 
 protected:
@@ -74,7 +76,7 @@ protected:
     /// The end of such a member: stops the service and lets go of it.
     void detach();
 
-    _Stub* _op;
+    _Stub* _op;  ///< The service that this object refers to.
 
 private:
     friend class _Stub;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Vorn35/Stub.h"
+#include "Vorn35/vorn_export.h"
 
 namespace Vorn35 {
 
@@ -13,7 +14,7 @@ class _Stub_call;
 ///
 /// Requests that wait for their turn behind a slow handler are not bounded in number, and neither their time limit
 /// nor `_elapsed_time` counts that wait.
-class Stub_call : public virtual Stub {
+class VORN35_API Stub_call : public virtual Stub {
 public:
     /// Integrated into an application class that is a `Stub`.
     /// @param _max_return_size capacity of an answer in bytes; 0: answers carry no payload.

@@ -5,10 +5,12 @@
 /// passes on (an occupied port in `Stub::start`) is the positive `errno`.
 #pragma once
 
+#include "Vorn35/vorn_export.h"
 #include "Vorn35/vorn_typedef.h"
 
 namespace Vorn35 {
 
+/// Success.
 inline constexpr Error VORN_ERR_NONE_ = 0;
 
 // 0x8000000n: reported by the process that a message reached.
@@ -74,6 +76,6 @@ inline constexpr Error VORN_ERR_NOT_INITIALIZE_ = static_cast<Error>(0xD0000006U
 
 /// Name of a result code, for instance "VORN_ERR_BUSY_"; "VORN_ERR_UNKNOWN_" for any other number.
 /// The text is static. Any thread.
-const char* get_err_str(Error _err);
+VORN35_API const char* get_err_str(Error _err);
 
 }  // namespace Vorn35

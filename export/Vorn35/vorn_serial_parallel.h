@@ -10,16 +10,17 @@
 /// Any thread; not from a function that runs in front of a signal's answer. Without the runtime: nothing.
 #pragma once
 
+#include "Vorn35/vorn_export.h"
 #include "Vorn35/vorn_typedef.h"
 
 namespace Vorn35 {
 
 /// Messages under `_a` run at once on the listener that took them. This is the default. What waits under `_a` is lost
 /// when no other key of its group is left.
-void msg_processing_by_parallel(Msg_addr _a);
+VORN35_API void msg_processing_by_parallel(Msg_addr _a);
 
 /// Messages under `_a` run one at a time.
-void msg_processing_by_serial_alone(Msg_addr _a);
+VORN35_API void msg_processing_by_serial_alone(Msg_addr _a);
 
 /// Messages under `_a` and `_b` together run one at a time. When both had an order already, what waits under `_b` is
 /// lost, so group the members of a `Stub` directly after each `start`, which gives each an order of its own.
@@ -28,6 +29,6 @@ void msg_processing_by_serial_alone(Msg_addr _a);
 /// // Calls 1 and 2 of the service on port 5000 never run at the same time.
 /// Vorn35::msg_processing_by_serial_group({5000, 1, 1}, {5000, 2, 1});
 /// @endcode
-void msg_processing_by_serial_group(Msg_addr _a, Msg_addr _b);
+VORN35_API void msg_processing_by_serial_group(Msg_addr _a, Msg_addr _b);
 
 }  // namespace Vorn35

@@ -32,13 +32,16 @@ using Clock = std::uint64_t;
 ///
 /// Ordered by `port` first and by `ip` second, both ascending. Every table keyed by `Addr` uses this order.
 struct Addr {
-    IP ip = 0;
-    Port port = 0;
+    IP ip = 0;      ///< The host.
+    Port port = 0;  ///< The port on it.
 
     constexpr Addr() = default;
+    /// An address of its two halves.
     constexpr Addr(IP _ip, Port _port) : ip(_ip), port(_port) {}
 
+    /// Equal in both halves.
     friend constexpr bool operator==(const Addr& _a, const Addr& _b) = default;
+    /// By `port`, then by `ip`.
     friend constexpr std::strong_ordering operator<=>(const Addr& _a, const Addr& _b) {
         if (const auto by_port = _a.port <=> _b.port; by_port != 0) return by_port;
         return _a.ip <=> _b.ip;
@@ -49,13 +52,15 @@ struct Addr {
 struct Msg_addr {
     /// Destination port of the message: for a message to a `Stub`, the port of the `Stub`.
     Port port = 0;
-    Msg_code code = 0;
-    Transaction transaction = 0;
+    Msg_code code = 0;            ///< The member of the `Stub`.
+    Transaction transaction = 0;  ///< Its kind.
 
     constexpr Msg_addr() = default;
+    /// A key of its three parts.
     constexpr Msg_addr(Port _port, Msg_code _code, Transaction _transaction)
         : port(_port), code(_code), transaction(_transaction) {}
 
+    /// By `port`, then by `code`, then by `transaction`.
     friend constexpr auto operator<=>(const Msg_addr& _a, const Msg_addr& _b) = default;
 };
 

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 
+#include "Vorn35/vorn_export.h"
 #include "Vorn35/vorn_typedef.h"
 
 namespace Vorn35 {
@@ -24,38 +25,38 @@ namespace Vorn35 {
 /// ...
 /// Vorn35::finalize();
 /// @endcode
-Error initialize();
+VORN35_API Error initialize();
 
 /// The same with a number of listener threads of your own.
 /// @param _thread_count listener threads that run callbacks; 0 for none.
 /// @param _call_buffer_count kept as the pipe's `max_size`; changes no limit.
 /// @param _udp_buffer_count ignored.
-Error initialize(std::size_t _thread_count, std::size_t _call_buffer_count, std::size_t _udp_buffer_count);
+VORN35_API Error initialize(std::size_t _thread_count, std::size_t _call_buffer_count, std::size_t _udp_buffer_count);
 
 /// Takes the runtime down: ends and joins all its threads. Never call it from a callback.
 ///
 /// Objects that are still started are not started any more afterwards, without a callback; they may be destroyed
 /// later, or started again after the next `initialize`. Callbacks that run are waited for.
 /// @return 0.
-Error finalize();
+VORN35_API Error finalize();
 
 /// Finds a service by its name among those that were heard in the last eight seconds.
 /// @param _name_ not null.
 /// @param _stub_addr_ receives the address when found, and is left alone otherwise.
 /// @return number of addresses found: 0 or 1. Any thread.
-std::size_t get_address(const char* _name_, Addr* _stub_addr_);
+VORN35_API std::size_t get_address(const char* _name_, Addr* _stub_addr_);
 
 /// The last reason that an `on_unlink` was given on this thread.
-Error get_last_error();
+VORN35_API Error get_last_error();
 
 /// IPv4 address of a text such as "198.51.100.1", as the C library's function of that name gives it.
-IP inet_addr(const char* _text_);
+VORN35_API IP inet_addr(const char* _text_);
 /// Text of an address. Valid until the next call on the same thread.
-const char* inet_ntoa(IP _ip);
+VORN35_API const char* inet_ntoa(IP _ip);
 
 /// Nanoseconds of the steady clock.
-Clock get_cpu_clock();
+VORN35_API Clock get_cpu_clock();
 /// Ticks of `get_cpu_clock` per second: 1000000000.
-Clock get_cpu_hz();
+VORN35_API Clock get_cpu_hz();
 
 }  // namespace Vorn35

@@ -186,20 +186,23 @@ void Vorn_processor::recv_datagram_stubes_info(Token _token, Packet* _pkt_) {
     if (length < sizeof head) return;
     std::memcpy(&head, payload, sizeof head);
 
-    // A later sender may lengthen its records. What is shorter than ours holds no name.
-    if (head.record_size < sizeof(Broadcast_stub_info)) return;
-    const std::size_t name_room = head.record_size - offsetof(Broadcast_stub_info, name);
+    // A later sender may lengthen its records. A name ends with its record at the latest.
+    constexpr std::size_t name_offset = offsetof(Broadcast_stub_info, name);
+    const std::size_t name_room = std::max<std::size_t>(head.record_size, sizeof(Broadcast_stub_info)) - name_offset;
 
     const Exclusive_hold hold;
-    // The sender's count is not believed: whatever lies past the payload is not there.
-    for (std::size_t i = 0, at = sizeof head; i < head.size && at + head.record_size <= length;
+    // The sender's counts are not believed: whatever lies past the payload is not there.
+    for (std::size_t i = 0, at = sizeof head; i < head.size && at + name_offset <= length;
          ++i, at += head.record_size) {
         Port port = 0;
         std::memcpy(&port, payload + at + offsetof(Broadcast_stub_info, port), sizeof port);
-        const auto* const name = reinterpret_cast<const char*>(payload + at + offsetof(Broadcast_stub_info, name));
-        Remote_stub_info& info = named_remote_stubes[std::string(name, ::strnlen(name, name_room))];
+        const std::size_t room = std::min(name_room, length - at - name_offset);
+        const auto* const name = reinterpret_cast<const char*>(payload + at + name_offset);
+        Remote_stub_info& info = named_remote_stubes[std::string(name, ::strnlen(name, room))];
         info.ttl = c_name_ttl;
         info.stub_addr = Addr(_pkt_->src_ip, port);
+        // Records of no length are all the same one.
+        if (head.record_size == 0) break;
     }
 }
 

@@ -34,8 +34,7 @@ Error copy_answer(Token _answer, void* _return_data_, Pksize* _size_) {
 Proxy_call::Proxy_call(Msg_code _code) : _mp(new _Proxy_call(_pp, _code, c_integrated_interface, this)) {}
 
 Proxy_call::Proxy_call(Msg_code _code, const Proxy& _proxy_object)
-    : Proxy(_proxy_object),
-      _mp((attach(_proxy_object), new _Proxy_call(_pp, _code, c_each_interface, this))) {}
+    : Proxy(_proxy_object), _mp((attach(_proxy_object), new _Proxy_call(_pp, _code, c_each_interface, this))) {}
 
 Proxy_call::~Proxy_call() {
     if (_mp->b_interface == c_each_interface) detach();
@@ -44,11 +43,9 @@ Proxy_call::~Proxy_call() {
 
 void Proxy_call::on_return(Msg_num, Error, const void*, Pksize, double) {}
 
-Error Proxy_call::delegate_call(Msg_num* _msg_num_, const void* _call_data_, Pksize _call_size,
-                                double _limit_time) {
+Error Proxy_call::delegate_call(Msg_num* _msg_num_, const void* _call_data_, Pksize _call_size, double _limit_time) {
     const Shared_hold hold;
-    return delegate_request(_pp, {EMsg::delegate_call, _mp->code, _call_data_, _call_size, _limit_time},
-                            _msg_num_);
+    return delegate_request(_pp, {EMsg::delegate_call, _mp->code, _call_data_, _call_size, _limit_time}, _msg_num_);
 }
 
 Promise_ Proxy_call::async_call(const void* _call_data_, Pksize _call_size, double _limit_time) {

@@ -18,8 +18,7 @@ void _Proxy_call::adapter_delegate_call_return(Token _token) {
     Packet* const pkt = _token.get_header_packet();
     pkt->update_packet_time_and_return_timeout();
     const Released released;
-    mp->on_return(pkt->header.num, pkt->header.error, _token.get_data(), pkt->get_data_size(),
-                  pkt->packet_live_time);
+    mp->on_return(pkt->header.num, pkt->header.error, _token.get_data(), pkt->get_data_size(), pkt->packet_live_time);
 }
 
 void _Proxy::adapter_delegate_call_return(Token _token) {

@@ -8,8 +8,7 @@ Stub_call::Stub_call(Msg_code _code, Pksize _max_return_size)
     : _mp(new _Stub_call(_op, _code, c_integrated_interface, _max_return_size, this)) {}
 
 Stub_call::Stub_call(Msg_code _code, Pksize _max_return_size, const Stub& _stub)
-    : Stub(_stub),
-      _mp((attach(_stub), new _Stub_call(_op, _code, c_each_interface, _max_return_size, this))) {}
+    : Stub(_stub), _mp((attach(_stub), new _Stub_call(_op, _code, c_each_interface, _max_return_size, this))) {}
 
 Stub_call::~Stub_call() {
     if (_mp->b_interface == c_each_interface) detach();

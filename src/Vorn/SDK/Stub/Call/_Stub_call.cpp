@@ -19,10 +19,9 @@ _Stub_call::~_Stub_call() {
 void _Stub_call::adapter_call(Token _token) {
     Packet* const pkt_ = _token.get_header_packet();
     Token return_token;
-    const bool allocated = allocate_until_limit(pkt_, [&] { return return_token.alloc_header(); }) &&
-                           (max_return_size == 0 || allocate_until_limit(pkt_, [&] {
-                                return return_token.alloc_data(max_return_size);
-                            }));
+    const bool allocated =
+        allocate_until_limit(pkt_, [&] { return return_token.alloc_header(); }) &&
+        (max_return_size == 0 || allocate_until_limit(pkt_, [&] { return return_token.alloc_data(max_return_size); }));
     if (!allocated) {
         return_token.free();
         return;
@@ -34,9 +33,8 @@ void _Stub_call::adapter_call(Token _token) {
     Error result = VORN_ERR_NONE_;
     {
         const Released released;
-        result =
-            mp->on_call(pkt_->get_src(), _token.get_data(), pkt_->get_data_size(), return_token.get_data(),
-                        &return_pkt_->header.size, pkt_->packet_live_time, pkt_->packet_limit_time);
+        result = mp->on_call(pkt_->get_src(), _token.get_data(), pkt_->get_data_size(), return_token.get_data(),
+                             &return_pkt_->header.size, pkt_->packet_live_time, pkt_->packet_limit_time);
     }
     if (result == 0) {
         return_pkt_->backward_return_switch();

@@ -9,8 +9,7 @@ namespace Vorn35 {
 /// Service side of a call. The two adapters run on a listener with `mutex_01` shared.
 class _Stub_call : public _vorn_method {
 public:
-    _Stub_call(_Stub* _op_, Msg_code _code, interface_kind_t _b_interface, Pksize _max_return_size,
-               Stub_call* _mp);
+    _Stub_call(_Stub* _op_, Msg_code _code, interface_kind_t _b_interface, Pksize _max_return_size, Stub_call* _mp);
     ~_Stub_call();
 
     void adapter_call(Token _token);

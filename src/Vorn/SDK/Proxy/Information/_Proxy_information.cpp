@@ -1,0 +1,116 @@
+#include "Vorn/SDK/Proxy/Information/_Proxy_information.h"
+
+#include "Vorn/INet_Relay/inet_relay.h"
+#include "Vorn/SDK/Proxy/_Proxy.h"
+#include "Vorn/SDK/member_table.h"
+#include "Vorn/SDK/multicast_group.h"
+
+namespace Vorn35 {
+
+_Proxy_information::_Proxy_information(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_interface,
+                                       Proxy_information* _mp)
+    : _Linking_method(_pp_, _code, _b_interface), mp(_mp) {
+    _pp->add_information(code, this);
+}
+
+_Proxy_information::~_Proxy_information() {
+    _pp->del_information(code);
+}
+
+bool _Proxy_information::is_confirm(EMsg _type) const {
+    return _type == EMsg::information_tcp_confirm || _type == EMsg::information_udp_confirm;
+}
+
+void _Proxy_information::take_answer(const Packet* _answer, bool _waited) {
+    if (_waited) mct_if = _answer->get_mct_if();
+    switch (_answer->get_msg_type()) {
+        case EMsg::information_tcp_confirm:
+        case EMsg::delegate_information_tcp_confirm:
+            tcp_confirm = true;
+            break;
+        case EMsg::information_udp_confirm:
+        case EMsg::delegate_information_udp_confirm: {
+            tcp_confirm = false;
+            // A waiter may come here after the end of its connection, and of the relay.
+            if (!_pp->is_live()) break;
+            const Addr service = _pp->get_stub_addr();
+            add_membership(multicast_group(service.port, code), _answer->get_mct_if(), service.ip, service.port);
+            break;
+        }
+        default:
+            break;
+    }
+}
+
+void _Proxy_information::drop_membership() {
+    // Outside the tables there is no socket that could be a member.
+    if (!_pp->is_tabled()) return;
+    const Addr service = _pp->get_stub_addr();
+    Vorn35::drop_membership(multicast_group(service.port, code), mct_if, service.ip, service.port);
+}
+
+EMsg _Proxy_information::shutdown_type() const {
+    return tcp_confirm ? EMsg::information_tcp_shutdown : EMsg::information_udp_shutdown;
+}
+
+bool _Proxy_information::end_link() {
+    const std::lock_guard lock(information_mutex);
+    history.clear();
+    return connect_state.exchange(false);
+}
+
+void _Proxy_information::adapter_disconnect(Token _token) {
+    drop_membership();
+    _Linking_method::adapter_disconnect(_token);
+}
+
+void _Proxy_information::adapter_sync(Token _token) {
+    const bool by_tcp = _token.get_header_packet()->get_msg_type() == EMsg::information_tcp;
+    // Late values of a link of the other form stay out.
+    if (by_tcp != tcp_confirm) return;
+    {
+        const std::lock_guard lock(information_mutex);
+        if (!connect_state) return;
+        history.push(_token, history_size);
+    }
+    if (use_on_sync) sync(_token);
+}
+
+void _Proxy_information::sync(Token _token) {
+    const Packet* const pkt = _token.get_header_packet();
+    const Packet_time limit = pkt->header.limit;
+    const Sync_model sender_sync_model = limit.is_infinite() ? on_post : on_timer;
+    const Released released;
+    mp->on_sync(sender_sync_model, pkt->packet_live_time, limit.get_time(), _token.get_data(), pkt->get_data_size());
+}
+
+Letter_case_ _Proxy_information::see_history(std::size_t _size) {
+    if (!_pp->is_created() || !connect_state) return nullptr;
+    const std::lock_guard lock(information_mutex);
+    return history.snapshot(_size);
+}
+
+void _Proxy::adapter_information(Token _token) {
+    _Proxy_information* const information = find_member(informations, _token.get_header_packet()->header.code);
+    if (information != nullptr) information->adapter_sync(_token);
+}
+
+void _Proxy::adapter_information_on_link(Token _token) {
+    _Proxy_information* const information = find_member(informations, _token.get_header_packet()->header.code);
+    if (information != nullptr) information->adapter_delegate_on_link(_token);
+}
+
+void _Proxy::adapter_information_disconnect(Token _token) {
+    _Proxy_information* const information = find_member(informations, _token.get_header_packet()->header.code);
+    if (information != nullptr) information->adapter_disconnect(_token);
+}
+
+void _Proxy::disconnect_informations(Token _token) {
+    for_each_member(informations, [&](_Proxy_information* _information) { _information->adapter_disconnect(_token); });
+}
+
+void _Proxy::release_informations() {
+    for (const auto& [code, information] : informations) information->disconnect(false);
+}
+
+}  // namespace Vorn35

@@ -1,0 +1,22 @@
+/// @file
+#pragma once
+
+#include "Vorn/SDK/Proxy/_Proxy_method.h"
+#include "Vorn35/Proxy_signal.h"
+
+namespace Vorn35 {
+
+/// Client side of a signal. No state beyond the code: what is outstanding stands in the return table.
+class _Proxy_signal : public _Proxy_method {
+public:
+    _Proxy_signal(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_interface, Proxy_signal* _mp);
+    ~_Proxy_signal();
+
+    /// On a listener with `mutex_01` shared.
+    void adapter_delegate_signal_return(Token _token);
+
+private:
+    Proxy_signal* const mp;
+};
+
+}  // namespace Vorn35

@@ -1,0 +1,56 @@
+#include "Vorn/SDK/Proxy/link.h"
+
+#include "Vorn/SDK/Proxy/Promise.h"
+#include "Vorn/SDK/Proxy/_Proxy.h"
+#include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn35/vorn_error.h"
+
+namespace Vorn35 {
+
+Error _Linking_method::delegate_link(EMsg _type, Msg_num* _msg_num_, double _limit_time) {
+    return delegate_request(_pp, {_type, code, nullptr, 0, _limit_time, &connect_state}, _msg_num_);
+}
+
+Promise_ _Linking_method::async_link(EMsg _type, double _limit_time) {
+    return async_request(_pp, {_type, code, nullptr, 0, _limit_time, &connect_state});
+}
+
+Error _Linking_method::await_link_return(Promise_ _promise_, double* _time_) {
+    return await_answer(_pp, _promise_, _time_, [this](Token _answer) {
+        const Packet* const pkt = _answer.get_header_packet();
+        take_answer(pkt, true);
+        if (is_confirm(pkt->get_msg_type())) stand();
+        return pkt->header.error;
+    });
+}
+
+void _Linking_method::adapter_delegate_on_link(Token _token) {
+    Packet* const pkt = _token.get_header_packet();
+    take_answer(pkt, false);
+    if (pkt->header.error == 0) stand();
+    const Released released;
+    pkt->update_packet_time_and_return_timeout();
+    tell_link(pkt->header.num, pkt->header.error, pkt->packet_live_time);
+}
+
+/// A loss of the connection that was handled ahead of this confirm has found no link to end; the link must
+/// not outlive it. Whoever takes the connection down clears `live_state` first and looks at the link then.
+void _Linking_method::stand() {
+    connect_state = true;
+    if (!_pp->is_live()) connect_state = false;
+}
+
+void _Linking_method::adapter_disconnect(Token _token) {
+    if (!end_link()) return;
+    const Error error = _token.get_header_packet()->header.error;
+    const Released released;
+    tell_unlink(error);
+}
+
+void _Linking_method::disconnect(bool _send) {
+    if (_send && !_pp->is_created()) return;
+    if (!end_link() || !_send) return;
+    send_notice(_pp, shutdown_type(), code, _pp->get_msg_num(), VORN_ERR_NONE_, shutdown_if());
+}
+
+}  // namespace Vorn35

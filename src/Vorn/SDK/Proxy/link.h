@@ -1,0 +1,64 @@
+/// @file
+/// What event, information and command share on the client side: the link.
+#pragma once
+
+#include <atomic>
+
+#include "Vorn/SDK/Proxy/_Proxy_method.h"
+#include "Vorn35/Promise.h"
+
+namespace Vorn35 {
+
+/// A member that links to one of the service. A link ends with its connection and does not come back by
+/// itself.
+class _Linking_method : public _Proxy_method {
+public:
+    bool is_linked() const { return connect_state; }
+
+    // The application's operations; `mutex_01` shared, but for `await_link_return`, which takes it itself.
+
+    Error delegate_link(EMsg _type, Msg_num* _msg_num_, double _limit_time);
+    Promise_ async_link(EMsg _type, double _limit_time);
+    Error await_link_return(Promise_ _promise_, double* _time_);
+    /// Ends the link without a callback.
+    /// @param _send false: the service is not told; `mutex_01` may be exclusive then.
+    void disconnect(bool _send);
+
+    // On a listener with `mutex_01` shared.
+
+    /// The service has ended the link, or the connection is gone.
+    void adapter_disconnect(Token _token);
+    void adapter_delegate_on_link(Token _token);
+
+protected:
+    using _Proxy_method::_Proxy_method;
+    ~_Linking_method() = default;
+
+    /// The link stands. Read and written with no lock; two requests at once may both find it down and be
+    /// sent.
+    std::atomic<bool> connect_state{false};
+
+private:
+    // The application's part; no lock held.
+
+    virtual void tell_link(Msg_num _msg_num, Error _err, double _time) = 0;
+    virtual void tell_unlink(Error _err) = 0;
+
+    // The kind's part; `mutex_01` shared.
+
+    /// Whether the answer to a plain request confirms the link.
+    virtual bool is_confirm(EMsg _type) const = 0;
+    /// An answer to a request is in, and the link not yet up.
+    /// @param _waited it answers a plain request.
+    virtual void take_answer(const Packet*, bool) {}
+    /// Type of the message by which the client leaves.
+    virtual EMsg shutdown_type() const = 0;
+    /// Local interface that goes with that message.
+    virtual IP shutdown_if() const { return c_loopback_ip; }
+    /// The link is down. False: it was before.
+    virtual bool end_link() { return connect_state.exchange(false); }
+
+    void stand();
+};
+
+}  // namespace Vorn35

@@ -1,0 +1,34 @@
+#include "Vorn/SDK/beat.h"
+
+#include <chrono>
+#include <utility>
+
+#include "Kestrane/_chrono.h"
+
+namespace Vorn35 {
+
+Beat::Beat(double _interval, std::function<void()> _tick)
+    : tick(std::move(_tick)), thread([this, _interval] { run(_interval); }) {}
+
+Beat::~Beat() {
+    {
+        const std::lock_guard lock(mutex);
+        ending = true;
+    }
+    wake.notify_all();
+    thread.join();
+}
+
+void Beat::run(double _interval) {
+    auto next = std::chrono::steady_clock::now();
+    std::unique_lock lock(mutex);
+    for (;;) {
+        next += Kestrane::to_duration(_interval);
+        if (wake.wait_until(lock, next, [this] { return ending; })) return;
+        lock.unlock();
+        tick();
+        lock.lock();
+    }
+}
+
+}  // namespace Vorn35

@@ -1,0 +1,148 @@
+/// @file
+/// Members of the kinds with links: what happens to them is a log of lines such as "link 0" or "unlink
+/// VORN_ERR_DISCONNECTED_TCP_", so that a test states the order of callbacks.
+#pragma once
+
+#include <string>
+#include <thread>
+
+#include "net/support/objects.h"
+
+namespace net {
+
+using Log = Events<std::string>;
+
+inline constexpr Error c_refusal = 77;
+/// What a value of the model `on_post` says its limit is.
+inline constexpr double c_endless = 4290772992.0;
+
+inline std::string name_of(Error _error) {
+    return _error < 0 ? get_err_str(_error) : std::to_string(_error);
+}
+inline std::string bytes_of(const void* _data, Pksize _size) {
+    return _size == 0 ? std::string() : std::string(static_cast<const char*>(_data), _size);
+}
+
+/// A further socket of a port that the runtime has, too.
+inline Raw_socket datagram_socket(std::uint16_t _port) {
+    Raw_socket raw(::socket(AF_INET, SOCK_DGRAM, 0));
+    raw.set(SOL_SOCKET, SO_REUSEADDR, 1);
+    raw.bind(_port);
+    return raw;
+}
+
+/// A service of one member. Requests for a link wait at the gate and are then decided by `decision`.
+template <class Kind>
+class Serving : public Kind {
+public:
+    using Kind::Kind;
+
+    Addr open() {
+        Port port = 0;
+        EXPECT_EQ(this->start(nullptr, &port), 0);
+        return {c_here, port};
+    }
+
+    Log log;
+    Gate gate;
+    std::atomic<Error> decision{0};
+
+protected:
+    Error decide() {
+        gate.pass();
+        return decision;
+    }
+    void on_disconnect(Addr) override { log.put("disconnect"); }
+};
+
+/// A client of one member.
+template <class Kind>
+class Calling : public Kind {
+public:
+    using Kind::Kind;
+
+    void connect(Addr _service) {
+        EXPECT_EQ(this->start(_service), 0);
+        EXPECT_TRUE(eventually([this] { return this->is_connected(); }));
+    }
+    /// This client as the service knows it.
+    Addr self() {
+        Addr here;
+        Addr there;
+        EXPECT_EQ(this->get_address(&here, &there), 0);
+        return here;
+    }
+    /// Takes the connection away under both ends, and waits until the next one is up.
+    void lose_connection() {
+        const std::uint16_t port = self().port;
+        with_server_record(port, [](auto* _record) { ::shutdown(_record->socket, SHUT_RDWR); });
+        EXPECT_TRUE(eventually([this, port] {
+            Addr here;
+            Addr there;
+            return this->get_address(&here, &there) == 0 && here.port != port;
+        }));
+    }
+
+    Log log;
+
+protected:
+    void on_disconnect() override { log.put("disconnect"); }
+};
+
+/// A client of one member that is linked to.
+template <class Kind>
+class Linking : public Calling<Kind> {
+public:
+    using Calling<Kind>::Calling;
+
+    /// By callback. @return what `on_link` said.
+    template <class... Form>
+    std::string link(Form... _form) {
+        Msg_num num = 0;
+        EXPECT_EQ(this->delegate_link(&num, _form..., 20.0), 0);
+        return this->log.take();
+    }
+    /// By waiting; the service decides when somebody waits.
+    template <class... Form>
+    std::string await_link(Gate* _gate, Form... _form) {
+        _gate->close();
+        const Promise_ promise = this->async_link(_form..., 20.0);
+        std::thread decides([promise, _gate] {
+            until_waited_for(promise);
+            _gate->open();
+        });
+        double turnaround = -1;
+        const Error err = this->await_link_return(promise, &turnaround);
+        decides.join();
+        EXPECT_GE(turnaround, 0);
+        return "link " + name_of(err);
+    }
+
+protected:
+    void on_link(Msg_num, Error _err, double) override { this->log.put("link " + name_of(_err)); }
+    void on_unlink(Error _err) override { this->log.put("unlink " + name_of(_err)); }
+};
+
+/// A further client of a service: one process has only one `Proxy` per address.
+class Other_client : public Raw_client {
+public:
+    explicit Other_client(Addr _service) : Raw_client(_service.port) { open(); }
+
+    Addr self() const { return {c_here, port()}; }
+    /// No number is used twice, nor by a `Proxy`: all clients of a host are one in the check for repeats.
+    std::uint16_t tell(EMsg _type, Msg_code _code, const std::string& _payload = {}) const {
+        static std::uint16_t num = 30000;
+        send(Wire_message{static_cast<std::uint8_t>(_type), _code, ++num, text(_payload), port()});
+        return num;
+    }
+    /// Asks, and takes the answer.
+    EMsg ask(EMsg _type, Msg_code _code, const std::string& _payload = {}) const {
+        const std::uint16_t num = tell(_type, _code, _payload);
+        const Wire_message answer = next();
+        EXPECT_EQ(answer.num, num);
+        EXPECT_TRUE(answer.payload.empty());
+        return static_cast<EMsg>(answer.type);
+    }
+};
+
+}  // namespace net
