@@ -1,0 +1,382 @@
+// The life of the runtime and of the objects in it.
+
+#include <boost/property_tree/exceptions.hpp>
+#include <cstdlib>
+#include <fstream>
+#include <optional>
+
+#include "Vorn/INet_Relay/inet_relay.h"
+#include "Vorn/SDK/Proxy/_Proxy.h"
+#include "net/support/objects.h"
+
+using namespace net;
+
+namespace {
+
+class Life : public Runtime {
+protected:
+    Life() : Runtime(by_the_test) {}
+
+    static std::size_t services() {
+        const Exclusive_hold hold;
+        return gp_processor->local_stubes.size();
+    }
+    static std::size_t clients() {
+        const Exclusive_hold hold;
+        return gp_processor->remote_stubes.size();
+    }
+};
+
+TEST_F(Life, FourteenThreads) {
+    const std::size_t before = threads();
+    ASSERT_EQ(initialize(), 0);
+    EXPECT_EQ(threads(), before + 14);
+    auto& service = make<Service>();
+    auto& client = make<Client>();
+    client.connect(service.open());
+    EXPECT_EQ(client.delegate_and_take(text("x")).err, 0);
+    EXPECT_EQ(threads(), before + 14);
+    ASSERT_EQ(finalize(), 0);
+    ASSERT_EQ(initialize(3, 16, 0), 0);
+    EXPECT_EQ(threads(), before + 9);
+}
+
+/// A message for nobody.
+Token message(EMsg _type, Msg_code _code = 1, Msg_num _num = 1) {
+    Token token;
+    token.alloc_header_force();
+    Packet* const pkt = token.get_header_packet();
+    pkt->initialize_packet(c_here, relay_clock(), c_no_limit);
+    pkt->set_to_proxy(Addr(c_here, 1), Addr(c_here, 2));
+    pkt->initialize_header(0, _num, _type, _code, 0);
+    return token;
+}
+/// As the relay does it.
+Error hand_in(Token _token) {
+    const Error result = send_sdk(_token, _token.get_header_packet());
+    if (result != 0) _token.free();
+    return result;
+}
+
+TEST_F(Life, NoListenersAndTheBoundsOfThePipe) {
+    const std::size_t before = threads();
+    ASSERT_EQ(initialize(0, 16, 0), 0);
+    EXPECT_EQ(threads(), before + 6);
+    for (const EMsg by_datagram : {EMsg::information_udp, EMsg::command_udp, EMsg::ctrl_broadcast}) {
+        EXPECT_EQ(hand_in(message(by_datagram)), 0);
+        EXPECT_EQ(hand_in(message(by_datagram)), 0);
+        EXPECT_EQ(hand_in(message(by_datagram)), VORN_ERR_BUSY_);
+        EXPECT_EQ(gp_processor->listener(), 0);
+        EXPECT_EQ(gp_processor->listener(), 0);
+    }
+    for (int i = 0; i < 17; ++i) EXPECT_EQ(hand_in(message(EMsg::call)), 0) << i;
+    EXPECT_EQ(hand_in(message(EMsg::call)), VORN_ERR_BUSY_);
+    EXPECT_EQ(hand_in(message(EMsg::ctrl, c_tcp_connected_to_server)), VORN_ERR_BUSY_);
+    // Answers pass the full pipe by, and so does the loss of a connection.
+    return_record_t answered;
+    return_record_t lost;
+    const return_key_t first({c_here, 2}, EMsg::call, 1, 1);
+    const return_key_t second({c_here, 2}, EMsg::call, 1, 2);
+    gp_processor->add_return(first, &answered);
+    gp_processor->add_return(second, &lost);
+    EXPECT_EQ(hand_in(message(EMsg::call_return)), 0);
+    EXPECT_TRUE(answered.returned);
+    EXPECT_FALSE(lost.returned);
+    EXPECT_EQ(hand_in(message(EMsg::ctrl, c_tcp_disconnected_from_server)), 0);
+    EXPECT_TRUE(lost.returned);
+    EXPECT_EQ(answered.token.get_header_packet()->get_msg_type(), EMsg::call_return) << "it keeps its answer";
+    EXPECT_EQ(lost.token.get_header_packet()->get_msg_type(), EMsg::ctrl);
+    gp_processor->del_return(first);
+    gp_processor->del_return(second);
+    answered.token.free();
+    lost.token.free();
+    lost_blocks = 1;  // the notice of the loss that the full pipe refused
+    for (int i = 0; i < 17; ++i) EXPECT_EQ(gp_processor->listener(), 0);
+    // Instructions to sleep are no messages; one of no length goes by.
+    EXPECT_EQ(gp_processor->eproc_send(Token{}, 16), Vorn_processor::success);
+    EXPECT_EQ(gp_processor->listener(), 0);
+}
+
+TEST_F(Life, ObjectsOutliveTheRuntime) {
+    auto service = std::make_unique<Service>();
+    auto client = std::make_unique<Client>();
+    const auto nothing_runs = [&] {
+        Port port = 0;
+        Msg_num num = 0;
+        EXPECT_EQ(service->start("name", &port), VORN_ERR_NOT_INITIALIZE_);
+        EXPECT_EQ(client->start({c_here, 5000}), VORN_ERR_NOT_INITIALIZE_);
+        EXPECT_EQ(service->stop(), VORN_ERR_IS_NOT_CREATED_);
+        EXPECT_EQ(client->stop(), VORN_ERR_IS_NOT_CREATED_);
+        EXPECT_FALSE(service->is_started() || client->is_started() || client->is_connected());
+        EXPECT_EQ(client->delegate_call(&num, nullptr, 0, 1), VORN_ERR_IS_NOT_CREATED_);
+        EXPECT_EQ(client->wait(client->ask({})).err, VORN_ERR_IS_NOT_CREATED_);
+        client->cancel(0);
+        Addr addr;
+        EXPECT_EQ(get_address("name", &addr), 0U);
+        msg_processing_by_serial_alone({1, 2, 3});
+    };
+    nothing_runs();
+    for (int life = 0; life < 3; ++life) {
+        ASSERT_EQ(initialize(), 0);
+        client->connect(service->open("name"));
+        EXPECT_EQ(client->delegate_and_take(text("x")).data, text("x"));
+        EXPECT_EQ(finalize(), 0);  // with both of them started
+        nothing_runs();
+    }
+    // One dies between two lives, its member with it, and one in the next.
+    client.reset();
+    ASSERT_EQ(initialize(), 0);
+    service->open("name");
+    service.reset();
+    EXPECT_EQ(services(), 0U);
+}
+
+TEST_F(Life, OnePlaceForEach) {
+    ASSERT_EQ(initialize(), 0);
+    auto& service = make<Service>();
+    auto& other = make<Service>();
+    const Addr address = service.open("name");
+    Port port = address.port;
+    EXPECT_EQ(service.start("other", &port), VORN_ERR_ALREADY_CREATED_);
+    EXPECT_EQ(other.start("name", &port), VORN_ERR_ALREADY_USED_NAME_) << "before it looks at the port";
+    EXPECT_EQ(other.start("other", &port), VORN_ERR_ALREADY_USED_ADDR_);
+    const Raw_server stranger;
+    port = stranger.port();
+    EXPECT_EQ(other.start("other", &port), EADDRINUSE);
+    EXPECT_FALSE(other.is_started());
+    other.open("other");  // a name that failed is still free
+    EXPECT_EQ(service.stop(), 0);
+    port = 0;
+    EXPECT_EQ(service.start("name", &port), VORN_ERR_ALREADY_USED_NAME_) << "a name stays in use";
+    EXPECT_EQ(service.start_for_python(nullptr, address.port), 0);
+
+    auto& client = make<Client>();
+    auto& second = make<Client>();
+    client.connect(address);
+    EXPECT_EQ(client.start(address), VORN_ERR_ALREADY_CREATED_);
+    EXPECT_EQ(second.start(address), VORN_ERR_ALREADY_USED_ADDR_);
+    EXPECT_FALSE(second.is_started());
+    EXPECT_EQ(client.stop(), 0);
+    second.connect(address);
+}
+
+TEST_F(Life, ServiceStoppedInItsOwnHandler) {
+    ASSERT_EQ(initialize(), 0);
+    auto service = std::make_unique<Service>();
+    auto& client = make<Client>();
+    const Addr address = service->open("deferred");
+    client.connect(address);
+    Events<Error> stops;
+    service->handler = [&](const Bytes& _in, Bytes*) {
+        if (_in == text("stop")) stops.put(service->stop());
+        return 0;
+    };
+    EXPECT_EQ(client.delegate_and_take(text("stop")).err, 0);
+    EXPECT_EQ(stops.take(), 0);
+    EXPECT_FALSE(service->is_started());
+    EXPECT_EQ(service->stop(), VORN_ERR_IS_NOT_CREATED_);
+    // It is reached as before, by those who are there and by those who come.
+    EXPECT_EQ(client.delegate_and_take(text("x")).data, text("x"));
+    const Raw_client raw(address.port);
+    raw.open();
+    raw.send(raw.call(100, text("y")));
+    EXPECT_EQ(raw.next().payload, text("y"));
+    // It may be started once more elsewhere, and then stopped in earnest: the first port stays.
+    service->open();
+    EXPECT_EQ(services(), 2U);
+    EXPECT_EQ(service->stop(), 0);
+    EXPECT_EQ(services(), 1U);
+    EXPECT_EQ(client.delegate_and_take(text("stop")).err, 0);
+    EXPECT_EQ(stops.take(), VORN_ERR_IS_NOT_CREATED_);
+    client.call({});  // the last callback has returned
+    service.reset();
+    EXPECT_EQ(services(), 0U);
+    EXPECT_EQ(gp_processor->destroy_vect.size(), 0U);
+    EXPECT_EQ(client.delegate_and_take({}).err, VORN_ERR_OBJECT_IS_NOT_EXIST_);
+    EXPECT_EQ(make<Service>().open(nullptr, 0).ip, c_here);
+}
+
+TEST_F(Life, ClientStoppedInItsOwnCallback) {
+    ASSERT_EQ(initialize(), 0);
+    auto& service = make<Service>();
+    auto& neighbour_service = make<Service>();
+    auto& neighbour = make<Client>();
+    const Addr address = service.open();
+    const Addr other = neighbour_service.open();
+    neighbour.connect(other);
+    auto client = std::make_unique<Client>();
+    client->connect(address);
+    Events<Error> results;
+    client->in_callback = [&] {
+        results.put(client->stop());
+        results.put(client->is_started() || client->is_connected());
+        results.put(client->start(address));
+    };
+    client->delegate_and_take({});
+    EXPECT_EQ(results.take(), 0);
+    EXPECT_EQ(results.take(), 0);
+    EXPECT_EQ(results.take(), VORN_ERR_ALREADY_USED_ADDR_);
+    EXPECT_EQ(clients(), 2U);
+    EXPECT_EQ(client->start(other), VORN_ERR_ALREADY_USED_ADDR_) << "that one is its neighbour's";
+    service.gate.open();
+    client.reset();
+    EXPECT_EQ(clients(), 1U) << "gone, and only that";
+    EXPECT_EQ(gp_processor->destroy_proxy_vect.size(), 0U);
+    service.disconnected.take();
+    EXPECT_EQ(neighbour.delegate_and_take(text("x")).data, text("x"));
+    EXPECT_TRUE(neighbour.disconnected.empty());
+    make<Client>().connect(address);
+}
+
+TEST_F(Life, ClientRestartedAtOnce) {
+    closing_connections_lose = true;
+    ASSERT_EQ(initialize(), 0);
+    auto& service = make<Service>();
+    auto& client = make<Client>();
+    const Addr address = service.open();
+    // The first peer never closes, so that its connection is still there in all that follows.
+    for (int round = 0; round < 200; ++round) {
+        client.connect(address);
+        for (int i = 0; i < 3; ++i) client.delegate(text("left behind"));
+        if (round % 2 == 0) client.delegate_and_take(text("answered"));
+        ASSERT_EQ(client.stop(), 0);
+        if (round % 7 == 0) {
+            ASSERT_EQ(client.start(address), 0);  // and stopped before it has connected
+            ASSERT_EQ(client.stop(), 0);
+            while (!client.connected.empty()) client.connected.take();
+        }
+    }
+    client.connect(address);
+    const Msg_num last = client.delegate(text("last"));
+    while (client.returned.take().num != last) {
+    }
+    EXPECT_TRUE(client.disconnected.empty()) << "the end of a closed connection reached its successor";
+    EXPECT_EQ(clients(), 1U);
+}
+
+TEST_F(Life, MembersIntegratedAndAttached) {
+    ASSERT_EQ(initialize(), 0);
+    struct Ten : Stub_call {
+        Ten() : Stub_call(10, 8) {}
+        Error on_call(Addr, const void*, Pksize, void*, Pksize* _size_, double, double) override {
+            *_size_ = 0;
+            return 10;
+        }
+    };
+    struct Eleven : Stub_call {
+        Eleven() : Stub_call(11, 8) {}
+        Error on_call(Addr, const void*, Pksize, void*, Pksize*, double, double) override { return 11; }
+    };
+    struct Both : Ten, Eleven {};
+    struct Asks_ten : Proxy_call {
+        Asks_ten() : Proxy_call(10) {}
+        void on_return(Msg_num, Error _err, const void*, Pksize, double) override { tens.put(_err); }
+        Events<Error> tens;
+    };
+    struct Asks_eleven : Proxy_call {
+        Asks_eleven() : Proxy_call(11) {}
+        void on_return(Msg_num, Error _err, const void*, Pksize, double) override { elevens.put(_err); }
+        Events<Error> elevens;
+    };
+    struct Asks_both : Asks_ten, Asks_eleven {
+        void on_connect() override { up.put(1); }
+        Events<int> up;
+    };
+    auto& both = make<Both>();
+    auto& asks = make<Asks_both>();
+    Port port = 0;
+    ASSERT_EQ(both.start(nullptr, &port), 0);
+    ASSERT_EQ(asks.start({c_here, port}), 0);
+    asks.up.take();
+    Msg_num num = 0;
+    EXPECT_EQ(asks.Asks_ten::delegate_call(&num, nullptr, 0, 20), 0);
+    EXPECT_EQ(asks.Asks_eleven::delegate_call(&num, nullptr, 0, 20), 0);
+    EXPECT_EQ(asks.tens.take(), 10);
+    EXPECT_EQ(asks.elevens.take(), 11);
+
+    auto& base = make<Service>();
+    const auto answers = [](const char* _text) {
+        return [_text](const Bytes&, Bytes* _out_) {
+            *_out_ = text(_text);
+            return 0;
+        };
+    };
+    std::optional<Service> first;
+    std::optional<Service> same_code;
+    first.emplace(base, Msg_code{20}).handler = answers("first");
+    same_code.emplace(base, Msg_code{20}).handler = answers("second");
+    const Addr address = base.open();
+    auto& client = make<Client>();
+    auto& attached = make<Client>(client, Msg_code{20});
+    client.connect(address);
+    EXPECT_TRUE(attached.is_connected());
+    EXPECT_EQ(attached.delegate_and_take({}).data, text("first"));
+    EXPECT_EQ(client.delegate_and_take(text("own")).data, text("own"));
+    // The end of one member is the end of the whole service, and of whoever has its code.
+    same_code.reset();
+    EXPECT_FALSE(base.is_started());
+    client.stop();
+    client.connect(base.open());
+    EXPECT_EQ(attached.delegate_and_take({}).err, VORN_ERR_NOT_SUPPORT_CODE_);
+    EXPECT_EQ(client.delegate_and_take(text("own")).data, text("own"));
+    { const Client short_lived(client, Msg_code{21}); }
+    EXPECT_FALSE(client.is_started());
+    base.disconnected.take();
+    first.reset();
+}
+
+// --- configuration ---------------------------------------------------------------------------------------
+
+const char* const c_all_keys =
+    "[VORN]\nAUTO_DISCONNECT=No\nSERVER_SOCKET_REUSE=no\nSERVER_LISTEN_BACKLOG=3\nSERVER_LINGER_USE=off\n"
+    "SERVER_LINGER_TIME=7\nSERVER_NAGLE_OFF_USE=NO\nCLIENT_LINGER_USE=no\nCLIENT_LINGER_TIME=8\n"
+    "CLIENT_NAGLE_OFF_USE=\n";
+
+TEST_F(Life, ConfigurationFiles) {
+    namespace fs = std::filesystem;
+    char pattern[] = "/tmp/vorn_net_XXXXXX";
+    const fs::path home = ::mkdtemp(pattern);
+    const fs::path was = fs::current_path();
+    fs::create_directories(home / "work");
+    fs::create_directories(home / "Config");
+    fs::current_path(home / "work");
+    const auto write = [](const std::string& _text) { std::ofstream("../Config/vorn.ini") << _text; };
+    const auto expect_defaults = [] {
+        ASSERT_EQ(initialize(), 0);
+        EXPECT_TRUE(g_auto_disconnect && g_server_socket_reuse && g_server_linger_use && g_server_nagle_off_use &&
+                    g_client_linger_use && g_client_nagle_off_use);
+        EXPECT_EQ(g_listen_backlog, 5);
+        EXPECT_EQ(g_server_linger_time, 1024);
+        EXPECT_EQ(g_client_linger_time, 1024);
+        finalize();
+    };
+    expect_defaults();  // no file
+    write("[VORN\nnot an INI file at all");
+    expect_defaults();
+    std::string no_integer = c_all_keys;
+    no_integer.replace(no_integer.find("=3"), 2, "=x");
+    std::string no_last = c_all_keys;
+    no_last.resize(no_last.rfind("CLIENT_NAGLE"));
+    for (const std::string& partial : {std::string(), std::string("[OTHER]\nA=1\n"),
+                                       std::string("[VORN]\nAUTO_DISCONNECT=no\n"), no_last, no_integer}) {
+        write(partial);
+        EXPECT_THROW(initialize(), boost::property_tree::ptree_error) << partial;
+        EXPECT_EQ(gp_processor, nullptr);
+        EXPECT_EQ(gp_memory, nullptr);
+    }
+    write(c_all_keys);
+    ASSERT_EQ(initialize(), 0);
+    EXPECT_FALSE(g_auto_disconnect || g_server_socket_reuse || g_server_nagle_off_use || g_client_linger_use);
+    EXPECT_TRUE(g_server_linger_use && g_client_nagle_off_use) << "whatever is not no is a yes";
+    EXPECT_EQ(g_listen_backlog, 3);
+    EXPECT_EQ(g_server_linger_time, 7);
+    EXPECT_EQ(g_client_linger_time, 8);
+    auto& service = make<Service>();
+    auto& client = make<Client>();
+    client.connect(service.open());
+    EXPECT_EQ(client.delegate_and_take(text("x")).data, text("x"));
+    fs::current_path(was);
+    fs::remove_all(home);
+}
+
+}  // namespace
