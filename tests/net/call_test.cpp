@@ -314,6 +314,8 @@ TEST_F(Call, ReturnsThatCannotBeDeliveredComeBackAsCancels) {
 }
 
 TEST_F(Call, RepeatsInARowAreDropped) {
+    finalize();
+    ASSERT_EQ(initialize(1, 16, 0), 0);  // one listener, so that messages are dispatched in the order of their coming
     auto& service = make<Service>();
     const Addr address = service.open();
     const Raw_client raw(address.port);

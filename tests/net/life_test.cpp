@@ -90,7 +90,6 @@ TEST_F(Life, NoListenersAndTheBoundsOfThePipe) {
     gp_processor->del_return(second);
     answered.token.free();
     lost.token.free();
-    lost_blocks = 1;  // the notice of the loss that the full pipe refused
     for (int i = 0; i < 17; ++i) EXPECT_EQ(gp_processor->listener(), 0);
     // Instructions to sleep are no messages; one of no length goes by.
     EXPECT_EQ(gp_processor->eproc_send(Token{}, 16), Vorn_processor::success);
@@ -229,7 +228,7 @@ TEST_F(Life, ClientStoppedInItsOwnCallback) {
 }
 
 TEST_F(Life, ClientRestartedAtOnce) {
-    closing_connections_lose = true;
+    under_pressure = true;
     ASSERT_EQ(initialize(), 0);
     auto& service = make<Service>();
     auto& client = make<Client>();
