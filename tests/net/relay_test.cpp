@@ -269,7 +269,7 @@ TEST_F(Relay, Churn) {
     EXPECT_TRUE(stays.disconnected.empty());
     auto& after = make<Client>();
     after.connect(address);
-    EXPECT_EQ(after.delegate_and_take(text("alive")).data, text("alive"));
+    EXPECT_EQ(after.call(text("alive")).data, text("alive"));
 }
 
 TEST_F(Relay, RandomBytes) {

@@ -84,6 +84,10 @@ protected:
         }
     }
     void TearDown() override {
+        // What the pipe holds when it closes is lost: here nothing but what comes at the very end.
+        if (gp_processor != nullptr && gp_processor->thread_count != 0) {
+            EXPECT_TRUE(eventually([] { return gp_processor->test_empty(); }));
+        }
         EXPECT_EQ(finalize(), 0);
         while (!objects.empty()) objects.pop_back();  // an attached member before what it is attached to
         EXPECT_EQ(gp_memory, nullptr);
@@ -93,6 +97,7 @@ protected:
         EXPECT_TRUE(eventually([this] { return threads() == threads_before; }));
         EXPECT_EQ(descriptors(), descriptors_before);
         std::size_t left = 0;
+        std::string what;
         std::size_t in_pipe = 0;
         for (const mm_t mm : keys_of(orphan_memory())) {
             const auto* const pkt = static_cast<const Packet*>(get_ptr(mm));
@@ -103,10 +108,11 @@ protected:
                 ++in_pipe;
             } else if (!under_pressure || payload != 0 || pkt->get_client_gate_port() == 0) {
                 ++left;
+                what += " type " + std::to_string(static_cast<int>(type)) + " of " + std::to_string(get_ptr_size(mm));
             }
             orphan_memory().proc_free(mm);
         }
-        EXPECT_EQ(left, lost_blocks) << "blocks that nobody gave back";
+        EXPECT_EQ(left, lost_blocks) << "blocks that nobody gave back: " << what;
         // What the pipe holds when it closes is lost: here the last ends of connections, or a directory.
         if (!under_pressure) {
             EXPECT_LE(in_pipe, 17U + 2);
