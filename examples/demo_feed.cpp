@@ -58,19 +58,17 @@ int main(int _count, char** _arguments) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     initialize();
     Error started = VORN_ERR_NONE_;
-    {
-        Feed feed;
-        Port port = c_port;
-        started = feed.start(nullptr, &port);  // found by its address, without a name
-        std::printf("start: %s\n", get_err_str(started));
-        for (int value = 0; started == VORN_ERR_NONE_; ++value) {
-            feed.write(&value, sizeof value);
-            if (timed) {
-                if (std::chrono::steady_clock::now() >= end) break;
-                std::this_thread::sleep_for(c_interval);
-            } else if (!sleep_over_input()) {
-                break;
-            }
+    Feed feed;
+    Port port = c_port;
+    started = feed.start(nullptr, &port);  // found by its address, without a name
+    std::printf("start: %s\n", get_err_str(started));
+    for (int value = 0; started == VORN_ERR_NONE_; ++value) {
+        feed.write(&value, sizeof value);
+        if (timed) {
+            if (std::chrono::steady_clock::now() >= end) break;
+            std::this_thread::sleep_for(c_interval);
+        } else if (!sleep_over_input()) {
+            break;
         }
     }
     finalize();

@@ -20,12 +20,9 @@ private:
 
 int main() {
     Vorn35::initialize();
-    {
-        Hello hello;
-        Vorn35::Port port = 0;  // any
-        std::printf("%s\n", Vorn35::get_err_str(hello.start("hello", &port)));
-        std::getchar();  // until a key is pressed
-        hello.stop();
-    }
+    Hello hello;
+    Vorn35::Port port = 0;  // any
+    std::printf("%s\n", Vorn35::get_err_str(hello.start("hello", &port)));
+    std::getchar();  // until a key is pressed
     Vorn35::finalize();
 }

@@ -238,7 +238,9 @@ private:
 int main() {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     initialize();
-    const int exit_code = Tour().run();
+    Tour tour;
+    const int exit_code = tour.run();
+    // After this no callback runs any more, and the objects may go.
     finalize();
     return exit_code;
 }

@@ -93,26 +93,23 @@ int main() {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     initialize();
     int exit_code = 0;
-    {
-        Service service;
-        Add add(service);
-        Work work(service);
-        Leave leave(service);
+    Service service;
+    Add add(service);
+    Work work(service);
+    Leave leave(service);
 
-        Port port = tour::c_port;
-        const Error started = service.start(tour::c_name, &port);
-        if (started == VORN_ERR_NONE_) {
-            // By default the messages of one call run one after the other, a cancel behind the work that it
-            // is to stop. Here they may overtake.
-            msg_processing_by_parallel(Msg_addr(port, tour::c_work, 1));
-            std::printf("  service | started as \"%s\" on port %u\n", tour::c_name, port);
-            leave.wait();
-            std::printf("  service | leaves\n");
-            service.stop();
-        } else {
-            std::printf("  service | cannot start: %s\n", started > 0 ? std::strerror(started) : get_err_str(started));
-            exit_code = 1;
-        }
+    Port port = tour::c_port;
+    const Error started = service.start(tour::c_name, &port);
+    if (started == VORN_ERR_NONE_) {
+        // By default the messages of one call run one after the other, a cancel behind the work that it
+        // is to stop. Here they may overtake.
+        msg_processing_by_parallel(Msg_addr(port, tour::c_work, 1));
+        std::printf("  service | started as \"%s\" on port %u\n", tour::c_name, port);
+        leave.wait();
+        std::printf("  service | leaves\n");
+    } else {
+        std::printf("  service | cannot start: %s\n", started > 0 ? std::strerror(started) : get_err_str(started));
+        exit_code = 1;
     }
     finalize();
     return exit_code;

@@ -96,32 +96,29 @@ int main() {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     initialize();
     int exit_code = 0;
-    {
-        Stub service;
-        Stub_event noted(tour::c_noted, service);
-        Note note(service, noted);
-        Stub_information level(tour::c_level, service);
-        Stub_information burst_level(tour::c_burst_level, service);
-        Stub_command target(tour::c_target, service);
-        Stub_datagram datagram(tour::c_shout, service);
-        Targets targets(service, target);
-        Shout shout(service, datagram);
-        Burst burst(service, burst_level, noted);
-        End end(service);
+    Stub service;
+    Stub_event noted(tour::c_noted, service);
+    Note note(service, noted);
+    Stub_information level(tour::c_level, service);
+    Stub_information burst_level(tour::c_burst_level, service);
+    Stub_command target(tour::c_target, service);
+    Stub_datagram datagram(tour::c_shout, service);
+    Targets targets(service, target);
+    Shout shout(service, datagram);
+    Burst burst(service, burst_level, noted);
+    End end(service);
 
-        target.set_history_size(tour::c_kept);
-        Port port = tour::c_streams_port;
-        if (const Error started = service.start(tour::c_streams_name, &port); started != VORN_ERR_NONE_) {
-            std::printf("  service | cannot start: %s\n", started > 0 ? std::strerror(started) : get_err_str(started));
-            exit_code = 1;
-        } else {
-            // The newest level goes out 20 times a second, however often it is written.
-            level.set_sync_model(on_timer, 0.05);
-            for (int i = 1; !end.asked.try_acquire_for(std::chrono::milliseconds(25)); ++i) {
-                const tour::Reading reading{i, std::sin(i * 0.1)};
-                level.write(&reading, sizeof reading);
-            }
-            service.stop();
+    target.set_history_size(tour::c_kept);
+    Port port = tour::c_streams_port;
+    if (const Error started = service.start(tour::c_streams_name, &port); started != VORN_ERR_NONE_) {
+        std::printf("  service | cannot start: %s\n", started > 0 ? std::strerror(started) : get_err_str(started));
+        exit_code = 1;
+    } else {
+        // The newest level goes out 20 times a second, however often it is written.
+        level.set_sync_model(on_timer, 0.05);
+        for (int i = 1; !end.asked.try_acquire_for(std::chrono::milliseconds(25)); ++i) {
+            const tour::Reading reading{i, std::sin(i * 0.1)};
+            level.write(&reading, sizeof reading);
         }
     }
     finalize();

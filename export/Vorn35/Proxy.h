@@ -19,7 +19,8 @@ class _Proxy;
 ///
 /// Threads: any operation may be called from any thread, also from a callback. Callbacks run on the runtime's
 /// listener threads with no lock held, several at once; they may come until the client is stopped and those that run
-/// have returned. Stop an object of a derived class, and see its callbacks out, before its destructor begins.
+/// have returned. Stop an object of a derived class, and see its callbacks out, before its destructor begins; or
+/// let it outlive `finalize`, after which no callback runs.
 ///
 /// @code
 /// struct Client : Vorn35::Proxy_call {

@@ -165,15 +165,6 @@ TEST_F(Call, NoCapacityMeansNoPayload) {
     EXPECT_TRUE(other_client.delegate_and_take(text("x")).data.empty());
 }
 
-TEST_F(Call, DefaultHandlerAnswersWithItsCapacity) {
-    auto& service = make<Stub_call>(c_code, 100U);
-    Port port = 0;
-    ASSERT_EQ(service.start(nullptr, &port), 0);
-    auto& client = make<Client>();
-    client.connect({c_here, port});
-    EXPECT_EQ(client.delegate_and_take({}).data.size(), 100U);
-}
-
 TEST_F(Call, NobodyThere) {
     const auto [service, client, address] = pair();
     auto& stranger = make<Client>(client, Msg_code{8});

@@ -23,14 +23,12 @@ struct Echo : Vorn35::Stub_call {
 int main(int, char** _arguments) {
     Vorn35::initialize();
     int result = 0;
-    {
-        Echo echo;
-        auto port = static_cast<Vorn35::Port>(std::atoi(_arguments[2]));
-        result = echo.start(_arguments[1], &port);
-        std::printf(result == 0 ? "ready\n" : "failed %d\n", result);
-        std::fflush(stdout);
-        while (result == 0 && std::getchar() != EOF) {
-        }
+    Echo echo;
+    auto port = static_cast<Vorn35::Port>(std::atoi(_arguments[2]));
+    result = echo.start(_arguments[1], &port);
+    std::printf(result == 0 ? "ready\n" : "failed %d\n", result);
+    std::fflush(stdout);
+    while (result == 0 && std::getchar() != EOF) {
     }
     Vorn35::finalize();
     return result;

@@ -115,21 +115,16 @@ void _Stub::del_datagram(Msg_code _code) {
     del_member(&datagrams, _code);
 }
 
-/// One message back, over all clients and members: the same number, source, type and code twice in a row. The
-/// stores lie outside the lock on purpose: two messages at once may pass each other here, and both run.
+/// One message back, over all clients and members: the same number, source, type and code twice in a row. It is compared
+/// in one hold of the lock and stored in another on purpose: two messages at once may pass each other here, and both run.
 bool _Stub::is_repeat(const Packet* _pkt) {
-    const Header& header = _pkt->header;
+    const Last now{_pkt->src_ip, _pkt->header.num, _pkt->header.type, _pkt->header.code};
     {
         const std::lock_guard lock(last_seq_num_mutex);
-        if (header.num != 0 && header.num == last_seq_num && _pkt->src_ip == last_ip &&
-            header.type == last_transaction && header.code == last_code) {
-            return true;
-        }
+        if (now.num != 0 && now == last) return true;
     }
-    last_seq_num = header.num;
-    last_ip = _pkt->src_ip;
-    last_code = header.code;
-    last_transaction = header.type;
+    const std::lock_guard lock(last_seq_num_mutex);
+    last = now;
     return false;
 }
 

@@ -2,7 +2,6 @@
 /// The implementation behind a `Stub`: its members, its place in the processor, and the central switch.
 #pragma once
 
-#include <atomic>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -106,12 +105,19 @@ private:
     std::mutex seq_num_mutex;
     Msg_num seq_num = 0;
 
-    /// Makes the comparison of the four fields below one; a leaf. They are stored after it is released.
+    /// What the repeat check knows of a message.
+    struct Last {
+        IP ip = 0;
+        Msg_num num = 0;
+        EMsg transaction = EMsg::null;
+        Msg_code code = 0;
+
+        friend bool operator==(const Last& _a, const Last& _b) = default;
+    };
+
+    /// Guards `last`. A leaf.
     std::mutex last_seq_num_mutex;
-    std::atomic<IP> last_ip{0};
-    std::atomic<Msg_num> last_seq_num{0};
-    std::atomic<EMsg> last_transaction{EMsg::null};
-    std::atomic<Msg_code> last_code{0};
+    Last last;  ///< The message that was dispatched last.
 
     // Guarded by the processor's `mutex_01`.
     object_calls_t calls;
