@@ -12,7 +12,7 @@ private:
     Vorn35::Error on_call(Vorn35::Addr, const void* _in_, Vorn35::Pksize _in_size, void* _out_,
                           Vorn35::Pksize* _out_size_, double, double) override {
         std::printf("%.*s\n", static_cast<int>(_in_size), static_cast<const char*>(_in_));
-        std::strcpy(static_cast<char*>(_out_), "hello, client");
+        std::memcpy(_out_, "hello, client", 14);
         *_out_size_ = 14;
         return Vorn35::VORN_ERR_NONE_;
     }

@@ -11,7 +11,9 @@ constexpr std::chrono::nanoseconds c_silence(8888000000000);
 class Supervision : public Runtime {
 protected:
     static ks_clock_t last_heard_from(std::uint16_t _client_port) {
-        return with_server_record(_client_port, [](const auto* _record) { return _record->recv_clk.load(); });
+        return with_server_record(_client_port, [](const auto* _record) {
+            return _record == nullptr ? ks_clock_t{} : _record->recv_clk.load();
+        });
     }
     static std::size_t in(const connect_map_t& _map) {
         const std::lock_guard lock(g_client_lock);
