@@ -141,7 +141,7 @@ TEST(C_header, DeclaresTheListedFunctionsAndNoOther) {
 #undef VORN_NAME
     };
     std::stringstream header;
-    header << std::ifstream(std::filesystem::path(__FILE__).parent_path() / "../../export/Vorn35/Vorn.h").rdbuf();
+    header << std::ifstream(VORN35_C_HEADER).rdbuf();
     const std::string text = header.str();
     std::set<std::string> declared;
     const std::regex declaration("VORN_API [^;(]*\\b(vorn_\\w+)\\(");

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "Vorn/Memory/vorn_memory.h"
+#include "Vorn/atomic_addr.h"
 #include "Vorn35/Proxy.h"
 
 namespace Vorn35 {
@@ -108,8 +109,8 @@ private:
 
     /// The connection stands, as far as the relay has told.
     std::atomic<bool> live_state{false};
-    std::atomic<Addr> proxy_addr{Addr()};  ///< Our end of the connection.
-    std::atomic<Addr> stub_addr{Addr()};   ///< Written under `mutex_01` exclusive.
+    Atomic_addr proxy_addr;  ///< Our end of the connection.
+    Atomic_addr stub_addr;   ///< Written under `mutex_01` exclusive.
 
     // Guarded by the processor's `mutex_01`.
     proxy_calls_t calls;
