@@ -365,7 +365,8 @@ TEST_F(Wire, NamesLiveEightBeats) {
     ASSERT_TRUE(eventually(restored_to_eight));
     {
         const Exclusive_hold hold;
-        for (ttl = 8; ttl > 1;) gp_processor->countdown_remote_stubes_info();
+        ttl = 8;
+        for (int beat = ttl; beat > 1; --beat) gp_processor->countdown_remote_stubes_info();
         EXPECT_TRUE(gp_processor->named_remote_stubes.contains("mortal"));
         ttl = 3;
     }

@@ -121,6 +121,11 @@ run_block "$work/here" 1
 run_block "$work/app" 3
 works "$work/app/build/app"
 works "$work/app/build/app_in_c"
+is_static "$work/app/build/app"
+quietly cmake -S "$work/app" -B "$work/app/build" -DBUILD_SHARED_LIBS=ON
+quietly cmake --build "$work/app/build"
+works "$work/app/build/app"
+needs_shared "$work/app/build/app"
 # Its second half needs what its first half exports, as in the shell of a reader.
 (block sh 4; block sh 5) >"$work/lines"
 [[ $(cd "$work/app" && HOME=$work/home bash -euo pipefail "$work/lines" 2>"$work/log" | uniq -c) == *" 3 "*" 0 1" ]] ||
