@@ -1,16 +1,21 @@
 #!/usr/bin/env bash
-# The programs shown in the README are the examples of the same name, word for word, and work together.
+# What the README and docs/kinds.md show are the examples of the same name, word for word; the programs work together.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 
-for name in hello_service hello_client; do
-    shown=$(awk -v name="examples/$name.cpp" '
-        index($0, name) { near = 1 }
-        near && /^```cpp$/ { copying = 1; next }
-        copying && /^```$/ { exit }
-        copying' "$root/README.md")
-    diff <(echo "$shown") "$root/examples/$name.cpp"
-done
+shows() {  # document, examples: each in the block that follows its name
+    local example shown
+    for example in "${@:2}"; do
+        shown=$(awk -v name="$example" '
+            index($0, name) { near = 1 }
+            near && /^```cpp$/ { copying = 1; next }
+            copying && /^```$/ { exit }
+            copying' "$root/$1")
+        diff <(echo "$shown") "$root/$example"
+    done
+}
+shows README.md examples/hello_{service,client}.cpp
+shows docs/kinds.md examples/kinds/{call,signal,event,information,command,datagram}.cpp
 
 if [[ ${1:-} != inside ]]; then
     exec "$LAB" run --hosts 2 -- bash "$0" inside
