@@ -106,12 +106,12 @@ private:
     }
 
     /// One call and its answer. An answer that is there before the wait begins does not end the wait, so a
-    /// call that may safely be made twice is made again when its limit has passed.
+    /// call that may safely be made twice is made again when its limit has passed, with a longer one.
     static Error ask(Proxy_call& _call, const void* _data, Pksize _data_size, void* _out_, Pksize _out_size) {
         Error result = VORN_ERR_LOCAL_TIMEOUT_;
-        for (int attempt = 0; attempt < 3 && result == VORN_ERR_LOCAL_TIMEOUT_; ++attempt) {
+        for (double limit = 0.05; limit < 2 && result == VORN_ERR_LOCAL_TIMEOUT_; limit *= 2) {
             Pksize size = _out_size;
-            result = _call.await_return(_call.async_call(_data, _data_size, c_limit), _out_, &size, nullptr);
+            result = _call.await_return(_call.async_call(_data, _data_size, limit), _out_, &size, nullptr);
         }
         return result;
     }
@@ -190,7 +190,7 @@ private:
 
     void nobody() {
         const tour::Stopwatch watch;
-        Error result = nobody_call.await_return(nobody_call.async_call(nullptr, 0, c_limit), nullptr, nullptr, nullptr);
+        Error result = ask(nobody_call, nullptr, 0, nullptr, 0);
         account.step("a code that the service does not have", text_of(result), watch.seconds(),
                      result == VORN_ERR_NOT_SUPPORT_CODE_);
 
