@@ -57,7 +57,7 @@ void Ref_memory::proc_continue() {
 Error Ref_memory::eproc_alloc(mm_t* _mm_, std::size_t _size) {
     Block_owner block = make_block(_size);
     const mm_t mm = reinterpret_cast<mm_t>(block.get());
-    const std::lock_guard guard(mtx);
+    const Lock_guard guard(mtx);
     allocs.try_emplace(mm);
     alloc_total += _size;
     static_cast<void>(block.release());  // now listed: its holders own it
@@ -68,7 +68,7 @@ Error Ref_memory::eproc_alloc(mm_t* _mm_, std::size_t _size) {
 void Ref_memory::proc_free(mm_t _mm) {
     Block_owner dead;
     {
-        const std::lock_guard guard(mtx);
+        const Lock_guard guard(mtx);
         if (block_of(_mm)->ref.fetch_sub(1) != 1) return;
         dead.reset(block_of(_mm));
         if (allocs.erase(_mm) != 0) {
@@ -78,18 +78,18 @@ void Ref_memory::proc_free(mm_t _mm) {
     }
     // Not of this allocator: it outlived its own. `mtx` is released, so no two of them are ever held.
     Ref_memory& orphans = orphan_memory();
-    const std::lock_guard guard(orphans.mtx);
+    const Lock_guard guard(orphans.mtx);
     orphans.allocs.erase(_mm);
     orphans.alloc_total -= dead->siz;
 }
 
 ref_count_t Ref_memory::add_ref_get(mm_t _mm) {
-    const std::lock_guard guard(mtx);
+    const Lock_guard guard(mtx);
     return block_of(_mm)->ref.fetch_add(1) + 1;
 }
 
 ref_count_t Ref_memory::get_ref(mm_t _mm) {
-    const std::lock_guard guard(mtx);
+    const Lock_guard guard(mtx);
     return block_of(_mm)->ref.load();
 }
 
@@ -115,14 +115,14 @@ ref_count_t Ref_memory::safe_add_ref(mm_t _mm) {
 }
 
 void Ref_memory::printf_alloc_state() {
-    const std::lock_guard guard(mtx);
+    const Lock_guard guard(mtx);
     for ([[maybe_unused]] const auto& entry : allocs) {
     }
 }
 
 Ref_memory::~Ref_memory() {
     Ref_memory& orphans = orphan_memory();
-    const std::lock_guard guard(orphans.mtx);
+    const Lock_guard guard(orphans.mtx);
     orphans.allocs.merge(allocs);  // moves the nodes: no allocation, so it cannot fail
     orphans.alloc_total += alloc_total;
 }

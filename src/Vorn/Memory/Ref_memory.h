@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <mutex>
 
+#include "Vorn/mutex.h"
 #include "Vorn35/vorn_typedef.h"
 
 namespace Vorn35 {
@@ -43,18 +43,18 @@ static_assert(sizeof(struct_smart_memory) <= c_block_overhead);
 /// `History` that an application keeps past `finalize`) stay valid, and their last holder frees them.
 class Ref_memory {
 public:
-    std::size_t alloc_total = 0;  ///< Sum of `siz` over the live blocks. Guarded by `mtx`.
     /// Guards `alloc_total` and `allocs`. Innermost of all locks: nothing is taken under it.
-    std::mutex mtx;
-    allocs_t allocs;  ///< Its keys are the live blocks. Guarded by `mtx`.
+    Mutex<lock_order::memory> mtx;
+    std::size_t alloc_total VORN35_GUARDED_BY(mtx) = 0;  ///< Sum of `siz` over the live blocks.
+    allocs_t allocs VORN35_GUARDED_BY(mtx);              ///< Its keys are the live blocks.
 
     Ref_memory() = default;
     Ref_memory(const Ref_memory&) = delete;
     Ref_memory& operator=(const Ref_memory&) = delete;
 
     /// Takes `mtx` and returns with it held: the allocator stands still until `proc_continue`.
-    virtual void proc_stop();
-    virtual void proc_continue();
+    virtual void proc_stop() VORN35_ACQUIRE(mtx);
+    virtual void proc_continue() VORN35_RELEASE(mtx);
     /// A new block with a count of 1, contents not cleared. Always 0 with this allocator.
     virtual Error eproc_alloc(mm_t* _mm_, std::size_t _size);
     /// Gives one reference back; the block dies with the last.

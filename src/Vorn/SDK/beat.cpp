@@ -12,7 +12,7 @@ Beat::Beat(double _interval, std::function<void()> _tick)
 
 Beat::~Beat() {
     {
-        const std::lock_guard lock(mutex);
+        const Lock_guard lock(mutex);
         ending = true;
     }
     wake.notify_all();
@@ -21,10 +21,10 @@ Beat::~Beat() {
 
 void Beat::run(double _interval) {
     auto next = std::chrono::steady_clock::now();
-    std::unique_lock lock(mutex);
+    Unique_lock lock(mutex);
     for (;;) {
         next += Kestrane::to_duration(_interval);
-        if (wake.wait_until(lock, next, [this] { return ending; })) return;
+        if (wake.wait_until(lock.native(), next, [this]() VORN35_REQUIRES(mutex) { return ending; })) return;
         lock.unlock();
         tick();
         lock.lock();

@@ -4,8 +4,9 @@
 
 #include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <thread>
+
+#include "Vorn/mutex.h"
 
 namespace Vorn35 {
 
@@ -25,9 +26,9 @@ private:
 
     const std::function<void()> tick;
     /// Guards `ending`. A leaf; not held while `tick` runs.
-    std::mutex mutex;
+    Mutex<lock_order::beat> mutex;
     std::condition_variable wake;
-    bool ending = false;
+    bool ending VORN35_GUARDED_BY(mutex) = false;
     std::thread thread;  ///< Last: it uses all of the above.
 };
 

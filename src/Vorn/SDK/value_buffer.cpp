@@ -17,23 +17,25 @@ void* Value_buffer::get(Pksize _size) {
     const Shared_hold hold;
     for (;;) {
         if (!owner_is_created()) return nullptr;
-        std::unique_lock lock(mm_mutex);
-        if (mm == 0) {
-            if (eproc_alloc_data(&mm, _size) != 0) return nullptr;
-            size = _size;
-            return get_data(mm);
+        {
+            const Lock_guard lock(mm_mutex);
+            if (mm == 0) {
+                if (eproc_alloc_data(&mm, _size) != 0) return nullptr;
+                size = _size;
+                return get_data(mm);
+            }
         }
         // The other writer may take for ever, and a stop must get through meanwhile; it frees the block, too.
         const Released released;
-        mm_free.wait(lock, [this] { return mm == 0; });
-        lock.unlock();  // `mutex_01` comes ahead of it, and is taken again here
+        Unique_lock lock(mm_mutex);
+        mm_free.wait(lock.native(), [this]() VORN35_REQUIRES(mm_mutex) { return mm == 0; });
     }
 }
 
 void Value_buffer::cancel() {
     const Shared_hold hold;
     {
-        const std::lock_guard lock(mm_mutex);
+        const Lock_guard lock(mm_mutex);
         safe_free_mm(&mm);
     }
     mm_free.notify_all();
@@ -42,7 +44,7 @@ void Value_buffer::cancel() {
 Error Value_buffer::accept(Pksize _size) {
     if (!owner_is_created()) return VORN_ERR_IS_NOT_CREATED_;
     {
-        const std::lock_guard lock(mm_mutex);
+        const Lock_guard lock(mm_mutex);
         if (mm == 0) return VORN_ERR_DONT_GET_;
         if (size < _size) return VORN_ERR_TOO_BIG_SIZE_;
         if (!is_clean_memory(mm)) return VORN_ERR_DURTY_MEMORY_;
@@ -50,7 +52,7 @@ Error Value_buffer::accept(Pksize _size) {
         *pkt = Packet{};
         pkt->initialize_packet(c_loopback_ip, std::chrono::steady_clock::now(), interval);
         address_value(pkt, _size);
-        const std::lock_guard sync_lock(sync_mm_mutex);
+        const Lock_guard sync_lock(sync_mm_mutex);
         safe_free_mm(&sync_mm);
         sync_mm = std::exchange(mm, 0);
     }
@@ -70,7 +72,7 @@ Error Value_buffer::write(const void* _data_, Pksize _size) {
 }
 
 Error Value_buffer::sync() {
-    const std::lock_guard lock(sync_mm_mutex);
+    const Lock_guard lock(sync_mm_mutex);
     if (sync_mm == 0 || !has_receiver()) return VORN_ERR_NOT_EXIST_SYNC_DATA_;
     history.push(Token{sync_mm, sync_mm}, history_size);
     Packet* const pkt = get_header(sync_mm);
@@ -89,7 +91,7 @@ void Value_buffer::dress(Token* _token_, mm_t _value_mm, EMsg _type, IP _mct_if,
 }
 
 Letter_case_ Value_buffer::snapshot(std::size_t _size) {
-    const std::lock_guard lock(sync_mm_mutex);
+    const Lock_guard lock(sync_mm_mutex);
     return history.snapshot(_size);
 }
 
@@ -101,9 +103,9 @@ Error Value_buffer::read(void* _data_, Pksize* _size_) {
 
 void Value_buffer::release_values() {
     {
-        const std::lock_guard lock(mm_mutex);
+        const Lock_guard lock(mm_mutex);
         safe_free_mm(&mm);
-        const std::lock_guard sync_lock(sync_mm_mutex);
+        const Lock_guard sync_lock(sync_mm_mutex);
         safe_free_mm(&sync_mm);
         history.clear();
     }
@@ -115,7 +117,7 @@ void Value_buffer::set_sync_model(Sync_model _sync_model, double _interval) {
     // hold.
     const Shared_hold hold;
     const Released released;
-    const std::lock_guard lock(timer_mutex);
+    const Lock_guard lock(timer_mutex);
     timer_.reset();
     sync_model = _sync_model;
     interval = _sync_model == on_timer ? _interval : c_no_interval;
@@ -123,7 +125,7 @@ void Value_buffer::set_sync_model(Sync_model _sync_model, double _interval) {
 }
 
 void Value_buffer::end_timer() {
-    const std::lock_guard lock(timer_mutex);
+    const Lock_guard lock(timer_mutex);
     timer_.reset();
 }
 

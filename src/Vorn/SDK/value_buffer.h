@@ -6,10 +6,10 @@
 #include <atomic>
 #include <condition_variable>
 #include <memory>
-#include <mutex>
 
 #include "Vorn/SDK/History/value_queue.h"
 #include "Vorn/SDK/beat.h"
+#include "Vorn/mutex.h"
 
 namespace Vorn35 {
 
@@ -24,8 +24,7 @@ inline constexpr double c_no_interval = 4294967295.0;
 /// The kinds differ in the address and type of a value, in whom it goes to, in whether anybody is there to
 /// get it, and in what `post` reports.
 ///
-/// Lock order: `mutex_01`, `mm_mutex`, `sync_mm_mutex`, then what `send_value` takes. `timer_mutex` stands
-/// ahead of all of them, `mutex_01` included: its holder waits for a tick that runs.
+/// `timer_mutex` stands ahead of all other locks here, `mutex_01` included: its holder waits for a tick that runs.
 class Value_buffer {
 public:
     Value_buffer(const Value_buffer&) = delete;
@@ -77,8 +76,7 @@ private:
     /// Type, code and address of a value that is posted.
     virtual void address_value(Packet* _pkt, Pksize _size) = 0;
     virtual bool has_receiver() const { return true; }
-    /// `sync_mm_mutex` held.
-    virtual Error send_value(mm_t _value_mm, double _limit) = 0;
+    virtual Error send_value(mm_t _value_mm, double _limit) VORN35_REQUIRES(sync_mm_mutex) = 0;
 
     void tick();
 
@@ -87,21 +85,21 @@ private:
     std::atomic<std::size_t> history_size{1};
 
     /// Guards the block being written and its size. The block itself is the writer's, which holds no lock.
-    std::mutex mm_mutex;
+    Mutex<lock_order::mm> mm_mutex;
     std::condition_variable mm_free;  ///< No block is being written any more.
-    mm_t mm = 0;
-    Pksize size = 0;
+    mm_t mm VORN35_GUARDED_BY(mm_mutex) = 0;
+    Pksize size VORN35_GUARDED_BY(mm_mutex) = 0;
 
     /// Guards the current value, its number and the history. Held while a value goes out, so that values keep
     /// their order.
-    std::mutex sync_mm_mutex;
-    mm_t sync_mm = 0;
-    Msg_num num = 0;
-    Value_queue history;
+    Mutex<lock_order::sync_mm> sync_mm_mutex;
+    mm_t sync_mm VORN35_GUARDED_BY(sync_mm_mutex) = 0;
+    Msg_num num VORN35_GUARDED_BY(sync_mm_mutex) = 0;
+    Value_queue history VORN35_GUARDED_BY(sync_mm_mutex);
 
     /// Makes a change of the model one. Outermost.
-    std::mutex timer_mutex;
-    std::unique_ptr<Beat> timer_;
+    Mutex<lock_order::model> timer_mutex;
+    std::unique_ptr<Beat> timer_ VORN35_GUARDED_BY(timer_mutex);
 };
 
 }  // namespace Vorn35

@@ -1,10 +1,9 @@
 /// Start and stop of the runtime.
 
-#include <mutex>
-
 #include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/Vorn_processor/Vorn_processor.h"
 #include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn/mutex.h"
 #include "Vorn35/vorn_error.h"
 #include "Vorn35/vorn_utility.h"
 
@@ -16,12 +15,12 @@ constexpr std::size_t c_default_listeners = 8;
 constexpr std::size_t c_default_call_buffer_count = 16;
 
 /// One start or stop at a time. Outermost of all.
-std::mutex g_life_mutex;
+Mutex<lock_order::life> g_life_mutex;
 
 /// Owned from `initialize` to `finalize`; guarded by `g_life_mutex`. `gp_processor` is this pointer as long
 /// as objects may use it. Not destroyed by the end of a process that did not call `finalize`: its threads
 /// still run.
-Vorn_processor* g_processor = nullptr;
+Vorn_processor* g_processor VORN35_GUARDED_BY(g_life_mutex) = nullptr;
 
 }  // namespace
 
@@ -30,7 +29,7 @@ Error initialize() {
 }
 
 Error initialize(std::size_t _thread_count, std::size_t _call_buffer_count, std::size_t) {
-    const std::lock_guard lock(g_life_mutex);
+    const Lock_guard lock(g_life_mutex);
     if (g_processor != nullptr) return VORN_ERR_ALREADY_CREATED_;
     {
         const Exclusive_hold hold;
@@ -50,7 +49,7 @@ Error initialize(std::size_t _thread_count, std::size_t _call_buffer_count, std:
 }
 
 Error finalize() {
-    const std::lock_guard lock(g_life_mutex);
+    const Lock_guard lock(g_life_mutex);
     if (g_processor == nullptr) return VORN_ERR_NONE_;
     stop_inet();
     delete g_processor;

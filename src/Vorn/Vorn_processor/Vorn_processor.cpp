@@ -13,7 +13,7 @@
 
 namespace Vorn35 {
 
-std::shared_mutex Vorn_processor::mutex_01;
+Shared_mutex<lock_order::processor> Vorn_processor::mutex_01;
 Vorn_processor* gp_processor = nullptr;
 thread_local int Shared_hold::depth = 0;
 thread_local Error g_last_error = VORN_ERR_NONE_;
@@ -70,7 +70,7 @@ Vorn_processor::Vorn_processor(std::size_t _thread_count, std::size_t _size)
             listener_ids.push_back(thread__.back().get_id());
         }
     }
-    const std::lock_guard lock_timer(timer_mutex);
+    const Lock_guard lock_timer(timer_mutex);
     timer_ = std::make_unique<std::thread>([this] { timer(c_timer_interval); });
 }
 
@@ -105,7 +105,7 @@ Error Vorn_processor::listener(double _timeout) {
 
 template <class Receive>
 Error Vorn_processor::listener_turn(Receive _receive) {
-    std::unique_lock serial(serial_lock);
+    Unique_lock serial(serial_lock);
     Token token;
     if (const auto result = _receive(&token); result != success) return result;
     if (!token.has_header()) {

@@ -2,20 +2,13 @@
 /// The processor: the pipe that received messages pass through, the listener threads that drain it, dispatch to objects,
 /// the return table, the ordering of messages, the tables of objects and the directory of names.
 ///
-/// Lock order, outermost first; a lock may be taken while only those above it are held:
-///  1. `serial_lock`
-///  2. `mutex_01` (see object_lock.h for how to hold it)
-///  3. a qbuffer's `m_lock`, or `return_map_mutex`, or `destroy_vect_mutex`; an object's or member's own mutex
-///  4. the relay's locks
-///  5. the pipe's `lock`, `timer_mutex`, `Ref_memory::mtx`: leaves
-/// A waiter takes its record's `event_mutex` with no other lock held.
+/// The order of the locks stands in lock_order.h, how to hold `mutex_01` in object_lock.h.
 #pragma once
 
 #include <condition_variable>
 #include <cstddef>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <shared_mutex>
 #include <string>
 #include <thread>
@@ -25,6 +18,7 @@
 #include "Vorn/Memory/vorn_memory.h"
 #include "Vorn/Vorn_processor/returns.h"
 #include "Vorn/Vorn_processor/thread_qbuffer.h"
+#include "Vorn/mutex.h"
 
 namespace Vorn35 {
 
@@ -50,7 +44,7 @@ public:
 
     /// Guards the object tables, the qbuffer map and `gp_processor`. Outlives the processor, so that an
     /// object can find out that there is none.
-    static std::shared_mutex mutex_01;
+    static Shared_mutex<lock_order::processor> mutex_01;
 
     // Guarded by `mutex_01`.
     Named_local_stubes named_local_stubes;  ///< Only grows.
@@ -60,9 +54,9 @@ public:
     std::shared_mutex mutex_02;   ///< Nothing takes it.
 
     /// Guards `timer_` and the timer's sleep. A leaf.
-    std::mutex timer_mutex;
+    Mutex<lock_order::timer> timer_mutex;
     std::condition_variable timer_wake;
-    std::unique_ptr<std::thread> timer_;  ///< Null asks the timer thread to stop.
+    std::unique_ptr<std::thread> timer_ VORN35_GUARDED_BY(timer_mutex);  ///< Null asks the timer thread to stop.
 
     qbuffer_map_t qbuffer_map;  ///< Guarded by `mutex_01`.
 
@@ -72,16 +66,16 @@ public:
     std::vector<std::thread::id> listener_ids;  ///< Their identities, which outlast their end.
 
     /// Lets one listener at a time take a message. Outermost lock.
-    std::mutex serial_lock;
+    Mutex<lock_order::serial> serial_lock;
 
-    returns_t returns;  ///< Guarded by `return_map_mutex`.
     /// Guards `returns`, and a record's answer while it stands there.
-    std::mutex return_map_mutex;
+    Mutex<lock_order::returns> return_map_mutex;
+    returns_t returns VORN35_GUARDED_BY(return_map_mutex);
 
     std::vector<Stub*> destroy_vect;         ///< Stubs stopped on a listener thread.
     std::vector<Proxy*> destroy_proxy_vect;  ///< The same for proxies.
     /// Guards both vectors. Taken last and alone.
-    std::mutex destroy_vect_mutex;
+    Mutex<lock_order::deferred> destroy_vect_mutex;
 
     /// Enters itself in `gp_processor`, then starts the listeners and the timer.
     Vorn_processor(std::size_t _thread_count, std::size_t _size);
@@ -106,7 +100,7 @@ public:
     // Dispatch and returns.
 
     /// Entered with `serial_lock` held; leaves it released. Owns the token.
-    Error listener_processor(Token _token);
+    Error listener_processor(Token _token) VORN35_RELEASE(serial_lock);
     /// Wakes the waiter of an answer, or all waiters on a lost server. Owns the token.
     Error return_processor(Token _token);
     /// Enters a waiter. A key that is there already keeps its record.
@@ -151,9 +145,10 @@ public:
     void recv_datagram_stubes_info(Token _token, Packet* _pkt_);
 
 private:
-    /// One turn of a listener: receives under `serial_lock` and goes on to the message.
+    /// One turn of a listener: receives under `serial_lock` and goes on to the message. clang cannot follow a guard
+    /// that leaves its mutex locked.
     template <class Receive>
-    Error listener_turn(Receive _receive);
+    Error listener_turn(Receive _receive) VORN35_NO_THREAD_SAFETY_ANALYSIS;
     void run_adapter(void* _object_, Token _token, bool _to_proxy);
     void drain(class_thread_qbuffer* _qbuffer);
     void return_unclaimed(Token _token);

@@ -89,7 +89,7 @@ void Vorn_processor::forget_proxy(Proxy* _proxy) {
 
 void Vorn_processor::forget_queued(const void* _object) {
     for (const auto& [addr, qbuffer] : qbuffer_map) {
-        const std::lock_guard lock(qbuffer->m_lock);
+        const Lock_guard lock(qbuffer->m_lock);
         std::erase_if(*qbuffer, [_object](qtoken_t& _queued) {
             if (_queued.object_ != _object) return false;
             _queued.token.free();
@@ -100,7 +100,7 @@ void Vorn_processor::forget_queued(const void* _object) {
 
 template <class Object>
 bool Vorn_processor::was_deferred(std::vector<Object*>* _deferred, const Object* _object) {
-    const std::lock_guard lock(destroy_vect_mutex);
+    const Lock_guard lock(destroy_vect_mutex);
     return std::erase(*_deferred, _object) != 0;
 }
 
@@ -113,11 +113,13 @@ std::size_t Vorn_processor::get_address(const char* _name_, Addr* _stub_addr_) c
 
 void Vorn_processor::timer(double _interval) {
     auto deadline = std::chrono::steady_clock::now();
-    std::unique_lock lock(timer_mutex);
+    Unique_lock lock(timer_mutex);
     for (;;) {
         // Counted from the last deadline: the beat does not drift.
         deadline += Kestrane::to_duration(_interval);
-        if (timer_wake.wait_until(lock, deadline, [this] { return timer_ == nullptr; })) return;
+        if (timer_wake.wait_until(lock.native(), deadline,
+                                  [this]() VORN35_REQUIRES(timer_mutex) { return timer_ == nullptr; }))
+            return;
         lock.unlock();
         inet_interval_event();
         {
@@ -132,7 +134,7 @@ void Vorn_processor::timer(double _interval) {
 void Vorn_processor::stop_timer() {
     std::unique_ptr<std::thread> ending;
     {
-        const std::lock_guard lock(timer_mutex);
+        const Lock_guard lock(timer_mutex);
         ending.swap(timer_);
     }
     timer_wake.notify_all();

@@ -31,7 +31,7 @@ void send_back(const Packet* _pkt, Error _error, int (*_send)(Addr, Token, Packe
 }  // namespace
 
 Error Vorn_processor::listener_processor(Token _token) {
-    std::unique_lock serial(serial_lock, std::adopt_lock);
+    Unique_lock serial(serial_lock, std::adopt_lock);
     Packet* const pkt = _token.get_header_packet();
     bool is_directory = false;
     {
@@ -72,7 +72,7 @@ void Vorn_processor::run_adapter(void* _object_, Token _token, bool _to_proxy) {
 }
 
 void Vorn_processor::drain(class_thread_qbuffer* _qbuffer) {
-    std::unique_lock lock(_qbuffer->m_lock);
+    Unique_lock lock(_qbuffer->m_lock);
     // The thread that is draining will come to this message, and this listener is free.
     if (_qbuffer->m_run) return;
     _qbuffer->m_run = true;
@@ -89,16 +89,16 @@ void Vorn_processor::drain(class_thread_qbuffer* _qbuffer) {
 }
 
 void Vorn_processor::destroy_object_waited() {
-    const std::lock_guard lock(destroy_vect_mutex);
+    const Lock_guard lock(destroy_vect_mutex);
 }
 
 void Vorn_processor::add_return(return_key_t _key, return_record_t* _record_) {
-    const std::lock_guard lock(return_map_mutex);
+    const Lock_guard lock(return_map_mutex);
     returns.emplace(_key, _record_);
 }
 
 void Vorn_processor::del_return(return_key_t _key) {
-    const std::lock_guard lock(return_map_mutex);
+    const Lock_guard lock(return_map_mutex);
     returns.erase(_key);
 }
 
@@ -111,7 +111,7 @@ Error Vorn_processor::return_processor(Token _token) {
         _record_->event.notify_one();
     };
 
-    std::unique_lock lock(return_map_mutex);
+    Unique_lock lock(return_map_mutex);
     if (pkt->get_msg_type() == EMsg::ctrl && pkt->header.code == c_tcp_disconnected_from_server) {
         for (const auto& [key, record] : returns) {
             if (Addr(key.ip, key.port) != pkt->get_src() || record->returned) continue;

@@ -6,12 +6,11 @@
 /// `gp_processor` itself: the processor is taken away under the exclusive hold, so whoever holds the lock and
 /// finds `gp_processor` set may use it until the hold ends.
 ///
-/// Place in the lock order: after `serial_lock` and the pipe's `lock`, before every other lock of the
-/// runtime.
+/// Place in the lock order: after `serial_lock`, before every lock of an object, of the relay and of the memory
+/// (lock_order.h).
+///
+/// clang cannot follow a hold that depends on how many the thread has, so what `mutex_01` guards is not annotated.
 #pragma once
-
-#include <mutex>
-#include <shared_mutex>
 
 #include "Vorn/Vorn_processor/Vorn_processor.h"
 
@@ -21,10 +20,10 @@ namespace Vorn35 {
 /// once more for nothing.
 class Shared_hold {
 public:
-    Shared_hold() {
+    Shared_hold() VORN35_NO_THREAD_SAFETY_ANALYSIS {
         if (depth++ == 0) Vorn_processor::mutex_01.lock_shared();
     }
-    ~Shared_hold() {
+    ~Shared_hold() VORN35_NO_THREAD_SAFETY_ANALYSIS {
         if (--depth == 0) Vorn_processor::mutex_01.unlock_shared();
     }
     Shared_hold(const Shared_hold&) = delete;
@@ -38,11 +37,12 @@ private:
 /// Lets go of the thread's shared hold for as long as application code runs or a wait lasts.
 class Released {
 public:
-    Released() : depth(Shared_hold::depth) {
+    Released() VORN35_NO_THREAD_SAFETY_ANALYSIS : depth(Shared_hold::depth) {
         Shared_hold::depth = 0;
         Vorn_processor::mutex_01.unlock_shared();
+        lock_check::leaving();
     }
-    ~Released() {
+    ~Released() VORN35_NO_THREAD_SAFETY_ANALYSIS {
         Vorn_processor::mutex_01.lock_shared();
         Shared_hold::depth = depth;
     }
@@ -56,10 +56,10 @@ private:
 /// Exclusive hold.
 class Exclusive_hold {
 public:
-    Exclusive_hold() : lock(Vorn_processor::mutex_01) {}
-
-private:
-    const std::unique_lock<std::shared_mutex> lock;
+    Exclusive_hold() VORN35_NO_THREAD_SAFETY_ANALYSIS { Vorn_processor::mutex_01.lock(); }
+    ~Exclusive_hold() VORN35_NO_THREAD_SAFETY_ANALYSIS { Vorn_processor::mutex_01.unlock(); }
+    Exclusive_hold(const Exclusive_hold&) = delete;
+    Exclusive_hold& operator=(const Exclusive_hold&) = delete;
 };
 
 }  // namespace Vorn35

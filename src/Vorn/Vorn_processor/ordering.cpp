@@ -10,7 +10,7 @@ namespace {
 
 /// The last key of a queue has gone: what is queued is lost. A thread that drains it now finds it empty.
 void discard(class_thread_qbuffer* _qbuffer) {
-    const std::lock_guard lock(_qbuffer->m_lock);
+    const Lock_guard lock(_qbuffer->m_lock);
     for (qtoken_t& queued : *_qbuffer) queued.token.free();
     _qbuffer->clear();
 }
@@ -59,7 +59,7 @@ std::shared_ptr<class_thread_qbuffer> Vorn_processor::qbuffering(Msg_addr _msg_a
                                                                  [[maybe_unused]] Packet* _pkt_, void* _object_) {
     const auto found = qbuffer_map.find(_msg_addr);
     if (found == qbuffer_map.end()) return nullptr;
-    const std::lock_guard lock(found->second->m_lock);
+    const Lock_guard lock(found->second->m_lock);
     safe_add_ref_token(_token);
     found->second->emplace_back(_object_, _token);
     return found->second;

@@ -4,10 +4,10 @@
 
 #include <condition_variable>
 #include <map>
-#include <mutex>
 #include <tuple>
 
 #include "Vorn/Memory/vorn_memory.h"
+#include "Vorn/mutex.h"
 
 namespace Vorn35 {
 
@@ -39,7 +39,7 @@ using return_key_t = struct_return_key;
 struct struct_return_record {
     std::condition_variable event;  ///< Signalled when the answer is in, without `event_mutex`.
     /// The mutex of the waiter's wait; taken with no other lock held.
-    std::mutex event_mutex;
+    Mutex<lock_order::event> event_mutex;
     Token token;         ///< The answer; owned once `returned` is set.
     ks_clock_t clock{};  ///< When the request was made.
     double limit = 0;    ///< Seconds allowed.

@@ -6,9 +6,9 @@
 #include <deque>
 #include <map>
 #include <memory>
-#include <mutex>
 
 #include "Vorn/Memory/vorn_memory.h"
+#include "Vorn/mutex.h"
 
 namespace Vorn35 {
 
@@ -27,9 +27,9 @@ using qtoken_t = struct_qtoken;
 class class_thread_qbuffer : public std::deque<struct_qtoken> {
 public:
     /// Guards the queue and `m_run`. Taken under `mutex_01`; never held while an adapter runs.
-    std::mutex m_lock;
-    bool m_run = false;      ///< Some thread is draining.
-    std::int32_t m_ref = 1;  ///< Keys that point here. Changed under `mutex_01` exclusive.
+    Mutex<lock_order::qbuffer> m_lock;
+    bool m_run VORN35_GUARDED_BY(m_lock) = false;  ///< Some thread is draining.
+    std::int32_t m_ref = 1;                        ///< Keys that point here. Changed under `mutex_01` exclusive.
 };
 
 /// A key that is absent means parallel processing. A drain keeps its queue alive when the key goes away under

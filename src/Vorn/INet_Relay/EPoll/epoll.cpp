@@ -9,7 +9,7 @@
 
 namespace Vorn35 {
 
-std::mutex ooo;
+Mutex<lock_order::ooo> ooo;
 int ooo_count = 0;
 std::set<struct_epoll_overlapped_tcp*>& g_tcp_records = *new std::set<struct_epoll_overlapped_tcp*>;
 
@@ -30,7 +30,7 @@ void control(int _operation, int _epoll, struct_epoll_overlapped* _record, std::
 /// Destroys a record that is not handed to a worker any more.
 void destroy_overlapped_tcp(std::unique_ptr<struct_epoll_overlapped_tcp> _record, Socket _ended) {
     {
-        const std::lock_guard lock(ooo);
+        const Lock_guard lock(ooo);
         --ooo_count;
         g_tcp_records.erase(_record.get());
     }
@@ -63,7 +63,7 @@ void arm(int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events) {
 struct_epoll_overlapped_tcp* new_overlapped_tcp(Socket _socket, enum_socket_type _type, Addr _local_addr,
                                                 Addr _remote_addr) {
     auto* const record = new struct_epoll_overlapped_tcp(_socket, _type, _local_addr, _remote_addr);
-    const std::lock_guard lock(ooo);
+    const Lock_guard lock(ooo);
     ++ooo_count;
     g_tcp_records.insert(record);
     return record;
@@ -74,7 +74,7 @@ int delete_overlapped(struct_epoll_overlapped_tcp* _record) {
     Socket ended = -1;
     {
         // An in-flight send has ended once the lock is had: no step of the send worker blocks under it.
-        const std::lock_guard lock(_record->send_queue_lock);
+        const Lock_guard lock(_record->send_queue_lock);
         if (_record->ended) return 0;
         _record->ended = true;
         _record->send_state = false;
@@ -120,7 +120,7 @@ void clear_tcp_records() {
 }
 
 void print_ooo() {
-    const std::lock_guard lock(ooo);
+    const Lock_guard lock(ooo);
 }
 
 }  // namespace Vorn35

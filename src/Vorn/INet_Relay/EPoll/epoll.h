@@ -10,19 +10,17 @@
 ///  - the tables: under their locks, and a record that is in a table is alive.
 /// A record that ends goes to `retire` (reap.h), which frees it when no worker can still have it in hand.
 ///
-/// Lock order, outermost first: `g_client_lock` or `g_establish_server_map_lock` (never both); a record's
-/// `send_queue_lock`; its `ack_wait_q_lock`, or `ooo`. `g_udp_refs_mutex` and then `g_udp_map_lock` and a UDP
-/// record's `send_queue_lock` stand apart.
+/// The order of the locks stands in lock_order.h.
 #pragma once
 
 #include <atomic>
 #include <deque>
 #include <map>
-#include <mutex>
 #include <queue>
 #include <set>
 
 #include "Vorn/INet_Relay/inet_relay.h"
+#include "Vorn/mutex.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -59,12 +57,14 @@ using epoll_overlapped_t = struct_epoll_overlapped;
 
 /// Adds the two directions; used alone for UDP.
 struct struct_epoll_overlapped_ex : struct_epoll_overlapped {
-    Token recv_token;          ///< The message being received; owned. The receive worker's alone.
-    token_queue_t send_queue;  ///< Unbounded; owned. The front token is the one being sent.
+    Token recv_token;  ///< The message being received; owned. The receive worker's alone.
     /// Guards `send_queue`, `send_state`, `send_buf`, `send_len` (once established), `header_send`,
     /// `b_remove_client` and `ended`. Below the tables' locks.
-    std::mutex send_queue_lock;
-    bool send_state = false;                         ///< The send worker is armed or at work for this record.
+    Mutex<lock_order::send_queue> send_queue_lock;
+    /// Unbounded; owned. The front token is the one being sent.
+    token_queue_t send_queue VORN35_GUARDED_BY(send_queue_lock);
+    bool send_state VORN35_GUARDED_BY(send_queue_lock) =
+        false;                                       ///< The send worker is armed or at work for this record.
     std::atomic<ks_clock_t> recv_clk{ks_clock_t{}};  ///< Last bytes received.
     std::uint8_t* recv_buf = nullptr;
     std::size_t recv_len = 0;                        ///< Bytes still awaited for the current piece.
@@ -89,11 +89,13 @@ struct struct_epoll_overlapped_tcp : struct_epoll_overlapped_ex {
     /// `del_client` was called: do not reconnect, refuse new messages. Written under `g_client_lock` and
     /// `send_queue_lock`, so either is enough to read it.
     bool b_remove_client = false;
-    bool ended = false;  ///< Given to `retire`; nothing may be queued or armed any more.
+    bool ended VORN35_GUARDED_BY(send_queue_lock) =
+        false;           ///< Given to `retire`; nothing may be queued or armed any more.
     bool b_cut = false;  ///< Found silent and shut down; stays tabled until its worker sees the end. `g_client_lock`.
-    token_queue_t ack_wait_q;  ///< Server side: headers of returns sent and not yet acknowledged; owned.
     /// Guards `ack_wait_q`. Innermost of the relay.
-    std::mutex ack_wait_q_lock;
+    Mutex<lock_order::ack_wait_q> ack_wait_q_lock;
+    /// Server side: headers of returns sent and not yet acknowledged; owned.
+    token_queue_t ack_wait_q VORN35_GUARDED_BY(ack_wait_q_lock);
 
     struct_epoll_overlapped_tcp(Socket _socket, enum_socket_type _type, Addr _local_addr, Addr _remote_addr)
         : struct_epoll_overlapped_ex(_socket, _type, _local_addr), remote_addr(_remote_addr) {}
@@ -136,32 +138,33 @@ extern bool g_client_nagle_off_use;
 extern std::map<Port, struct_epoll_overlapped*>& g_server_map;
 
 /// Guards the four tables of client records. Outermost lock of the relay.
-extern std::mutex g_client_lock;
-extern connect_map_t& g_connect_map;             ///< Connecting, or in the opening exchange.
-extern establish_map_t& g_establish_client_map;  ///< Established.
-extern connect_map_t& g_connect_fail_map;        ///< Waiting for the next reconnect; socket -1.
+extern Mutex<lock_order::client> g_client_lock;
+extern connect_map_t& g_connect_map VORN35_GUARDED_BY(g_client_lock);  ///< Connecting, or in the opening exchange.
+extern establish_map_t& g_establish_client_map VORN35_GUARDED_BY(g_client_lock);  ///< Established.
+extern connect_map_t& g_connect_fail_map
+    VORN35_GUARDED_BY(g_client_lock);  ///< Waiting for the next reconnect; socket -1.
 /// Removed by `del_client` while their address was taken into use again: they live to their end here, out of
 /// the way of their successor.
-extern std::set<struct_epoll_overlapped_tcp*>& g_closing_clients;
+extern std::set<struct_epoll_overlapped_tcp*>& g_closing_clients VORN35_GUARDED_BY(g_client_lock);
 
 /// Guards `g_establish_server_map`. Outermost lock of the relay; never together with `g_client_lock`.
-extern std::mutex g_establish_server_map_lock;
-extern establish_map_t& g_establish_server_map;
+extern Mutex<lock_order::server> g_establish_server_map_lock;
+extern establish_map_t& g_establish_server_map VORN35_GUARDED_BY(g_establish_server_map_lock);
 
 /// Guards `g_udp_refs` and the making and closing of UDP sockets. Above `g_udp_map_lock`.
-extern std::mutex g_udp_refs_mutex;
-extern udp_refs_t& g_udp_refs;
+extern Mutex<lock_order::udp_refs> g_udp_refs_mutex;
+extern udp_refs_t& g_udp_refs VORN35_GUARDED_BY(g_udp_refs_mutex);
 /// Guards `g_udp_map`: a record found under it is alive while it is held. Above a UDP record's
 /// `send_queue_lock`.
-extern std::mutex g_udp_map_lock;
-extern udp_map_t& g_udp_map;
+extern Mutex<lock_order::udp_map> g_udp_map_lock;
+extern udp_map_t& g_udp_map VORN35_GUARDED_BY(g_udp_map_lock);
 
 /// Guards `ooo_count` and `g_tcp_records`. A leaf.
-extern std::mutex ooo;
+extern Mutex<lock_order::ooo> ooo;
 /// Number of live TCP records, and the records: also those that are in no table, in their opening exchange or
 /// on their way out.
-extern int ooo_count;
-extern std::set<struct_epoll_overlapped_tcp*>& g_tcp_records;
+extern int ooo_count VORN35_GUARDED_BY(ooo);
+extern std::set<struct_epoll_overlapped_tcp*>& g_tcp_records VORN35_GUARDED_BY(ooo);
 
 // The epoll instances; -1 when closed.
 extern int epoll_tcp_init;
@@ -193,7 +196,7 @@ void print_ooo();
 
 /// Destroys every TCP record and clears all tables, without a word to the processor. Only when no worker
 /// runs.
-void clear_tcp_records();
+void clear_tcp_records() VORN35_NO_THREAD_SAFETY_ANALYSIS;
 
 /// A message that could not be delivered: tells the local sender by the error form of the message, if it has one, and
 /// gives the token back.

@@ -25,7 +25,7 @@ void bound_payload(Token _token, Packet* _pkt_) {
 }
 
 /// The front of the queue becomes the current piece; lock held, queue not empty.
-void start_front(struct_epoll_overlapped_tcp* _record) {
+void start_front(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(_record->send_queue_lock) {
     const Token front = _record->send_queue.front();
     if (!front.has_header()) {
         _record->send_buf = nullptr;
@@ -40,7 +40,7 @@ void start_front(struct_epoll_overlapped_tcp* _record) {
 }
 
 /// Accounts for bytes that went out of the current message; lock held. True: the message is complete.
-bool advance(struct_epoll_overlapped_tcp* _record, std::size_t _moved) {
+bool advance(struct_epoll_overlapped_tcp* _record, std::size_t _moved) VORN35_REQUIRES(_record->send_queue_lock) {
     const Token front = _record->send_queue.front();
     if (_moved >= _record->send_len && _record->header_send && front.has_data()) {
         _moved -= _record->send_len;
@@ -54,7 +54,8 @@ bool advance(struct_epoll_overlapped_tcp* _record, std::size_t _moved) {
 }
 
 /// Header and payload, or what is left of them, in one system call; lock held.
-Transfer send_piece(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_) {
+Transfer send_piece(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_)
+    VORN35_REQUIRES(_record->send_queue_lock) {
     const Token front = _record->send_queue.front();
     iovec pieces[2] = {{_record->send_buf, _record->send_len}, {}};
     std::size_t count = 1;
@@ -154,7 +155,7 @@ int recv_connection(struct_epoll_overlapped_tcp* _record) {
 }
 
 int send_connection(struct_epoll_overlapped_tcp* _record) {
-    std::unique_lock lock(_record->send_queue_lock);
+    Unique_lock lock(_record->send_queue_lock);
     if (_record->ended) return 0;
     std::size_t total = 0;
     for (int step = 0; step < c_steps_per_wake_up && total < c_bytes_per_wake_up; ++step) {

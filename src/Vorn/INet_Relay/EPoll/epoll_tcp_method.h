@@ -16,10 +16,11 @@ int recv_connection(struct_epoll_overlapped_tcp* _record);
 /// Writes what is queued as far as the socket takes it. Send worker.
 int send_connection(struct_epoll_overlapped_tcp* _record);
 /// Puts a message behind what is queued, and arms the send worker when the queue was empty. The token becomes
-/// the connection's. The caller holds `send_queue_lock`.
-void queue_message(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _pkt_);
+/// the connection's.
+void queue_message(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _pkt_)
+    VORN35_REQUIRES(_record->send_queue_lock);
 /// The same for the closing marker.
-void queue_closing_marker(struct_epoll_overlapped_tcp* _record);
+void queue_closing_marker(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(_record->send_queue_lock);
 /// Tells the processor that the connection came up or went down.
 /// @param _made when that was, read under the lock of the record's table: by it a `Proxy` tells the events of a
 ///         connection from those of its predecessor.
@@ -36,7 +37,7 @@ void set_option(struct_epoll_overlapped_tcp* _record, bool _nagle_off);
 
 // Client side.
 
-int request_connect(struct_epoll_overlapped_tcp* _record);
+int request_connect(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(g_client_lock);
 int completed_connect(struct_epoll_overlapped_tcp* _record);
 int failed_connect(struct_epoll_overlapped_tcp* _record);
 int failed_connect_init(struct_epoll_overlapped_tcp* _record);
@@ -73,7 +74,8 @@ int send_udp(struct_epoll_overlapped_ex* _record);
 int recv_udp(struct_epoll_overlapped_ex* _record);
 int udp_initialize(Port _port);
 void udp_finalize(Port _port);
-void udp_finalize();
+/// All of them, and the use counts. Only when no worker runs, so without the locks.
+void udp_finalize() VORN35_NO_THREAD_SAFETY_ANALYSIS;
 void set_multicast_if(IP _multicast_if, Port _port);
 
 }  // namespace Vorn35

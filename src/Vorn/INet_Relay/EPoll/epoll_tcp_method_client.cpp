@@ -17,7 +17,7 @@
 
 namespace Vorn35 {
 
-std::mutex g_client_lock;
+Mutex<lock_order::client> g_client_lock;
 connect_map_t& g_connect_map = *new connect_map_t;
 establish_map_t& g_establish_client_map = *new establish_map_t;
 connect_map_t& g_connect_fail_map = *new connect_map_t;
@@ -30,15 +30,15 @@ bool holds(const establish_map_t& _map, Addr _addr, const struct_epoll_overlappe
     return found != _map.end() && found->second != _other_than;
 }
 
-/// A later `add_client` took the record's address into use again; `g_client_lock` held.
-bool has_successor(const struct_epoll_overlapped_tcp* _record) {
+/// A later `add_client` took the record's address into use again.
+bool has_successor(const struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(g_client_lock) {
     const Addr addr = _record->remote_addr;
     return holds(g_connect_map, addr, _record) || holds(g_establish_client_map, addr, _record) ||
            holds(g_connect_fail_map, addr, _record);
 }
 
-/// Takes the record out of whatever table it is in; `g_client_lock` held.
-void untable(struct_epoll_overlapped_tcp* _record) {
+/// Takes the record out of whatever table it is in.
+void untable(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(g_client_lock) {
     for (establish_map_t* map : {&g_connect_map, &g_establish_client_map}) {
         const auto found = map->find(_record->remote_addr);
         if (found != map->end() && found->second == _record) map->erase(found);
@@ -46,17 +46,16 @@ void untable(struct_epoll_overlapped_tcp* _record) {
     g_closing_clients.erase(_record);
 }
 
-/// Takes the record out of its table and, unless its `Proxy` is gone, plans the next attempt; `g_client_lock`
-/// held.
-void untable_and_plan_reconnect(struct_epoll_overlapped_tcp* _record) {
+/// Takes the record out of its table and, unless its `Proxy` is gone, plans the next attempt.
+void untable_and_plan_reconnect(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(g_client_lock) {
     untable(_record);
     const Addr addr = _record->remote_addr;
     if (_record->b_remove_client || g_connect_fail_map.contains(addr)) return;
     g_connect_fail_map.emplace(addr, new_overlapped_tcp(-1, c_socket_init_client, Addr(), addr));
 }
 
-/// Moves a removed record out of the way of its successor; `g_client_lock` held.
-void set_aside(establish_map_t* _map, Addr _addr) {
+/// Moves a removed record out of the way of its successor.
+void set_aside(establish_map_t* _map, Addr _addr) VORN35_REQUIRES(g_client_lock) {
     const auto found = _map->find(_addr);
     if (found == _map->end() || !found->second->b_remove_client) return;
     g_closing_clients.insert(found->second);
@@ -81,7 +80,7 @@ int request_recv_client_init(struct_epoll_overlapped_tcp* _record) {
 
 int add_client(Addr _stub_addr) {
     if (const int failure = add_udp(_stub_addr.port); failure != 0) return failure;
-    const std::lock_guard lock(g_client_lock);
+    const Lock_guard lock(g_client_lock);
     set_aside(&g_connect_map, _stub_addr);
     set_aside(&g_establish_client_map, _stub_addr);
     auto* const record = new_overlapped_tcp(-1, c_socket_init_client, Addr(), _stub_addr);
@@ -126,7 +125,7 @@ int failed_connect(struct_epoll_overlapped_tcp* _record) {
 
 int failed_connect_init(struct_epoll_overlapped_tcp* _record) {
     {
-        const std::lock_guard lock(g_client_lock);
+        const Lock_guard lock(g_client_lock);
         untable_and_plan_reconnect(_record);
     }
     return delete_overlapped(_record);
@@ -165,7 +164,7 @@ int establish_connect(struct_epoll_overlapped_tcp* _record) {
     bool wanted = false;
     ks_clock_t made;
     {
-        const std::lock_guard lock(g_client_lock);
+        const Lock_guard lock(g_client_lock);
         made = relay_clock();
         wanted = !_record->b_remove_client;
         const auto found = g_connect_map.find(_record->remote_addr);
@@ -185,7 +184,7 @@ int unestablish_connect(struct_epoll_overlapped_tcp* _record) {
     bool heard = true;
     ks_clock_t made;
     {
-        const std::lock_guard lock(g_client_lock);
+        const Lock_guard lock(g_client_lock);
         made = relay_clock();
         heard = !(_record->b_remove_client && has_successor(_record));
         untable_and_plan_reconnect(_record);
@@ -201,7 +200,7 @@ int close_client(struct_epoll_overlapped_tcp* _record) {
 }
 
 int failed_send_client(struct_epoll_overlapped_tcp* _record) {
-    const std::lock_guard lock(_record->send_queue_lock);
+    const Lock_guard lock(_record->send_queue_lock);
     _record->send_state = false;
     return 0;
 }
@@ -216,19 +215,19 @@ int completed_recv_client_header(struct_epoll_overlapped_tcp* _record) {
     ack_pkt->set_swap_address(pkt);
     ack_pkt->set_swap_acktype();
     ack_pkt->set_data_size(0);
-    const std::lock_guard lock(_record->send_queue_lock);
+    const Lock_guard lock(_record->send_queue_lock);
     queue_message(_record, ack, ack_pkt);
     return 0;
 }
 
 int send_tcp_client(Addr _node_addr, Token _token, Packet* _pkt_) {
-    const std::lock_guard lock(g_client_lock);
+    const Lock_guard lock(g_client_lock);
     const auto found = g_establish_client_map.find(_node_addr);
     if (found == g_establish_client_map.end() || found->second->b_cut) return -1;
     struct_epoll_overlapped_tcp* const record = found->second;
     record->send_clk = relay_clock();
     _pkt_->set_client_gate_port(record->gate_port_of_local);
-    const std::lock_guard queue_lock(record->send_queue_lock);
+    const Lock_guard queue_lock(record->send_queue_lock);
     // A connection that is closing takes nothing more: the message is lost, and its blocks with it.
     if (record->b_remove_client) return 0;
     if (!record->send_queue.empty() && _pkt_->is_command_udp()) {
@@ -241,11 +240,11 @@ int send_tcp_client(Addr _node_addr, Token _token, Packet* _pkt_) {
 
 void del_client(Addr _stub_addr) {
     del_udp(_stub_addr.port);
-    const std::lock_guard lock(g_client_lock);
+    const Lock_guard lock(g_client_lock);
     if (const auto found = g_establish_client_map.find(_stub_addr); found != g_establish_client_map.end()) {
         struct_epoll_overlapped_tcp* const record = found->second;
         record->send_clk = relay_clock();
-        const std::lock_guard queue_lock(record->send_queue_lock);
+        const Lock_guard queue_lock(record->send_queue_lock);
         if (!record->b_remove_client) {
             record->b_remove_client = true;
             queue_closing_marker(record);
@@ -254,7 +253,7 @@ void del_client(Addr _stub_addr) {
     if (const auto found = g_connect_map.find(_stub_addr); found != g_connect_map.end()) {
         struct_epoll_overlapped_tcp* const record = found->second;
         record->send_clk = relay_clock();
-        const std::lock_guard queue_lock(record->send_queue_lock);
+        const Lock_guard queue_lock(record->send_queue_lock);
         if (!record->b_remove_client) {
             record->b_remove_client = true;
             // Nothing is armed: the opening exchange goes on, and the connection is left to its peer.
@@ -270,13 +269,13 @@ void del_client(Addr _stub_addr) {
 }
 
 Port get_gate_port_of_local(Addr node_addr) {
-    const std::lock_guard lock(g_client_lock);
+    const Lock_guard lock(g_client_lock);
     const auto found = g_establish_client_map.find(node_addr);
     return found == g_establish_client_map.end() ? Port{0} : found->second->gate_port_of_local;
 }
 
 void print_client() {
-    const std::lock_guard lock(g_client_lock);
+    const Lock_guard lock(g_client_lock);
     for (const auto& [addr, record] : g_establish_client_map) static_cast<void>(record);
 }
 

@@ -14,7 +14,7 @@
 namespace Vorn35 {
 
 std::map<Port, struct_epoll_overlapped*>& g_server_map = *new std::map<Port, struct_epoll_overlapped*>;
-std::mutex g_establish_server_map_lock;
+Mutex<lock_order::server> g_establish_server_map_lock;
 establish_map_t& g_establish_server_map = *new establish_map_t;
 
 namespace {
@@ -151,7 +151,7 @@ int send_server_init(struct_epoll_overlapped_tcp* _record) {
 
 int establish_accept(struct_epoll_overlapped_tcp* _record) {
     {
-        const std::lock_guard lock(g_establish_server_map_lock);
+        const Lock_guard lock(g_establish_server_map_lock);
         g_establish_server_map.emplace(_record->remote_addr, _record);
     }
     post_connection_event(_record, &Packet::set_tcp_connected_from_client, VORN_ERR_NONE_, relay_clock());
@@ -159,7 +159,7 @@ int establish_accept(struct_epoll_overlapped_tcp* _record) {
 }
 
 int unestablish_accept(struct_epoll_overlapped_tcp* _record) {
-    const std::lock_guard lock(g_establish_server_map_lock);
+    const Lock_guard lock(g_establish_server_map_lock);
     const auto found = g_establish_server_map.find(_record->remote_addr);
     if (found == g_establish_server_map.end() || found->second != _record) return 0;
     g_establish_server_map.erase(found);
@@ -171,7 +171,7 @@ int unestablish_accept(struct_epoll_overlapped_tcp* _record) {
 int shutdown_server(struct_epoll_overlapped_tcp* _record) {
     _record->recv_token.free();
     unestablish_accept(_record);
-    const std::lock_guard lock(_record->send_queue_lock);
+    const Lock_guard lock(_record->send_queue_lock);
     if (!_record->ended) queue_closing_marker(_record);
     return 0;
 }
@@ -189,25 +189,25 @@ void wait_ack(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _pkt_)
     if (!_pkt_->is_signal_return() && !_pkt_->is_call_return()) return;
     Token waiting;
     waiting.set_header(_token);
-    const std::lock_guard lock(_record->ack_wait_q_lock);
+    const Lock_guard lock(_record->ack_wait_q_lock);
     _record->ack_wait_q.push(waiting);
 }
 
 void take_ack(struct_epoll_overlapped_tcp* _record) {
-    const std::lock_guard lock(_record->ack_wait_q_lock);
+    const Lock_guard lock(_record->ack_wait_q_lock);
     if (_record->ack_wait_q.empty()) return;
     _record->ack_wait_q.front().free();
     _record->ack_wait_q.pop();
 }
 
 int send_tcp_server(Addr _proxy_addr, Token _token, Packet* _pkt_) {
-    const std::lock_guard lock(g_establish_server_map_lock);
+    const Lock_guard lock(g_establish_server_map_lock);
     const auto found = g_establish_server_map.find(_proxy_addr);
     if (found == g_establish_server_map.end()) return -1;
     struct_epoll_overlapped_tcp* const record = found->second;
     record->send_clk = relay_clock();
     _pkt_->set_client_gate_port(0);
-    const std::lock_guard queue_lock(record->send_queue_lock);
+    const Lock_guard queue_lock(record->send_queue_lock);
     if (!record->send_queue.empty() && _pkt_->is_information_udp()) {
         _token.free();
         return 0;
@@ -217,7 +217,7 @@ int send_tcp_server(Addr _proxy_addr, Token _token, Packet* _pkt_) {
 }
 
 void print_server() {
-    const std::lock_guard lock(g_establish_server_map_lock);
+    const Lock_guard lock(g_establish_server_map_lock);
     for (const auto& [addr, record] : g_establish_server_map) static_cast<void>(record);
 }
 

@@ -12,9 +12,9 @@
 
 namespace Vorn35 {
 
-std::mutex g_udp_refs_mutex;
+Mutex<lock_order::udp_refs> g_udp_refs_mutex;
 udp_refs_t& g_udp_refs = *new udp_refs_t;
-std::mutex g_udp_map_lock;
+Mutex<lock_order::udp_map> g_udp_map_lock;
 udp_map_t& g_udp_map = *new udp_map_t;
 
 namespace {
@@ -25,7 +25,7 @@ constexpr int c_datagrams_per_wake_up = 64;
 /// Sets an option of the port's socket, if there is one, while it cannot go away.
 template <class Value>
 void set_option(Port _port, int _option, const Value& _value) {
-    const std::lock_guard lock(g_udp_map_lock);
+    const Lock_guard lock(g_udp_map_lock);
     const auto found = g_udp_map.find(_port);
     if (found == g_udp_map.end()) return;
     ::setsockopt(found->second->socket, IPPROTO_IP, _option, &_value, sizeof _value);
@@ -95,7 +95,7 @@ Datagram recv_datagram(struct_epoll_overlapped_ex* _record) {
 }  // namespace
 
 int add_udp(Port _port) {
-    const std::lock_guard lock(g_udp_refs_mutex);
+    const Lock_guard lock(g_udp_refs_mutex);
     std::size_t& users = g_udp_refs[_port];
     if (users == 0) {
         if (const int failure = udp_initialize(_port); failure != 0) return failure;
@@ -105,7 +105,7 @@ int add_udp(Port _port) {
 }
 
 void del_udp(Port _port) {
-    const std::lock_guard lock(g_udp_refs_mutex);
+    const Lock_guard lock(g_udp_refs_mutex);
     // Taken below 0, the count wraps: the port then counts as held.
     if (--g_udp_refs[_port] == 0) udp_finalize(_port);
 }
@@ -132,7 +132,7 @@ int udp_initialize(Port _port) {
     watch(epoll_udp_recv, record, c_watch_input);
     watch(epoll_udp_send, record, c_parked);
     // Last: whoever finds it here may arm it.
-    const std::lock_guard lock(g_udp_map_lock);
+    const Lock_guard lock(g_udp_map_lock);
     g_udp_map[_port] = record;
     return 0;
 }
@@ -140,7 +140,7 @@ int udp_initialize(Port _port) {
 void udp_finalize(Port _port) {
     std::unique_ptr<struct_epoll_overlapped_ex> record;
     {
-        const std::lock_guard lock(g_udp_map_lock);
+        const Lock_guard lock(g_udp_map_lock);
         const auto found = g_udp_map.find(_port);
         if (found == g_udp_map.end()) return;
         record.reset(found->second);
@@ -152,15 +152,16 @@ void udp_finalize(Port _port) {
 
 void udp_finalize() {
     while (!g_udp_map.empty()) udp_finalize(g_udp_map.begin()->first);
+    g_udp_refs.clear();
 }
 
 int send_udp(Token _token, Packet* _pkt_) {
     _pkt_->update_packet_time_and_return_timeout();
-    const std::lock_guard lock(g_udp_map_lock);
+    const Lock_guard lock(g_udp_map_lock);
     const auto found = g_udp_map.find(_pkt_->get_dst_port());
     if (found == g_udp_map.end()) return -1;
     struct_epoll_overlapped_ex* const record = found->second;
-    const std::lock_guard queue_lock(record->send_queue_lock);
+    const Lock_guard queue_lock(record->send_queue_lock);
     record->send_queue.push(_token);
     if (record->send_queue.size() == 1) arm(epoll_udp_send, record, c_arm_send);
     return 0;
@@ -170,7 +171,7 @@ int send_udp(struct_epoll_overlapped_ex* _record) {
     for (int step = 0; step < c_datagrams_per_wake_up; ++step) {
         Token token;
         {
-            const std::lock_guard lock(_record->send_queue_lock);
+            const Lock_guard lock(_record->send_queue_lock);
             if (_record->send_queue.empty()) return 0;
             // Stays at the front until it has gone, so that nobody else arms the socket meanwhile.
             token = _record->send_queue.front();
@@ -196,11 +197,11 @@ int send_udp(struct_epoll_overlapped_ex* _record) {
             uninterrupted([&] { return ::sendmsg(_record->socket, &message, MSG_DONTWAIT | MSG_NOSIGNAL); });
         if (sent == -1 && is_would_block(errno)) break;
         // Any other failure is silent: nobody waits for a datagram.
-        const std::lock_guard lock(_record->send_queue_lock);
+        const Lock_guard lock(_record->send_queue_lock);
         _record->send_queue.pop();
         token.free();
     }
-    const std::lock_guard lock(_record->send_queue_lock);
+    const Lock_guard lock(_record->send_queue_lock);
     if (!_record->send_queue.empty()) arm(epoll_udp_send, _record, c_arm_send);
     return 0;
 }

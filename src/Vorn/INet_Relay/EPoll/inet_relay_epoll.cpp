@@ -137,7 +137,6 @@ void finalize_inet() {
     close_epoll(&epoll_udp_send);
     close_epoll(&epoll_udp_recv);
     udp_finalize();
-    g_udp_refs.clear();
     while (!g_server_map.empty()) close_listener(g_server_map.begin()->first);
     clear_tcp_records();
     reap_close();

@@ -21,10 +21,11 @@ struct Retired {
 using retired_t = std::vector<Retired>;
 
 /// Guards everything below. A leaf: records are destroyed after it is released.
-std::mutex g_reap_lock;
-retired_t& g_waiting = *new retired_t;  ///< For the next round. Never destroyed, as the workers may outlive it.
-retired_t& g_passing = *new retired_t;  ///< Of the round under way.
-unsigned g_live_workers = 0;            ///< One bit per worker.
+Mutex<lock_order::reap> g_reap_lock;
+retired_t& g_waiting VORN35_GUARDED_BY(g_reap_lock) =
+    *new retired_t;  ///< For the next round. Never destroyed, as the workers may outlive it.
+retired_t& g_passing VORN35_GUARDED_BY(g_reap_lock) = *new retired_t;  ///< Of the round under way.
+unsigned g_live_workers VORN35_GUARDED_BY(g_reap_lock) = 0;            ///< One bit per worker.
 /// Workers that the round under way still waits for. Read without the lock at the head of each loop.
 std::atomic<unsigned> g_awaited{0};
 
@@ -40,9 +41,9 @@ constexpr unsigned bit_of(Worker _worker) {
     return 1U << static_cast<unsigned>(_worker);
 }
 
-/// Starts a round with what waits, for all workers but those that are known to hold nothing; lock held, no
-/// round under way.
-void begin_round(unsigned _idle) {
+/// Starts a round with what waits, for all workers but those that are known to hold nothing; no round
+/// under way.
+void begin_round(unsigned _idle) VORN35_REQUIRES(g_reap_lock) {
     g_passing.swap(g_waiting);
     const unsigned awaited = g_live_workers & ~_idle;
     g_awaited.store(awaited, std::memory_order_release);
@@ -56,9 +57,9 @@ void begin_round(unsigned _idle) {
     }
 }
 
-/// The worker has nothing in hand; lock held.
+/// The worker has nothing in hand.
 /// @return the records of the rounds that end here; to be destroyed after the lock is released.
-retired_t pass(unsigned _bit) {
+retired_t pass(unsigned _bit) VORN35_REQUIRES(g_reap_lock) {
     retired_t done;
     const unsigned awaited = g_awaited.load(std::memory_order_relaxed);
     if ((awaited & _bit) == 0) return done;
@@ -100,7 +101,7 @@ void reap_open() {
 void reap_close() {
     retired_t left;
     {
-        const std::lock_guard lock(g_reap_lock);
+        const Lock_guard lock(g_reap_lock);
         left.swap(g_passing);
         for (Retired& one : g_waiting) left.push_back(std::move(one));
         g_waiting.clear();
@@ -117,14 +118,14 @@ void reap_close() {
 
 void worker_begin(Worker _worker) {
     t_worker = static_cast<int>(_worker);
-    const std::lock_guard lock(g_reap_lock);
+    const Lock_guard lock(g_reap_lock);
     g_live_workers |= bit_of(_worker);
 }
 
 void worker_end(Worker _worker) {
     retired_t done;
     {
-        const std::lock_guard lock(g_reap_lock);
+        const Lock_guard lock(g_reap_lock);
         g_live_workers &= ~bit_of(_worker);
         done = pass(bit_of(_worker));
     }
@@ -135,7 +136,7 @@ void worker_pass(Worker _worker) {
     if ((g_awaited.load(std::memory_order_acquire) & bit_of(_worker)) == 0) return;
     retired_t done;
     {
-        const std::lock_guard lock(g_reap_lock);
+        const Lock_guard lock(g_reap_lock);
         done = pass(bit_of(_worker));
     }
     destroy(std::move(done));
@@ -161,7 +162,7 @@ Socket end_socket(struct_epoll_overlapped* _record) {
 }
 
 void retire(std::unique_ptr<struct_epoll_overlapped> _record, Socket _ended_socket) {
-    const std::lock_guard lock(g_reap_lock);
+    const Lock_guard lock(g_reap_lock);
     g_waiting.push_back({std::move(_record), _ended_socket});
     if (g_awaited.load(std::memory_order_relaxed) == 0 && g_live_workers != 0) begin_round(0);
 }

@@ -31,9 +31,9 @@ void return_unacknowledged(struct_epoll_overlapped_tcp* _record) {
     token_queue_t unacknowledged;
     mm_t being_sent = 0;
     {
-        const std::lock_guard queue_lock(_record->send_queue_lock);
+        const Lock_guard queue_lock(_record->send_queue_lock);
         if (!_record->send_queue.empty()) being_sent = _record->send_queue.front().header_mm;
-        const std::lock_guard lock(_record->ack_wait_q_lock);
+        const Lock_guard lock(_record->ack_wait_q_lock);
         unacknowledged.swap(_record->ack_wait_q);
     }
     for (; !unacknowledged.empty(); unacknowledged.pop()) {
@@ -63,13 +63,13 @@ void inet_interval_event() {
 }
 
 void timer_cancel_connect(ks_clock_t _clk) {
-    const std::lock_guard lock(g_client_lock);
+    const Lock_guard lock(g_client_lock);
     for (const auto& [addr, record] : g_connect_map) cancel_hanging(record, _clk);
     for (auto* const record : g_closing_clients) cancel_hanging(record, _clk);
 }
 
 void timer_shutdown_server(ks_clock_t _clk) {
-    const std::lock_guard lock(g_establish_server_map_lock);
+    const Lock_guard lock(g_establish_server_map_lock);
     std::vector<struct_epoll_overlapped_tcp*> silent;
     for (const auto& [addr, record] : g_establish_server_map) keep_or_note(record, _clk, &silent);
     for (auto* const record : silent) {
@@ -81,7 +81,7 @@ void timer_shutdown_server(ks_clock_t _clk) {
 }
 
 void timer_shutdown_client(ks_clock_t _clk) {
-    const std::lock_guard lock(g_client_lock);
+    const Lock_guard lock(g_client_lock);
     std::vector<struct_epoll_overlapped_tcp*> silent;
     for (const auto& [addr, record] : g_establish_client_map) keep_or_note(record, _clk, &silent);
     for (auto* const record : g_closing_clients) {
@@ -95,7 +95,7 @@ void timer_shutdown_client(ks_clock_t _clk) {
 }
 
 void timer_reconnect_client() {
-    const std::lock_guard lock(g_client_lock);
+    const Lock_guard lock(g_client_lock);
     connect_map_t still_failing;
     for (const auto& [addr, record] : g_connect_fail_map) {
         if (request_connect(record) != 0) still_failing.emplace(addr, record);
@@ -104,7 +104,7 @@ void timer_reconnect_client() {
 }
 
 int request_send_hearbeat(struct_epoll_overlapped_tcp* _record) {
-    const std::lock_guard lock(_record->send_queue_lock);
+    const Lock_guard lock(_record->send_queue_lock);
     if (_record->b_remove_client) return 0;
     heartbeat_token.ref_header();
     queue_message(_record, heartbeat_token, heartbeat_pkt);

@@ -46,10 +46,10 @@ Error stamp_and_send(_Proxy* _pp, const Request& _request, Token _token, Msg_num
 
 /// Whether the wait was ended by a notification; a limit whose end no clock can name ends it at once.
 bool wait_once(return_record_t* _record, double _seconds) {
-    std::unique_lock lock(_record->event_mutex);
+    Unique_lock lock(_record->event_mutex);
     if (!Kestrane::deadline_fits(_seconds)) return false;
     const auto deadline = std::chrono::system_clock::now() + Kestrane::to_duration(_seconds);
-    return _record->event.wait_until(lock, deadline) == std::cv_status::no_timeout;
+    return _record->event.wait_until(lock.native(), deadline) == std::cv_status::no_timeout;
 }
 
 void leave_returns(const return_key_t& _key) {

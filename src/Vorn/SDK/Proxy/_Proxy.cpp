@@ -25,7 +25,7 @@ Error _Proxy::create(Addr _stub_addr) {
     if (is_created()) return VORN_ERR_ALREADY_CREATED_;
     stub_addr = _stub_addr;
     {
-        const std::lock_guard lock(connection_mutex);
+        const Lock_guard lock(connection_mutex);
         connected_clk = std::chrono::steady_clock::now();
         lost_clk = ks_clock_t{};
         next_connection = Connection{};
@@ -43,7 +43,7 @@ Error _Proxy::destroy() {
         destroy_force();
     } else {
         destroy_thread_id = std::this_thread::get_id();
-        const std::lock_guard lock(gp_processor->destroy_vect_mutex);
+        const Lock_guard lock(gp_processor->destroy_vect_mutex);
         gp_processor->destroy_proxy_vect.push_back(pp);
     }
     live_state = false;
@@ -66,7 +66,7 @@ void _Proxy::drop_state() {
 }
 
 Msg_num _Proxy::get_msg_num() {
-    const std::lock_guard lock(seq_num_mutex);
+    const Lock_guard lock(seq_num_mutex);
     return ++seq_num;
 }
 
@@ -168,7 +168,7 @@ void _Proxy::adapter_object_create(Token _token) {
 void _Proxy::came_up(Connection _connection) {
     ks_clock_t lost{};
     {
-        const std::lock_guard lock(connection_mutex);
+        const Lock_guard lock(connection_mutex);
         // A connection of before the last start, or one that is known.
         if (_connection.clk <= connected_clk) return;
         if (live_state) {
@@ -201,7 +201,7 @@ void _Proxy::adapter_object_destroy(Token _token) {
     const bool told_by_relay = pkt->get_msg_type() == EMsg::ctrl && pkt->header.code == c_tcp_disconnected_from_server;
     Connection next;
     {
-        const std::lock_guard lock(connection_mutex);
+        const Lock_guard lock(connection_mutex);
         if (told_by_relay && made_at(pkt) < connected_clk) return;
         if (!live_state) {
             if (told_by_relay) lost_clk = made_at(pkt);

@@ -4,11 +4,11 @@
 
 #include <atomic>
 #include <map>
-#include <mutex>
 #include <thread>
 
 #include "Vorn/Memory/vorn_memory.h"
 #include "Vorn/atomic_addr.h"
+#include "Vorn/mutex.h"
 #include "Vorn35/Proxy.h"
 
 namespace Vorn35 {
@@ -104,8 +104,8 @@ public:
 
 private:
     /// Guards `seq_num`. A leaf.
-    std::mutex seq_num_mutex;
-    Msg_num seq_num = 0;
+    Mutex<lock_order::numbers> seq_num_mutex;
+    Msg_num seq_num VORN35_GUARDED_BY(seq_num_mutex) = 0;
 
     /// The connection stands, as far as the relay has told.
     std::atomic<bool> live_state{false};
@@ -130,13 +130,13 @@ private:
 
     /// Guards the clocks below and the change of `live_state` that goes with them: connection events are told by
     /// listeners that may overtake each other, and take effect in the order of their making. A leaf.
-    std::mutex connection_mutex;
+    Mutex<lock_order::connection> connection_mutex;
     /// When the connection that stands came up; or when this object was started.
-    ks_clock_t connected_clk{};
+    ks_clock_t connected_clk VORN35_GUARDED_BY(connection_mutex){};
     /// Loss of a connection that was not yet known.
-    ks_clock_t lost_clk{};
+    ks_clock_t lost_clk VORN35_GUARDED_BY(connection_mutex){};
     /// Came up before the loss of the one that stands was known.
-    Connection next_connection;
+    Connection next_connection VORN35_GUARDED_BY(connection_mutex);
 
     void came_up(Connection _connection);
     template <class Group, class Alone>

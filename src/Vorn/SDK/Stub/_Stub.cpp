@@ -25,7 +25,7 @@ Error _Stub::destroy() {
     if (!is_created()) return VORN_ERR_IS_NOT_CREATED_;
     if (gp_processor->is_listen_thread()) {
         destroy_thread_id = std::this_thread::get_id();
-        const std::lock_guard lock(gp_processor->destroy_vect_mutex);
+        const Lock_guard lock(gp_processor->destroy_vect_mutex);
         gp_processor->destroy_vect.push_back(op);
     } else {
         destroy_force();
@@ -69,7 +69,7 @@ void _Stub::unregist() {
 }
 
 Msg_num _Stub::get_msg_num() {
-    const std::lock_guard lock(seq_num_mutex);
+    const Lock_guard lock(seq_num_mutex);
     return ++seq_num;
 }
 
@@ -120,10 +120,10 @@ void _Stub::del_datagram(Msg_code _code) {
 bool _Stub::is_repeat(const Packet* _pkt) {
     const Last now{_pkt->src_ip, _pkt->header.num, _pkt->header.type, _pkt->header.code};
     {
-        const std::lock_guard lock(last_seq_num_mutex);
+        const Lock_guard lock(last_seq_num_mutex);
         if (now.num != 0 && now == last) return true;
     }
-    const std::lock_guard lock(last_seq_num_mutex);
+    const Lock_guard lock(last_seq_num_mutex);
     last = now;
     return false;
 }

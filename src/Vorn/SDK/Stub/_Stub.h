@@ -3,10 +3,10 @@
 #pragma once
 
 #include <map>
-#include <mutex>
 #include <thread>
 
 #include "Vorn/Memory/vorn_memory.h"
+#include "Vorn/mutex.h"
 #include "Vorn35/Stub.h"
 
 namespace Vorn35 {
@@ -102,8 +102,8 @@ public:
 
 private:
     /// Guards `seq_num`. A leaf.
-    std::mutex seq_num_mutex;
-    Msg_num seq_num = 0;
+    Mutex<lock_order::numbers> seq_num_mutex;
+    Msg_num seq_num VORN35_GUARDED_BY(seq_num_mutex) = 0;
 
     /// What the repeat check knows of a message.
     struct Last {
@@ -116,8 +116,8 @@ private:
     };
 
     /// Guards `last`. A leaf.
-    std::mutex last_seq_num_mutex;
-    Last last;  ///< The message that was dispatched last.
+    Mutex<lock_order::repeats> last_seq_num_mutex;
+    Last last VORN35_GUARDED_BY(last_seq_num_mutex);  ///< The message that was dispatched last.
 
     // Guarded by the processor's `mutex_01`.
     object_calls_t calls;

@@ -27,7 +27,7 @@ void _Linked_method::adapter_connect(Token _token) {
         answer_pkt_->backward_return_switch();
         answer_pkt_->set_data_size(0);
         // Ahead of the answer: a message may follow it directly.
-        const std::lock_guard lock(connections_mutex);
+        const Lock_guard lock(connections_mutex);
         enter(pkt_);
     }
     const Error sent = _op->send(answer);
@@ -42,7 +42,7 @@ void _Linked_method::adapter_connect(Token _token) {
 void _Linked_method::adapter_shutdown(Token _token) {
     const Packet* const pkt_ = _token.get_header_packet();
     {
-        const std::lock_guard lock(connections_mutex);
+        const Lock_guard lock(connections_mutex);
         leave(pkt_);
     }
     report_unlink(pkt_->get_src(), pkt_->header.error);
@@ -50,7 +50,7 @@ void _Linked_method::adapter_shutdown(Token _token) {
 
 void _Linked_method::adapter_shutdown(Addr _client, Token _token) {
     {
-        const std::lock_guard lock(connections_mutex);
+        const Lock_guard lock(connections_mutex);
         if (disconnect_type(_client) == EMsg::null) return;
         lose(_client);
     }
@@ -65,7 +65,7 @@ void _Linked_method::report_unlink(Addr _client, Error _error) {
 
 void _Linked_method::disconnect_one_client_object(Addr _client) {
     if (!_op->is_created()) return;
-    const std::lock_guard lock(connections_mutex);
+    const Lock_guard lock(connections_mutex);
     if (disconnect_type(_client) == EMsg::null) return;
     send_disconnect(_client);
     erase(_client);
@@ -73,7 +73,7 @@ void _Linked_method::disconnect_one_client_object(Addr _client) {
 
 void _Linked_method::disconnect_all_client_object(bool _send) {
     if (_send && !_op->is_created()) return;
-    const std::lock_guard lock(connections_mutex);
+    const Lock_guard lock(connections_mutex);
     if (_send) {
         for (const Addr client : linked()) send_disconnect(client);
     }

@@ -2,10 +2,10 @@
 /// What event, command and information share on the service side: the links of clients.
 #pragma once
 
-#include <mutex>
 #include <vector>
 
 #include "Vorn/SDK/Stub/_vorn_method.h"
+#include "Vorn/mutex.h"
 
 namespace Vorn35 {
 
@@ -38,7 +38,7 @@ protected:
     void send_to(Addr _client, EMsg _type, ks_clock_t _clock, Pksize _size, mm_t _data_mm);
 
     /// Guards the kind's record of its clients. Taken after `mutex_01` and after the mutexes of a value.
-    std::mutex connections_mutex;
+    Mutex<lock_order::links> connections_mutex;
 
 private:
     // The application's part; no lock held.
@@ -46,18 +46,18 @@ private:
     virtual Error ask_application(const Packet* _request) = 0;
     virtual void tell_application(Addr _client, Error _error) = 0;
 
-    // The kind's record; `connections_mutex` held.
+    // The kind's record.
 
-    virtual std::vector<Addr> linked() const = 0;
+    virtual std::vector<Addr> linked() const VORN35_REQUIRES(connections_mutex) = 0;
     /// Type of the message that tells a client of the end of its link; `EMsg::null` when it has none.
-    virtual EMsg disconnect_type(Addr _client) const = 0;
-    virtual void enter(const Packet* _request) = 0;
-    virtual void erase(Addr _client) = 0;
-    virtual void leave(const Packet* _shutdown) { erase(_shutdown->get_src()); }
-    virtual void lose(Addr _client) { erase(_client); }
-    virtual void erase_all() = 0;
+    virtual EMsg disconnect_type(Addr _client) const VORN35_REQUIRES(connections_mutex) = 0;
+    virtual void enter(const Packet* _request) VORN35_REQUIRES(connections_mutex) = 0;
+    virtual void erase(Addr _client) VORN35_REQUIRES(connections_mutex) = 0;
+    virtual void leave(const Packet* _shutdown) VORN35_REQUIRES(connections_mutex) { erase(_shutdown->get_src()); }
+    virtual void lose(Addr _client) VORN35_REQUIRES(connections_mutex) { erase(_client); }
+    virtual void erase_all() VORN35_REQUIRES(connections_mutex) = 0;
 
-    void send_disconnect(Addr _client);
+    void send_disconnect(Addr _client) VORN35_REQUIRES(connections_mutex);
     void report_unlink(Addr _client, Error _error);
 };
 

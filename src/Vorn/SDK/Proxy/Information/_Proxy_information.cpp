@@ -54,7 +54,7 @@ EMsg _Proxy_information::shutdown_type() const {
 }
 
 bool _Proxy_information::end_link() {
-    const std::lock_guard lock(information_mutex);
+    const Lock_guard lock(information_mutex);
     history.clear();
     return connect_state.exchange(false);
 }
@@ -69,7 +69,7 @@ void _Proxy_information::adapter_sync(Token _token) {
     // Late values of a link of the other form stay out.
     if (by_tcp != tcp_confirm) return;
     {
-        const std::lock_guard lock(information_mutex);
+        const Lock_guard lock(information_mutex);
         if (!connect_state) return;
         history.push(_token, history_size);
     }
@@ -86,7 +86,7 @@ void _Proxy_information::sync(Token _token) {
 
 Letter_case_ _Proxy_information::see_history(std::size_t _size) {
     if (!_pp->is_created() || !connect_state) return nullptr;
-    const std::lock_guard lock(information_mutex);
+    const Lock_guard lock(information_mutex);
     return history.snapshot(_size);
 }
 

@@ -1,10 +1,9 @@
 /// @file
 #pragma once
 
-#include <mutex>
-
 #include "Vorn/SDK/History/value_queue.h"
 #include "Vorn/SDK/Proxy/link.h"
+#include "Vorn/mutex.h"
 #include "Vorn35/Proxy_information.h"
 
 namespace Vorn35 {
@@ -44,8 +43,8 @@ private:
     /// Local interface of the membership. Known from an answer that was waited for, and from no other.
     std::atomic<IP> mct_if{0};
     /// Guards `history`, and the end of a link together with it. Taken after `mutex_01`.
-    std::mutex information_mutex;
-    Value_queue history;
+    Mutex<lock_order::information> information_mutex;
+    Value_queue history VORN35_GUARDED_BY(information_mutex);
     Proxy_information* const mp;
 };
 

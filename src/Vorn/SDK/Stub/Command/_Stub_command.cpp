@@ -17,7 +17,7 @@ _Stub_command::~_Stub_command() {
 
 void _Stub_command::adapter_sync(Token _token) {
     {
-        const std::lock_guard lock(connections_mutex);
+        const Lock_guard lock(connections_mutex);
         const auto found = connections.find(_token.get_header_packet()->get_src());
         if (found == connections.end()) return;
         found->second->history.push(_token, history_size);
@@ -30,14 +30,14 @@ void _Stub_command::sync(Token _token) {
     const Packet_time limit = pkt_->header.limit;
     const Sync_model sync_model = limit.is_infinite() ? on_post : on_timer;
     const Released released;
-    const std::lock_guard lock(on_sync_mutex);
+    const Lock_guard lock(on_sync_mutex);
     mp->on_sync(pkt_->get_src(), sync_model, pkt_->packet_live_time, limit.get_time(), _token.get_data(),
                 pkt_->get_data_size());
 }
 
 Letter_case_ _Stub_command::see_history(Addr _client, std::size_t _size) {
     if (!_op->is_created()) return nullptr;
-    const std::lock_guard lock(connections_mutex);
+    const Lock_guard lock(connections_mutex);
     const auto found = connections.find(_client);
     return found == connections.end() ? new Letter_case : found->second->history.snapshot(_size);
 }

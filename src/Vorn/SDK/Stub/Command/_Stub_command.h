@@ -48,7 +48,7 @@ private:
     cmd_connections_t connections;  ///< Guarded by `connections_mutex`, with all the histories.
     /// Lets one `on_sync` at a time run. Taken with no lock held, and only by dispatch: whoever has it may
     /// take `mutex_01` in any way, and a stop does not wait for it.
-    std::mutex on_sync_mutex;
+    Mutex<lock_order::on_sync> on_sync_mutex;
     Stub_command* const mp;
 };
 

@@ -1,0 +1,136 @@
+/// @file
+/// Mutexes that know their place in the lock order, and the guards that hold them.
+///
+/// A `Mutex` is a `std::mutex` and nothing more, and so are its guards, unless the build checks locks. The
+/// annotations are for clang's -Wthread-safety, which sees what is touched without the lock that guards it; the order
+/// itself is checked at run time.
+#pragma once
+
+#include <mutex>
+#include <shared_mutex>
+
+#include "Vorn/lock_order.h"
+
+#if defined(__clang__)
+#define VORN35_LOCKS(annotation) __attribute__((annotation))
+#else
+#define VORN35_LOCKS(annotation)
+#endif
+#define VORN35_CAPABILITY(kind) VORN35_LOCKS(capability(kind))
+#define VORN35_SCOPED_CAPABILITY VORN35_LOCKS(scoped_lockable)
+/// The variable is touched with the lock held only.
+#define VORN35_GUARDED_BY(mutex) VORN35_LOCKS(guarded_by(mutex))
+/// The caller holds the lock.
+#define VORN35_REQUIRES(...) VORN35_LOCKS(requires_capability(__VA_ARGS__))
+#define VORN35_ACQUIRE(...) VORN35_LOCKS(acquire_capability(__VA_ARGS__))
+#define VORN35_ACQUIRE_SHARED(...) VORN35_LOCKS(acquire_shared_capability(__VA_ARGS__))
+#define VORN35_RELEASE(...) VORN35_LOCKS(release_capability(__VA_ARGS__))
+#define VORN35_RELEASE_SHARED(...) VORN35_LOCKS(release_shared_capability(__VA_ARGS__))
+/// Beside each use stands why.
+#define VORN35_NO_THREAD_SAFETY_ANALYSIS VORN35_LOCKS(no_thread_safety_analysis)
+
+namespace Vorn35 {
+
+/// The checks at run time. They keep a list of the calling thread's locks, and end the process with a message and the
+/// stacks on standard error.
+namespace lock_check {
+#ifdef VORN35_CHECK_LOCKS
+/// Ahead of taking a lock, in whatever way.
+void taking(const void* _mutex, const Lock_place& _place);
+void released(const void* _mutex);
+/// Application code is about to run, or the thread waits for somebody else: it holds nothing but what it may then.
+void leaving();
+#else
+inline void taking(const void* /*_mutex*/, const Lock_place& /*_place*/) {}
+inline void released(const void* /*_mutex*/) {}
+inline void leaving() {}
+#endif
+}  // namespace lock_check
+
+template <const Lock_place& place>
+class Unique_lock;
+
+template <const Lock_place& place>
+class VORN35_CAPABILITY("mutex") Mutex {
+public:
+    void lock() VORN35_ACQUIRE() {
+        lock_check::taking(&native, place);
+        native.lock();
+    }
+    void unlock() VORN35_RELEASE() {
+        lock_check::released(&native);
+        native.unlock();
+    }
+
+private:
+    friend class Unique_lock<place>;
+    std::mutex native;
+};
+
+template <const Lock_place& place>
+class VORN35_CAPABILITY("mutex") Shared_mutex {
+public:
+    void lock() VORN35_ACQUIRE() {
+        lock_check::taking(&native, place);
+        native.lock();
+    }
+    void unlock() VORN35_RELEASE() {
+        lock_check::released(&native);
+        native.unlock();
+    }
+    void lock_shared() VORN35_ACQUIRE_SHARED() {
+        lock_check::taking(&native, place);
+        native.lock_shared();
+    }
+    void unlock_shared() VORN35_RELEASE_SHARED() {
+        lock_check::released(&native);
+        native.unlock_shared();
+    }
+
+private:
+    std::shared_mutex native;
+};
+
+/// `std::lock_guard`, which clang knows nothing of.
+template <const Lock_place& place>
+class VORN35_SCOPED_CAPABILITY Lock_guard {
+public:
+    explicit Lock_guard(Mutex<place>& _mutex) VORN35_ACQUIRE(_mutex) : mutex(_mutex) { mutex.lock(); }
+    ~Lock_guard() VORN35_RELEASE() { mutex.unlock(); }
+    Lock_guard(const Lock_guard&) = delete;
+    Lock_guard& operator=(const Lock_guard&) = delete;
+
+private:
+    Mutex<place>& mutex;
+};
+
+/// `std::unique_lock`.
+template <const Lock_place& place>
+class VORN35_SCOPED_CAPABILITY Unique_lock {
+public:
+    explicit Unique_lock(Mutex<place>& _mutex) VORN35_ACQUIRE(_mutex) : held(_mutex.native, std::defer_lock) { lock(); }
+    Unique_lock(Mutex<place>& _mutex, std::adopt_lock_t _adopt) VORN35_REQUIRES(_mutex) : held(_mutex.native, _adopt) {}
+    ~Unique_lock() VORN35_RELEASE() {
+        if (held.owns_lock()) lock_check::released(held.mutex());
+    }
+    Unique_lock(const Unique_lock&) = delete;
+    Unique_lock& operator=(const Unique_lock&) = delete;
+
+    void lock() VORN35_ACQUIRE() {
+        lock_check::taking(held.mutex(), place);
+        held.lock();
+    }
+    void unlock() VORN35_RELEASE() {
+        lock_check::released(held.mutex());
+        held.unlock();
+    }
+    /// The thread keeps the mutex, and this lets go of it.
+    void release() { held.release(); }
+    /// For a wait on a condition variable. The thread counts as holder all through the wait.
+    std::unique_lock<std::mutex>& native() { return held; }
+
+private:
+    std::unique_lock<std::mutex> held;
+};
+
+}  // namespace Vorn35
