@@ -165,6 +165,26 @@ TEST_F(Call, NoCapacityMeansNoPayload) {
     EXPECT_TRUE(other_client.delegate_and_take(text("x")).data.empty());
 }
 
+TEST_F(Call, SizesThatLie) {
+    struct Liar : Stub_call {
+        explicit Liar(Pksize _capacity) : Stub_call(c_code, _capacity) {}
+        Error on_call(Addr, const void*, Pksize, void*, Pksize* _size_, double, double) override {
+            *_size_ += 1000;
+            return 0;
+        }
+    };
+    for (const Pksize capacity : {0U, 10U}) {
+        auto& liar = make<Liar>(capacity);
+        Port port = 0;
+        ASSERT_EQ(liar.start(nullptr, &port), 0);
+        auto& client = make<Client>();
+        client.connect({c_here, port});
+        // No header goes out whose size is not followed by that many bytes.
+        EXPECT_EQ(client.delegate_and_take({}).data.size(), capacity);
+        EXPECT_EQ(client.delegate_and_take(text("x")).data.size(), capacity);
+    }
+}
+
 TEST_F(Call, NobodyThere) {
     const auto [service, client, address] = pair();
     auto& stranger = make<Client>(client, Msg_code{8});

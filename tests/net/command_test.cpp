@@ -165,8 +165,8 @@ TEST_F(Command, HandlerMayCallEverythingWhileTheServiceIsStopped) {
     EXPECT_TRUE(stopped);
 }
 
-TEST_F(Command, LargeValuesAndTheWriteBuffer) {
-    auto& acceptor = make<Acceptor>();
+TEST_F(Command, LargeValuesAndTheWriteBufferOfAttachedMembers) {
+    auto& acceptor = make<Acceptor>(make<Stub>(), c_code);
     auto& proxy = make<Proxy>();
     auto& writer = make<Writer>(proxy, c_code);
     writer.connect(acceptor.open());

@@ -122,10 +122,10 @@ TEST_F(Information, LossAndTheLinkAfterwards) {
     }
 }
 
-TEST_F(Information, LargeValues) {
-    auto& publisher = make<Publisher>();
+TEST_F(Information, LargeValuesOfAttachedMembers) {
+    auto& publisher = make<Publisher>(make<Stub>(), c_code);
     const Addr service = publisher.open();
-    auto& follower = make<Follower>();
+    auto& follower = make<Follower>(make<Proxy>(), c_code);
     follower.connect(service);
     const Other_client other(service);
     EXPECT_EQ(follower.link(false), "link 0");
@@ -199,8 +199,10 @@ TEST_F(Information, ReliableClientThatLeavesByTheOtherForm) {
 }
 
 TEST_F(Information, Histories) {
-    auto& publisher = make<Publisher>();
-    auto& follower = make<Follower>();
+    auto owned_publisher = std::make_unique<Publisher>();
+    auto owned_follower = std::make_unique<Follower>();
+    Publisher& publisher = *owned_publisher;
+    Follower& follower = *owned_follower;
     follower.connect(publisher.open());
     EXPECT_EQ(follower.link(true), "link 0");
     publisher.set_history_size(3);
@@ -233,9 +235,11 @@ TEST_F(Information, Histories) {
     EXPECT_EQ(follower.values.take().data, "told");
     EXPECT_EQ(follower.newest(), "VORN_ERR_EMPTY_HISTORY_");
 
-    EXPECT_EQ(follower.stop(), 0);
     EXPECT_EQ(publisher.stop(), 0);
     EXPECT_EQ(publisher.see_history(1), nullptr);
+    EXPECT_EQ(follower.stop(), 0);
+    owned_publisher.reset();
+    owned_follower.reset();
     const History copy = at_publisher;
     at_publisher.clear();
     EXPECT_EQ(joined(copy), "c,b,a,");

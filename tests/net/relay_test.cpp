@@ -176,6 +176,7 @@ TEST_F(Relay, OneThatDoesNotReadHoldsUpNobody) {
         for (const auto& one : others) EXPECT_EQ(one->next().payload, text("little"));
     }
     for (const auto& one : others) EXPECT_TRUE(one->any().is_heartbeat());
+    EXPECT_GT(queued_for(stuck.port()), 1U) << "so it was stuck";
     // It gets everything whole in the end, and what had been queued meanwhile.
     std::vector<bool> seen(9);
     for (int i = 0; i < 8; ++i) {
@@ -184,6 +185,40 @@ TEST_F(Relay, OneThatDoesNotReadHoldsUpNobody) {
         seen[answer.num] = true;
     }
     EXPECT_EQ(std::count(seen.begin(), seen.end(), true), 8);
+}
+
+/// The receiving side finds the end of a connection while a message is stuck half-way, and then the send fails.
+TEST_F(Relay, BrokenAfterItsEndWasSeen) {
+    auto& service = make<Service>(
+        [](const Bytes&, Bytes* _out_) {
+            _out_->assign(8 << 20, 1);
+            return 0;
+        },
+        8U << 20);
+    const Addr address = service.open();
+    for (int i = 0; i < 5; ++i) {
+        Raw_client raw(address.port, 4096);
+        raw.open();
+        raw.send(raw.call(1, {}));
+        ASSERT_TRUE(eventually([&] { return queued_for(raw.port()) != 0; }));
+        auto* const record = with_server_record(raw.port(), [](auto* _record) { return _record; });
+        ::shutdown(raw.fd, SHUT_WR);
+        service.disconnected.take();
+        ASSERT_TRUE(eventually([&] {
+            const std::lock_guard lock(record->send_queue_lock);
+            return !record->send_queue.back().has_header();  // the mark that it is to be closed
+        }));
+        {
+            // The send worker is called by the room that this makes, and gets no further than to the lock.
+            const std::lock_guard hold(record->send_queue_lock);
+            pollfd room{record->socket, POLLOUT, 0};
+            while (::poll(&room, 1, 0) == 0) raw.read(50000);
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));  // nothing tells that it stands there
+            raw.reset();
+        }
+        EXPECT_EQ(service.cancelled.take(), VORN_ERR_NOT_CONNECTED_TCP_);
+        all_gone();
+    }
 }
 
 /// Everything at once for a while: services and clients come and go under traffic, and raw peers break off.
