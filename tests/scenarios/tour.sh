@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The tour shows all six kinds between two hosts, the unreliable ways included, and a receiver that is too slow and loses
-# nothing but what may be lost; and all is as it should be.
+# The tour shows all six kinds between two hosts, the unreliable ways included, and a receiver that is too slow and
+# loses nothing but what may be lost; and all is as it should be.
 set -euo pipefail
 
 code=0
