@@ -2,6 +2,7 @@
 /// when it finds the end of the stream, puts the closing marker behind what is still to go out.
 
 #include <netinet/in.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -49,6 +50,13 @@ bool is_passing_failure(int _errno) {
         default:
             return false;
     }
+}
+
+/// Whether the kernel refused a descriptor although no connection waits: it takes the descriptor before it looks.
+bool is_refused_in_vain(int _errno, Socket _listener) {
+    if (_errno != EMFILE && _errno != ENFILE) return false;
+    pollfd waiting{_listener, POLLIN, 0};
+    return uninterrupted([&] { return ::poll(&waiting, 1, 0); }) == 0;
 }
 
 }  // namespace
@@ -111,6 +119,7 @@ int accept(struct_epoll_overlapped* _listener) {
         if (fd == -1) {
             if (is_would_block(errno) || _listener->socket == -1) return 0;
             if (is_passing_failure(errno)) continue;
+            if (is_refused_in_vain(errno, _listener->socket)) return 0;
             return -1;
         }
         const Addr remote(peer.sin_addr.s_addr, ntohs(peer.sin_port));

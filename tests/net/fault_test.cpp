@@ -1,0 +1,201 @@
+// The process itself in trouble: no descriptors, and a system clock that jumps.
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+
+#include <atomic>
+#include <chrono>
+
+#include "net/support/objects.h"
+
+using namespace net;
+
+namespace {
+
+/// What the system clock of this program is ahead of the machine's. Only ever moved by a test.
+std::atomic<std::int64_t> g_ahead{0};
+constexpr std::int64_t c_second = 1000000000;
+
+std::int64_t nanoseconds(const timespec& _time) {
+    return _time.tv_sec * c_second + _time.tv_nsec;
+}
+timespec time_of(std::int64_t _nanoseconds) {
+    return {_nanoseconds / c_second, _nanoseconds % c_second};
+}
+
+}  // namespace
+
+/// In front of the library's: the system clock, as all of this program reads it.
+extern "C" int clock_gettime(clockid_t _clock, timespec* _time_) {
+    const int result = static_cast<int>(::syscall(SYS_clock_gettime, _clock, _time_));
+    if (result == 0 && _clock == CLOCK_REALTIME) *_time_ = time_of(nanoseconds(*_time_) + g_ahead);
+    return result;
+}
+
+/// The wait against the system clock: the kernel's wait, in pieces so short that a jump is seen.
+extern "C" int pthread_cond_timedwait(pthread_cond_t* _condition, pthread_mutex_t* _mutex, const timespec* _end) {
+    using wait_t = int(pthread_cond_t*, pthread_mutex_t*, const timespec*);
+    static wait_t* const wait = reinterpret_cast<wait_t*>(::dlsym(RTLD_NEXT, "pthread_cond_timedwait"));
+    for (;;) {
+        timespec now{};
+        ::clock_gettime(CLOCK_REALTIME, &now);
+        const std::int64_t left = nanoseconds(*_end) - nanoseconds(now);
+        if (left <= 0) return ETIMEDOUT;
+        const timespec piece = time_of(nanoseconds(now) - g_ahead + std::min<std::int64_t>(left, c_second / 50));
+        if (const int result = wait(_condition, _mutex, &piece); result != ETIMEDOUT) return result;
+    }
+}
+
+namespace {
+
+class Clock_jump : public Runtime {
+protected:
+    void TearDown() override {
+        g_ahead = 0;
+        Runtime::TearDown();
+    }
+};
+
+/// The wait for an answer alone goes by the system clock.
+TEST_F(Clock_jump, MovesTheEndOfAWaitAndNothingElse) {
+    auto& service = make<Service>();
+    const Addr address = service.open("clock");
+    auto& client = make<Client>();
+    client.connect(address);
+    const Raw_client raw(address.port);
+    raw.open();
+    Addr found;
+    ASSERT_TRUE(eventually([&found] { return get_address("clock", &found) == 1; }));
+    service.gate.close();
+
+    // Forward: the end of the wait is here.
+    Waiter early(client, client.ask(text("early"), 3600));
+    g_ahead += 7200 * c_second;
+    EXPECT_EQ(early.answer().err, VORN_ERR_LOCAL_TIMEOUT_);
+    service.gate.open();
+    EXPECT_EQ(client.delegate_and_take(text("behind it")).data, text("behind it"));
+    service.called.take(2);
+
+    // Back: it is far away, and an answer still ends the wait.
+    const auto begin = std::chrono::steady_clock::now();
+    service.gate.close();
+    Waiter late(client, client.ask(text("late"), 0.3));
+    g_ahead -= 36000 * c_second;
+    service.called.take();
+    while (std::chrono::steady_clock::now() < begin + std::chrono::milliseconds(500)) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    service.gate.open();
+    EXPECT_EQ(late.answer().data, text("late"));
+
+    for (const std::int64_t hours : {-10, 20}) {
+        // A message that waits for its handler is not older for it; silence is not longer, the beat goes on as before, and
+        // names live as many beats as ever.
+        service.gate.close();
+        client.delegate(text("first"), 20);
+        service.called.take();
+        client.delegate(text("second"), 20);
+        g_ahead += hours * 3600 * c_second;
+        service.gate.open();
+        EXPECT_EQ(client.returned.take().data, text("first"));
+        EXPECT_EQ(client.returned.take().data, text("second"));
+        raw.send(raw.call(static_cast<std::uint16_t>(100 + hours), text("x")));
+        EXPECT_EQ(raw.next().payload, text("x"));
+        EXPECT_TRUE(raw.any().is_heartbeat());
+        EXPECT_EQ(get_address("clock", &found), 1U);
+    }
+    EXPECT_TRUE(client.disconnected.empty() && service.disconnected.empty());
+}
+
+/// Takes all descriptors but some.
+class Descriptors : public Runtime {
+protected:
+    void take_all_but(std::size_t _left) {
+        if (taken.empty()) ::getrlimit(RLIMIT_NOFILE, &limit);
+        const rlimit low{256, limit.rlim_max};
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+        for (int fd = 0; (fd = ::fcntl(0, F_DUPFD_CLOEXEC, 0)) != -1;) taken.push_back(fd);
+        for (; _left != 0; --_left) {
+            ::close(taken.back());
+            taken.pop_back();
+        }
+    }
+    void give_back() {
+        for (const int fd : taken) ::close(fd);
+        taken.clear();
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    }
+    static bool is_served_anew(Addr _service) { return Raw_client(_service.port).open().size() == 1024; }
+
+private:
+    rlimit limit{};
+    std::vector<int> taken;
+};
+
+TEST_F(Descriptors, TheLastOneIsAsGoodAsAny) {
+    const Addr address = make<Service>().open();
+    const int fd = stream();
+    take_all_but(1);
+    const Raw_client last(address.port, 0, fd);
+    EXPECT_EQ(last.open().size(), 1024U);
+    give_back();
+    EXPECT_TRUE(is_served_anew(address)) << "the worker took the end of the queue for a failure";
+}
+
+TEST_F(Descriptors, NoneForAConnectionThatArrives) {
+    auto& service = make<Service>();
+    const Addr address = service.open();
+    auto& client = make<Client>();
+    client.connect(address);
+    const std::size_t before = threads();
+    const int fd = stream();
+    take_all_but(0);
+    Raw_client refused(address.port, 0, fd);
+    refused.send(opening(refused.port(), address.port));
+    // Who is connected goes on.
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(client.delegate_and_take(text("x")).data, text("x"));
+    EXPECT_FALSE(refused.readable(50));
+    give_back();
+    EXPECT_TRUE(eventually([before] { return threads() == before - 1; })) << "nobody accepts from here on";
+    const Raw_client ignored(address.port);
+    ignored.send(opening(ignored.port(), address.port));
+    EXPECT_FALSE(ignored.readable(50));
+    EXPECT_EQ(client.call(text("y")).data, text("y"));
+    // The next life of the runtime begins anew.
+    ASSERT_EQ(finalize(), 0);
+    ASSERT_EQ(initialize(), 0);
+    EXPECT_TRUE(is_served_anew(service.open()));
+}
+
+TEST_F(Descriptors, NoneForAReconnect) {
+    const Raw_server server;
+    auto& client = make<Client>();
+    ASSERT_EQ(client.start({c_here, server.port()}), 0);
+    Raw_connection connection = server.accept_open();
+    client.connected.take();
+    auto& second = make<Client>();
+    auto& service = make<Service>();
+    Port port = 0;
+    take_all_but(0);
+    connection.reset();
+    client.disconnected.take();
+    EXPECT_TRUE(eventually([] { return records() == 1; }));
+    take_all_but(0);  // what the connection had
+    timer_reconnect_client();
+    {
+        const std::lock_guard lock(g_client_lock);
+        EXPECT_EQ(g_connect_fail_map.size(), 1U);
+    }
+    EXPECT_EQ(second.start({c_here, 1}), EMFILE);
+    EXPECT_EQ(service.start(nullptr, &port), EMFILE);
+    give_back();
+    connection = server.accept_open();
+    client.connected.take();
+    EXPECT_EQ(second.start({c_here, 1}), 0);
+    EXPECT_TRUE(is_served_anew(service.open()));
+}
+
+}  // namespace
