@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# A service that is killed and started again: its clients are back within two seconds, told in order, and linked again.
+set -euo pipefail
+
+if [[ ${1:-} != inside ]]; then
+    # A host for each: a service takes requests of one number from one host, one after the other, for a repeat.
+    exec "$LAB" run --hosts $((${CLIENTS:-2} + 1)) -- bash "$0" inside
+fi
+source "$(dirname "$LAB")/peers.bash"
+
+kills=${KILLS:-2} clients=${CLIENTS:-2}
+serve() { peer service 1 serve 4000 1 100 64; }
+
+serve
+for ((i = 1; i <= clients; ++i)); do
+    peer "client$i" $((i + 1)) use 198.51.100.1 4000 1 50
+done
+for ((i = 1; i <= clients; ++i)); do
+    await "client$i" '0 link 0'
+done
+worst=0
+for ((round = 1; round <= kills; ++round)); do
+    kill_peer service
+    for ((i = 1; i <= clients; ++i)); do
+        await "client$i" '0 down' "$round"
+    done
+    sleep "0.$((round * 37 % 10))"  # at another place of the clients' beat each time
+    serve
+    await service ready $((round + 1))
+    listening=$when
+    for ((i = 1; i <= clients; ++i)); do
+        await "client$i" '0 up' $((round + 1))
+        took=$((when - listening))
+        ((took <= worst)) || worst=$took
+        await "client$i" '0 link 0' $((round + 1))
+    done
+done
+figure "connected again after the port listens, worst of $kills kills and $clients clients" "$worst" ms
+((worst <= 2000)) || fail "$worst ms"
+
+figure "links asked for once more, since a full pipe refused the request" \
+    "$(cat /run/client? /run/client?? 2>/dev/null | grep -c again || true)" "of $((clients * (kills + 1)))"
+for ((i = 1; i <= clients; ++i)); do
+    diff <(grep -Ev 'counts|again' "/run/client$i" | cut -d' ' -f3-) <(
+        printf '%s\n' up 'link 0'
+        for ((round = 1; round <= kills; ++round)); do
+            printf '%s\n' 'unlink VORN_ERR_DISCONNECTED_TCP_' down up 'link 0'
+        done
+    ) || fail "what client$i said"
+    ask "client$i"
+    answered=$(count "client$i" answered) events=$(count "client$i" events)
+    goes_on() { (($(count "client$i" answered) > answered && $(count "client$i" events) > events)); }
+    until_counts "client$i" 10 goes_on
+done

@@ -1,0 +1,114 @@
+# A client that speaks the wire by itself, badly: plain sockets and literal bytes.
+#
+#   vanish HOST PORT COUNT   connections that end at every stage of the opening exchange and of a message, half of them by
+#                            reset, ten at a time
+#   hold HOST PORT COUNT SECONDS   connections that stop at every stage of the opening exchange, and stay; says "held" and
+#                            how many came about, each within so many seconds; ends with its input
+#   drip HOST PORT SECONDS   one that sends the end of its opening record and a call byte by byte, so many seconds between
+#                            them; says "answered" when the answer has come
+#   take PORT                takes a UDP port for itself, says "taken", ends with its input
+use strict;
+use warnings;
+use IO::Socket::INET;
+use Socket qw(SOL_SOCKET SO_LINGER IPPROTO_TCP TCP_NODELAY);
+
+$| = 1;
+alarm 300;
+$SIG{PIPE} = 'IGNORE';
+
+my ($what, @arguments) = @ARGV;
+
+sub connected {
+    my ($host, $port) = @_;
+    my $socket = IO::Socket::INET->new(PeerAddr => $host, PeerPort => $port, Timeout => 10) or return;
+    $socket->setsockopt(IPPROTO_TCP, TCP_NODELAY, 1);
+    return $socket;
+}
+
+sub opening {
+    my ($socket) = @_;
+    return pack('a1020vv', 'Handshake@ 2020 Kestrane Corperation!!!!', $socket->sockport, $socket->peerport);
+}
+
+# Type 48 is a call, 72 asks for a link to an event.
+sub message {
+    my ($socket, $type, $code, $payload) = @_;
+    return pack('CCvvvvvVV', 2, $type, $socket->sockport, 0xFFFF, 0, $code, 1, 0, length $payload) . $payload;
+}
+
+sub get {
+    my ($socket, $size) = @_;
+    my $bytes = '';
+    while (length $bytes < $size) {
+        return '' unless sysread $socket, $bytes, $size - length $bytes, length $bytes;
+    }
+    return $bytes;
+}
+
+# What goes out up to each stage; with a stage above 4 the opening record of the service is read first.
+my $last_stage = 8;
+sub go {
+    my ($socket, $stage) = @_;
+    my $opening = opening($socket);
+    my @sizes = (0, 1, 500, 1023, 1024);
+    syswrite $socket, substr($opening, 0, $sizes[$stage > 4 ? 4 : $stage]);
+    return if $stage < 5;
+    get($socket, 1024);
+    my $call = message($socket, 48, 1, 'x' x 40);
+    syswrite $socket, substr($call, 0, 7) if $stage == 6;
+    syswrite $socket, substr($call, 0, 30) if $stage == 7;
+    syswrite $socket, message($socket, 72, 2, '') . $call if $stage == 8;
+}
+
+if ($what eq 'vanish') {
+    my ($host, $port, $count) = @arguments;
+    for (my $i = 0; $i < $count;) {
+        my @now;
+        for (; @now < 10 && $i < $count; ++$i) {
+            my $socket = connected($host, $port) or die "connect: $!";
+            go($socket, $i % ($last_stage + 1));
+            $socket->setsockopt(SOL_SOCKET, SO_LINGER, pack('ii', 1, 0)) if $i / ($last_stage + 1) % 2;
+            push @now, $socket;
+        }
+        close $_ for @now;
+    }
+} elsif ($what eq 'hold') {
+    my ($host, $port, $count, $seconds) = @arguments;
+    my @held;
+    for (my $i = 0; $i < $count; ++$i) {
+        my $socket = IO::Socket::INET->new(PeerAddr => $host, PeerPort => $port, Timeout => $seconds) or next;
+        go($socket, $i % 5);
+        push @held, $socket;
+    }
+    print "0 held ", scalar @held, "\n";
+    1 while <STDIN>;
+} elsif ($what eq 'drip') {
+    my ($host, $port, $seconds) = @arguments;
+    my $socket = connected($host, $port) or die "connect: $!";
+    my $opening = opening($socket);
+    syswrite $socket, substr $opening, 0, 1000;
+    my $drip = sub {
+        for my $byte (split //, $_[0]) {
+            syswrite $socket, $byte;
+            select undef, undef, undef, $seconds;
+        }
+    };
+    $drip->(substr $opening, 1000);
+    get($socket, 1024) or die 'no opening record';
+    $drip->(message($socket, 48, 1, 'drip'));
+    for (;;) {
+        my $header = get($socket, 20) or die 'no answer';
+        my (undef, $type, undef, undef, undef, undef, undef, $error, $size) = unpack 'CCvvvvvVV', $header;
+        my $payload = $size ? get($socket, $size) : '';
+        next unless $type;  # a heartbeat
+        die "answer $type $error '$payload'" unless $type == 49 && $error == 0 && $payload eq 'drip';
+        print "0 answered\n";
+        exit;
+    }
+} elsif ($what eq 'take') {
+    my $socket = IO::Socket::INET->new(Proto => 'udp', LocalPort => $arguments[0]) or die "bind: $!";
+    print "0 taken\n";
+    1 while <STDIN>;
+} else {
+    die "what is '$what'?";
+}

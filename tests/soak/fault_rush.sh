@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# One process with clients of twenty services that are killed and come back together: how many notices of connection and
+# loss its full pipe refuses. What it refuses is lost by design; so this measures, and asserts only that the process goes
+# on and that clients started anew find everything as it should be.
+set -euo pipefail
+
+if [[ ${1:-} != inside ]]; then
+    exec "$LAB" run --hosts 2 -- bash "$0" inside
+fi
+source "$(dirname "$LAB")/peers.bash"
+
+rounds=20 clients=20
+serve() { peer services 2 serve 4000 "$clients" 20 64; }
+serve
+await services ready
+peer clients 1 use 198.51.100.2 4000 "$clients" 5
+sleep 3
+unconnected=0 dead=0
+for ((round = 1; round <= rounds; ++round)); do
+    kill_peer services
+    sleep 0.5
+    serve
+    await services ready $((round + 1))
+    sleep 3.5  # links that were refused have been asked for once more
+    ask clients
+    sleep 0.5
+    ask clients
+    unconnected=$((unconnected + clients - $(count clients up)))
+    dead=$((dead + $(count clients up) - $(count clients fed)))
+done
+figure "clients of one process that were not told of their connection, of $((rounds * clients))" "$unconnected" clients
+figure "clients that count as connected or linked and are not, of $((rounds * clients))" "$dead" clients
+peer anew 1 use 198.51.100.2 4000 "$clients" 5
+all_fed() { (($(count anew fed) == clients)); }
+until_counts anew 20 all_fed
