@@ -1,7 +1,8 @@
 // peer serve PORT COUNT RATE SIZE        COUNT services at PORT and on: each echoes calls, and publishes RATE events a
 //                                        second of SIZE bytes
-// peer use ADDRESS PORT COUNT RATE       a client of each of so many services: links whenever it is connected, once a
-//                                        second again until the link stands, and calls RATE times a second
+// peer use ADDRESS PORT COUNT RATE [N]   a client of each of so many services: links whenever it is connected, once a
+//                                        second again until the link stands, and calls RATE times a second; stops and
+//                                        starts anew when it hears no event for N seconds
 // peer find NAME                         whom the name stands for, whenever that changes
 //
 // Says what happens in lines that begin with the milliseconds of the monotonic clock, which all processes of a lab share.
@@ -91,6 +92,7 @@ struct User : Proxy_call, Proxy_event {
         std::memcpy(&number, _data, sizeof number);
         g_last = number;
         if (fed_in.exchange(g_round) != g_round) ++g_fed;
+        silent_for = 0;
     }
     void on_return(Msg_num, Error _err, const void*, Pksize, double) override { g_answered += _err == 0 ? 1 : 0; }
     /// Requests and answers may be refused by a pipe that is full, so a link that does not come is asked for again.
@@ -101,10 +103,18 @@ struct User : Proxy_call, Proxy_event {
         if (missing && missed) delegate_link(&num, c_endless);
         missed = missing;
     }
+    void start_again(Addr _service, int _patience) {
+        if (_patience == 0 || ++silent_for < _patience) return;
+        silent_for = 0;
+        say(index + " anew");
+        stop();
+        start(_service);
+    }
     const std::string index;
 
 private:
     bool missed = false;
+    std::atomic<int> silent_for{0};
     std::atomic<unsigned> fed_in{0};
 };
 
@@ -160,13 +170,13 @@ int serve(int _port, int _count, double _rate, std::size_t _size) {
     return 0;
 }
 
-int use(Addr _first, int _count, double _rate) {
+int use(Addr _first, int _count, double _rate, int _patience) {
     std::deque<User> users;
     for (int i = 0; i < _count; ++i) users.emplace_back(i);
-    for (User& one : users) {
-        one.start(_first);
-        ++_first.port;
-    }
+    const auto address_of = [&](const User& _one) {
+        return Addr(_first.ip, static_cast<Port>(_first.port + std::stoi(_one.index)));
+    };
+    for (User& one : users) one.start(address_of(one));
     std::thread calling([&] {
         beat(_rate, [&] {
             Msg_num num = 0;
@@ -175,7 +185,10 @@ int use(Addr _first, int _count, double _rate) {
     });
     std::thread linking([&] {
         beat(1, [&] {
-            for (User& one : users) one.link_again();
+            for (User& one : users) {
+                one.link_again();
+                one.start_again(address_of(one), _patience);
+            }
         });
     });
     until_end_of_input();
@@ -214,8 +227,9 @@ int main(int _count, char** _arguments) {
     if (role == "serve" && _count == 6) {
         return serve(number(2), number(3), number(4), std::max<std::size_t>(4, static_cast<std::size_t>(number(5))));
     }
-    if (role == "use" && _count == 6) {
-        return use({Vorn35::inet_addr(_arguments[2]), static_cast<Port>(number(3))}, number(4), number(5));
+    if (role == "use" && (_count == 6 || _count == 7)) {
+        return use({Vorn35::inet_addr(_arguments[2]), static_cast<Port>(number(3))}, number(4), number(5),
+                   _count == 7 ? number(6) : 0);
     }
     if (role == "find" && _count == 3) return find(_arguments[2]);
     return 2;

@@ -41,7 +41,7 @@ figure "connected again after the port listens, worst of $kills kills and $clien
 figure "links asked for once more, since a full pipe refused the request" \
     "$(cat /run/client? /run/client?? 2>/dev/null | grep -c again || true)" "of $((clients * (kills + 1)))"
 for ((i = 1; i <= clients; ++i)); do
-    diff <(grep -Ev 'counts|again' "/run/client$i" | cut -d' ' -f3-) <(
+    diff <(grep -Ev 'counts|again' "/run/client$i" | cut -d' ' -f3- | uniq) <(
         printf '%s\n' up 'link 0'
         for ((round = 1; round <= kills; ++round)); do
             printf '%s\n' 'unlink VORN_ERR_DISCONNECTED_TCP_' down up 'link 0'
