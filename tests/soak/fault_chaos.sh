@@ -1,0 +1,86 @@
+#!/usr/bin/env bash
+# A minute of whatever can happen, in an order that the seed decides (SEED, default 1): services killed, processes that
+# stand still, cables out, strangers at the ports. Afterwards everything comes right by itself, and nothing is left.
+set -euo pipefail
+
+if [[ ${1:-} != inside ]]; then
+    exec "$LAB" run --hosts 4 -- bash "$0" inside
+fi
+source "$(dirname "$LAB")/peers.bash"
+strangers=$(dirname "$0")/../scenarios/raw_peer.pl
+
+RANDOM=${SEED:-1}
+serve() {  # 1 or 2: the service on that host
+    local starts line=
+    while [[ $line != *ready ]]; do  # connections that are not over yet keep its port
+        starts=$(grep -cE 'ready|failed' "/run/service$1" 2>/dev/null || true)
+        peer "service$1" "$1" serve 4000 3 50 2000
+        await "service$1" 'ready|failed .*' $((starts + 1))
+        line=$(grep -E 'ready|failed' "/run/service$1" | tail -n 1)
+    done
+}
+serve 1
+serve 2
+clients=(client31 client32 client41 client42)
+for name in "${clients[@]}"; do
+    # The first digit is its host, the second that of its services.
+    peer "$name" "${name:6:1}" use "198.51.100.${name:7:1}" 4000 3 50 4
+done
+all_well() {
+    sleep 1
+    ask "${clients[@]}"
+    local name
+    for name in "${clients[@]}"; do (($(count "$name" fed) == 3)) || return 1; done
+}
+
+until_all_well() {
+    for ((try = 0; try < 60; ++try)); do
+        ! all_well || return 0
+    done
+    fail "$(tail -n 1 /run/client??)"
+}
+until_all_well
+declare -A before
+for name in service1 service2 "${clients[@]}"; do before[$name]=$(descriptors "$name"); done
+
+any_of() { one=${*:RANDOM % $# + 1:1}; }  # not in a subshell, which has an order of its own
+moment() { sleep "$((RANDOM % 2)).$((RANDOM % 10))"; }
+what=0 visits=()
+for ((end = SECONDS + 60; SECONDS < end; ++what)); do
+    case $((RANDOM % 5)) in
+        0 | 1)
+            any_of 1 2
+            kill_peer "service$one"
+            moment
+            serve "$one"
+            ;;
+        2)
+            any_of service1 service2 "${clients[@]}"
+            kill -STOP "${pid_of[$one]}"
+            moment
+            kill -CONT "${pid_of[$one]}"
+            ;;
+        3)
+            any_of 1 2 3 4
+            "$LAB" link "$one" down
+            moment
+            "$LAB" link "$one" up
+            ;;
+        4)
+            any_of 1 2
+            timeout 20 "$LAB" on 3 perl "$strangers" vanish "198.51.100.$one" 4000 50 2>/dev/null &
+            visits+=($!)
+            ;;
+    esac
+done
+figure "things that happened" "$what" things
+
+wait "${visits[@]}" || true
+until_all_well
+figure "until all clients were served by all again" "$try" s
+for name in service1 service2 "${clients[@]}"; do
+    as_before() { (($(descriptors "$name") == ${before[$name]} && $(count "$name" blocks) < 100000)); }
+    until_counts "$name" 20 as_before
+done
+figure "losses that the clients were told, and new starts" \
+    "$(cat /run/client?? | grep -c down), $(cat /run/client?? | grep -c anew || true)" ""
