@@ -78,9 +78,26 @@ figure "things that happened" "$what" things
 wait "${visits[@]}" || true
 until_all_well
 figure "until all clients were served by all again" "$try" s
+anew=$(cat /run/client?? | grep -c anew || true)
+figure "losses that the clients were told, and new starts" "$(cat /run/client?? | grep -c down), $anew" ""
+
+# A client that was stopped while it connected leaves its connection to the service, which keeps it; a stranger whose reset
+# was lost with the cable leaves an opening that nobody will end. No descriptor beyond these, and no message.
+more() {  # names...: descriptors more than before go to $sum
+    local name
+    sum=0
+    for name; do sum=$((sum + $(descriptors "$name") - ${before[$name]})); done
+}
+settled() {
+    ask service1 service2
+    more "${clients[@]}"
+    left=$sum
+    more service1 service2
+    ((left <= anew && sum <= left + 20))
+}
+until_counts client31 20 settled
+figure "connections that stopped clients have left, as clients and services count them" "$left, $sum" connections
 for name in service1 service2 "${clients[@]}"; do
-    as_before() { (($(descriptors "$name") == ${before[$name]} && $(count "$name" blocks) < 100000)); }
-    until_counts "$name" 20 as_before
+    little() { (($(count "$name" blocks) < 100000)); }
+    until_counts "$name" 20 little
 done
-figure "losses that the clients were told, and new starts" \
-    "$(cat /run/client?? | grep -c down), $(cat /run/client?? | grep -c anew || true)" ""

@@ -1,3 +1,3 @@
 #!/usr/bin/env bash
 # Strangers at a service's port; the slow one sends a byte a second.
-DRIP=1 exec bash "$(dirname "$0")/../scenarios/fault_openings.sh"
+LEAST=90 DRIP=1 exec bash "$(dirname "$0")/../scenarios/fault_openings.sh"

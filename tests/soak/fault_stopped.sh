@@ -1,3 +1,3 @@
 #!/usr/bin/env bash
 # One peer of twenty-one that stands still for ten seconds.
-STILL=10 OTHERS=20 SIZE=20000 exec bash "$(dirname "$0")/../scenarios/fault_stopped.sh"
+LEAST=90 STILL=10 OTHERS=20 SIZE=20000 exec bash "$(dirname "$0")/../scenarios/fault_stopped.sh"
