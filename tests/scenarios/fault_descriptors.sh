@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# A service out of descriptors: who is connected goes on, nobody else is taken until it is started again, also when there
-# are descriptors again.
+# A service out of descriptors: who is connected goes on, nobody else is taken until it is started again, also when
+# there are descriptors again.
 set -euo pipefail
 
 if [[ ${1:-} != inside ]]; then

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# A cable that is out for a while in the middle of traffic: the connection stands, and everything goes on. A service that
-# is killed meanwhile is missed when the cable is in again.
+# A cable that is out for a while in the middle of traffic: the connection stands, and everything goes on. A service
+# that is killed meanwhile is missed when the cable is in again.
 set -euo pipefail
 
 if [[ ${1:-} != inside ]]; then

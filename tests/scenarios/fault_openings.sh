@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Strangers at a service's port: many that open and vanish at every stage, by close and by reset; some that stop in the
-# middle of the opening exchange and stay; one that sends a byte now and then. A client goes on all the while, and nothing
-# is left of them.
+# middle of the opening exchange and stay; one that sends a byte now and then. A client goes on all the while, and
+# nothing is left of them.
 set -euo pipefail
 
 if [[ ${1:-} != inside ]]; then

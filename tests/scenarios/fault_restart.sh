@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# A service that is killed and started again: its clients are back within two seconds (five where other tests keep the
-# machine busy), told in order, and linked again.
+# A service that is killed and started again: its clients are back by their next beat, told in order, and linked again.
+# Where more arrive in one moment than the queue of the port holds, the kernel puts some off for another second.
 set -euo pipefail
 
 if [[ ${1:-} != inside ]]; then
@@ -19,7 +19,7 @@ done
 for ((i = 1; i <= clients; ++i)); do
     await "client$i" '0 link 0'
 done
-worst=0
+worst=0 late=0
 for ((round = 1; round <= kills; ++round)); do
     kill_peer service
     for ((i = 1; i <= clients; ++i)); do
@@ -33,11 +33,13 @@ for ((round = 1; round <= kills; ++round)); do
         await "client$i" '0 up' $((round + 1))
         took=$((when - listening))
         ((took <= worst)) || worst=$took
+        ((took <= 2000)) || ((++late))
         await "client$i" '0 link 0' $((round + 1))
     done
 done
 figure "connected again after the port listens, worst of $kills kills and $clients clients" "$worst" ms
-((worst <= ${LIMIT:-5000})) || fail "$worst ms"
+figure "of these later than 2 s, of $((kills * clients))" "$late" clients
+((worst <= 5000)) || fail "$worst ms"
 
 figure "links asked for once more, since a full pipe refused the request" \
     "$(cat /run/client? /run/client?? 2>/dev/null | grep -c again || true)" "of $((clients * (kills + 1)))"
