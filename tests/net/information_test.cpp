@@ -282,6 +282,27 @@ TEST_F(Information, OneWriterAtATime) {
     EXPECT_EQ(publisher.publish("anew"), 0);
 }
 
+TEST_F(Information, WrittenWhileStopped) {
+    auto& service = make<Publisher>();
+    const Addr address = service.open();
+    std::atomic<bool> done{false};
+    // A value is written or it is not: a stop takes no block away from under a `write`.
+    std::thread writes([&, value = std::string(2'000'000, 'x')] {
+        while (!done) {
+            const Error err = service.publish(value);
+            EXPECT_TRUE(err == 0 || err == VORN_ERR_IS_NOT_CREATED_) << get_err_str(err);
+        }
+    });
+    for (int i = 0; i < 200; ++i) {
+        EXPECT_EQ(service.stop(), 0);
+        Port port = address.port;
+        EXPECT_EQ(service.start(nullptr, &port), 0);
+        std::this_thread::sleep_for(std::chrono::microseconds(i));  // anywhere in a write
+    }
+    done = true;
+    writes.join();
+}
+
 TEST_F(Information, Timer) {
     auto& publisher = make<Publisher>();
     publisher.set_sync_model(on_timer, 0.01);

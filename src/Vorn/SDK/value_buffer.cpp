@@ -15,6 +15,10 @@ Value_buffer::~Value_buffer() {
 
 void* Value_buffer::get(Pksize _size) {
     const Shared_hold hold;
+    return take(_size, nullptr);
+}
+
+void* Value_buffer::take(Pksize _size, const void* _data_) {
     for (;;) {
         if (!owner_is_created()) return nullptr;
         {
@@ -22,6 +26,8 @@ void* Value_buffer::get(Pksize _size) {
             if (mm == 0) {
                 if (eproc_alloc_data(&mm, _size) != 0) return nullptr;
                 size = _size;
+                // Here, where nobody else can post the block, or free it.
+                if (_data_ != nullptr && _size != 0) std::memcpy(get_data(mm), _data_, _size);
                 return get_data(mm);
             }
         }
@@ -61,13 +67,10 @@ Error Value_buffer::accept(Pksize _size) {
 }
 
 Error Value_buffer::write(const void* _data_, Pksize _size) {
-    {
-        const Shared_hold hold;
-        if (!owner_is_created()) return VORN_ERR_IS_NOT_CREATED_;
-    }
-    void* const block = get(_size);
-    if (block == nullptr) return VORN_ERR_EMPTY_VORN_MEMORY_;
-    if (_size != 0) std::memcpy(block, _data_, _size);
+    // To the end: a stop in between would take the block away.
+    const Shared_hold hold;
+    if (!owner_is_created()) return VORN_ERR_IS_NOT_CREATED_;
+    if (take(_size, _data_) == nullptr) return VORN_ERR_EMPTY_VORN_MEMORY_;
     return post(_size);
 }
 

@@ -79,6 +79,8 @@ private:
     virtual Error send_value(mm_t _value_mm, double _limit) VORN35_REQUIRES(sync_mm_mutex) = 0;
 
     void tick();
+    /// `get`, with the value in it already if there is one. Waits for another writer without the hold.
+    void* take(Pksize _size, const void* _data_);
 
     std::atomic<double> interval{c_no_interval};  ///< Seconds between syncs of the timer.
     std::atomic<Sync_model> sync_model{on_post};
