@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <cstring>
 #include <thread>
+#include <vector>
 
 #include "Vorn/Memory/orphan_memory.h"
 #include "Vorn/Memory/vorn_memory.h"
@@ -122,6 +124,27 @@ TEST_F(Memory, BlocksOutliveTheirAllocator) {
     EXPECT_EQ(orphan_memory().alloc_total, 0U);
     EXPECT_EQ(gp_memory->alloc_total, 64U);
     fresh.free();
+}
+
+TEST_F(Memory, BlocksGivenBackWhileTheAllocatorEnds) {
+    std::vector<Token> kept(50'000);
+    for (Token& token : kept) token.alloc_header_force();
+    std::atomic<bool> done{false};
+    std::thread holder([&] {
+        for (Token& token : kept) {
+            safe_add_ref_token(token);
+            Token(token).free();
+            token.free();
+        }
+        done = true;
+    });
+    while (!done) {
+        finalize_memory();
+        initialize_memory();
+    }
+    holder.join();
+    EXPECT_EQ(gp_memory->allocs.size() + gp_memory->alloc_total, 0U);
+    EXPECT_EQ(orphan_memory().alloc_total, 0U);
 }
 
 TEST_F(Memory, WithoutAnAllocatorNothingIsAllocated) {

@@ -3,6 +3,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <thread>
 #include <utility>
 
 #include "Vorn/Memory/orphan_memory.h"
@@ -78,9 +79,12 @@ void Ref_memory::proc_free(mm_t _mm) {
     }
     // Not of this allocator: it outlived its own. `mtx` is released, so no two of them are ever held.
     Ref_memory& orphans = orphan_memory();
-    const Lock_guard guard(orphans.mtx);
-    orphans.allocs.erase(_mm);
-    orphans.alloc_total -= dead->siz;
+    for (;; std::this_thread::yield()) {
+        const Lock_guard guard(orphans.mtx);
+        if (orphans.allocs.erase(_mm) == 0) continue;  // on its way, by `let_go`
+        orphans.alloc_total -= dead->siz;
+        return;
+    }
 }
 
 ref_count_t Ref_memory::add_ref_get(mm_t _mm) {
@@ -120,11 +124,22 @@ void Ref_memory::printf_alloc_state() {
     }
 }
 
-Ref_memory::~Ref_memory() {
+void Ref_memory::let_go() {
+    allocs_t held;
+    std::size_t total = 0;
+    {
+        const Lock_guard guard(mtx);
+        held.swap(allocs);
+        total = std::exchange(alloc_total, 0);
+    }
     Ref_memory& orphans = orphan_memory();
     const Lock_guard guard(orphans.mtx);
-    orphans.allocs.merge(allocs);  // moves the nodes: no allocation, so it cannot fail
-    orphans.alloc_total += alloc_total;
+    orphans.allocs.merge(held);  // moves the nodes: no allocation, so it cannot fail
+    orphans.alloc_total += total;
+}
+
+Ref_memory::~Ref_memory() {
+    let_go();
 }
 
 }  // namespace Vorn35

@@ -73,6 +73,8 @@ public:
     ref_count_t safe_add_ref(mm_t _mm);
     /// Walks the live blocks and prints nothing.
     void printf_alloc_state();
+    /// Every block that is still held is `orphan_memory`'s from here on, and nothing is left here.
+    void let_go();
 
     virtual ~Ref_memory();
 };

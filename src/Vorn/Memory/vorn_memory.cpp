@@ -1,10 +1,10 @@
 #include "Vorn/Memory/vorn_memory.h"
 
+#include <atomic>
 #include <chrono>
 #include <limits>
 #include <new>
 #include <thread>
-#include <utility>
 
 #include "Vorn/Memory/orphan_memory.h"
 #include "Vorn35/vorn_error.h"
@@ -13,13 +13,27 @@ namespace Vorn35 {
 
 namespace {
 
+/// What `gp_memory` points to, in every life. Never destroyed: a thread that gives a block back, of a `History` or of a
+/// member that dies, holds no lock, and may be in here while the runtime ends.
+Ref_memory& lasting_memory() {
+    static Ref_memory& memory = *new Ref_memory;
+    return memory;
+}
+
+/// `gp_memory` for a thread that holds no lock.
+Ref_memory* memory_now() {
+    return std::atomic_ref(gp_memory).load();
+}
+
 /// Counts and sizes can be had of any block, also when there is no `gp_memory`.
 Ref_memory& any_memory() {
-    return gp_memory != nullptr ? *gp_memory : orphan_memory();
+    Ref_memory* const memory = memory_now();
+    return memory != nullptr ? *memory : orphan_memory();
 }
 
 Error alloc_block(mm_t* _mm_, std::size_t _size) {
-    return gp_memory != nullptr ? gp_memory->eproc_alloc(_mm_, _size) : VORN_ERR_EMPTY_VORN_MEMORY_;
+    Ref_memory* const memory = memory_now();
+    return memory != nullptr ? memory->eproc_alloc(_mm_, _size) : VORN_ERR_EMPTY_VORN_MEMORY_;
 }
 
 /// Retries `_alloc` until it succeeds. Without `gp_memory` none ever would, so that the handle becomes 0 and
@@ -27,7 +41,7 @@ Error alloc_block(mm_t* _mm_, std::size_t _size) {
 template <class Alloc>
 void retry(mm_t* _mm_, Alloc _alloc) {
     while (_alloc() != 0) {
-        if (gp_memory == nullptr) {
+        if (memory_now() == nullptr) {
             *_mm_ = 0;
             return;
         }
@@ -38,11 +52,13 @@ void retry(mm_t* _mm_, Alloc _alloc) {
 }  // namespace
 
 void initialize_memory() {
-    if (gp_memory == nullptr) gp_memory = new Ref_memory;
+    std::atomic_ref(gp_memory).store(&lasting_memory());
 }
 
 void finalize_memory() {
-    delete std::exchange(gp_memory, nullptr);
+    // In this order: until `gp_memory` is null, a block that is freed is looked for in both tables.
+    lasting_memory().let_go();
+    std::atomic_ref(gp_memory).store(nullptr);
 }
 
 void print_memory() {

@@ -54,7 +54,7 @@ struct Token {
 
 /// Makes `gp_memory`. First step of `initialize`.
 void initialize_memory();
-/// Destroys `gp_memory` and clears it. Blocks still held stay valid for their holders.
+/// Clears `gp_memory`. Blocks still held stay valid for their holders, who may give them back meanwhile.
 void finalize_memory();
 void print_memory();
 
