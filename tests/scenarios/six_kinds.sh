@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# All six kinds between two hosts, both ways at once: nothing is missing but what may be. SECONDS_LONG and RATE for more.
+# All six kinds between two hosts, both ways at once: nothing is missing but what may be. SECONDS_LONG and RATE make it
+# more of it.
 set -euo pipefail
 
 if [[ ${1:-} != inside ]]; then
