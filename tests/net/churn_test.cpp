@@ -323,7 +323,7 @@ private:
 /// One life of the runtime.
 class Round {
 public:
-    Round(unsigned _seed, unsigned _number) : seed(_seed), number(_number), random(_seed + _number) {}
+    explicit Round(unsigned _seed) : random(_seed) {}
 
     void run() {
         ASSERT_EQ(initialize(c_listeners, 16, 0), 0);
@@ -409,8 +409,6 @@ private:
         if (one_of(_random, 2) == 0) client = {};
     }
 
-    const unsigned seed;
-    const unsigned number;
     Random random;
     Muster muster;
     std::vector<Stubs> stubs;
@@ -434,13 +432,13 @@ struct Left {
 };
 Left sweep() {
     Left left;
-    for (const mm_t mm : keys_of(orphan_memory())) {
+    for (const mm_t mm : keys_of(lasting_memory())) {
         const auto* const pkt = static_cast<const Packet*>(get_ptr(mm));
         const bool notice = get_ptr_size(mm) == sizeof(Packet) && pkt->get_msg_type() == EMsg::ctrl &&
                             pkt->header.code == c_tcp_disconnected_from_server;
         ++(notice ? left.notices : left.others);
-        while (orphan_memory().get_ref(mm) > 1) orphan_memory().proc_free(mm);
-        orphan_memory().proc_free(mm);
+        while (lasting_memory().get_ref(mm) > 1) lasting_memory().proc_free(mm);
+        lasting_memory().proc_free(mm);
     }
     return left;
 }
@@ -456,7 +454,7 @@ TEST(LifeUnderTraffic, Rounds) {
     std::size_t heap_before = 0;
     for (unsigned number = 0; number < rounds && !testing::Test::HasFailure(); ++number) {
         SCOPED_TRACE("round " + std::to_string(number));
-        Round(seed, number).run();
+        Round(seed + number).run();
         EXPECT_EQ(descriptors(), descriptors_before);
         EXPECT_TRUE(eventually([=] { return threads() == threads_before; }));
         EXPECT_EQ(records(), 0U);

@@ -3,10 +3,7 @@
 #include <limits>
 #include <memory>
 #include <new>
-#include <thread>
 #include <utility>
-
-#include "Vorn/Memory/orphan_memory.h"
 
 #if __has_include(<sanitizer/asan_interface.h>)
 #include <sanitizer/asan_interface.h>
@@ -42,9 +39,9 @@ Block_owner make_block(std::size_t _size) {
 
 }  // namespace
 
-Ref_memory& orphan_memory() {
-    static Ref_memory& orphans = *new Ref_memory;
-    return orphans;
+Ref_memory& lasting_memory() {
+    static Ref_memory& memory = *new Ref_memory;
+    return memory;
 }
 
 void Ref_memory::proc_stop() {
@@ -67,24 +64,12 @@ Error Ref_memory::eproc_alloc(mm_t* _mm_, std::size_t _size) {
 }
 
 void Ref_memory::proc_free(mm_t _mm) {
-    Block_owner dead;
-    {
-        const Lock_guard guard(mtx);
-        if (block_of(_mm)->ref.fetch_sub(1) != 1) return;
-        dead.reset(block_of(_mm));
-        if (allocs.erase(_mm) != 0) {
-            alloc_total -= dead->siz;
-            return;
-        }
-    }
-    // Not of this allocator: it outlived its own. `mtx` is released, so no two of them are ever held.
-    Ref_memory& orphans = orphan_memory();
-    for (;; std::this_thread::yield()) {
-        const Lock_guard guard(orphans.mtx);
-        if (orphans.allocs.erase(_mm) == 0) continue;  // on its way, by `let_go`
-        orphans.alloc_total -= dead->siz;
-        return;
-    }
+    Block_owner dead;  // goes after the lock
+    const Lock_guard guard(mtx);
+    if (block_of(_mm)->ref.fetch_sub(1) != 1) return;
+    dead.reset(block_of(_mm));
+    allocs.erase(_mm);
+    alloc_total -= dead->siz;
 }
 
 ref_count_t Ref_memory::add_ref_get(mm_t _mm) {
@@ -122,24 +107,6 @@ void Ref_memory::printf_alloc_state() {
     const Lock_guard guard(mtx);
     for ([[maybe_unused]] const auto& entry : allocs) {
     }
-}
-
-void Ref_memory::let_go() {
-    allocs_t held;
-    std::size_t total = 0;
-    {
-        const Lock_guard guard(mtx);
-        held.swap(allocs);
-        total = std::exchange(alloc_total, 0);
-    }
-    Ref_memory& orphans = orphan_memory();
-    const Lock_guard guard(orphans.mtx);
-    orphans.allocs.merge(held);  // moves the nodes: no allocation, so it cannot fail
-    orphans.alloc_total += total;
-}
-
-Ref_memory::~Ref_memory() {
-    let_go();
 }
 
 }  // namespace Vorn35

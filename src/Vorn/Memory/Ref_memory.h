@@ -39,14 +39,14 @@ static_assert(sizeof(struct_smart_memory) <= c_block_overhead);
 /// Allocator of blocks. One reference belongs to one holder; the last `proc_free` returns the block.
 ///
 /// Any thread may call any operation. There is no size limit and no pooling; exhausting the heap raises
-/// `std::bad_alloc`. A block outlives its allocator: blocks still held when the allocator is destroyed (a
-/// `History` that an application keeps past `finalize`) stay valid, and their last holder frees them.
+/// `std::bad_alloc`. Blocks still held when the allocator is taken away (by a `History` that an application keeps past
+/// `finalize`) stay valid and listed, and their last holder frees them.
 class Ref_memory {
 public:
-    /// Guards `alloc_total` and `allocs`. Innermost of all locks: nothing is taken under it.
-    Mutex<lock_order::memory> mtx;
     std::size_t alloc_total VORN35_GUARDED_BY(mtx) = 0;  ///< Sum of `siz` over the live blocks.
-    allocs_t allocs VORN35_GUARDED_BY(mtx);              ///< Its keys are the live blocks.
+    /// Innermost of all locks: nothing is taken under it.
+    Mutex<lock_order::memory> mtx;
+    allocs_t allocs VORN35_GUARDED_BY(mtx);  ///< Its keys are the live blocks.
 
     Ref_memory() = default;
     Ref_memory(const Ref_memory&) = delete;
@@ -73,13 +73,16 @@ public:
     ref_count_t safe_add_ref(mm_t _mm);
     /// Walks the live blocks and prints nothing.
     void printf_alloc_state();
-    /// Every block that is still held is `orphan_memory`'s from here on, and nothing is left here.
-    void let_go();
 
-    virtual ~Ref_memory();
+    virtual ~Ref_memory() = default;
 };
 
 /// The allocator of the running process; null before `initialize_memory` and after `finalize_memory`.
 extern Ref_memory* gp_memory;
+
+/// What `gp_memory` points to whenever it points to anything, one for all lives of the runtime. A block is given back
+/// here also while `gp_memory` is null, or is just being cleared: a thread that does so (of a `History`, of a member that
+/// dies) holds no lock. Made at the first use and never destroyed, for static objects.
+Ref_memory& lasting_memory();
 
 }  // namespace Vorn35

@@ -6,29 +6,15 @@
 #include <new>
 #include <thread>
 
-#include "Vorn/Memory/orphan_memory.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
 
 namespace {
 
-/// What `gp_memory` points to, in every life. Never destroyed: a thread that gives a block back, of a `History` or of a
-/// member that dies, holds no lock, and may be in here while the runtime ends.
-Ref_memory& lasting_memory() {
-    static Ref_memory& memory = *new Ref_memory;
-    return memory;
-}
-
 /// `gp_memory` for a thread that holds no lock.
 Ref_memory* memory_now() {
     return std::atomic_ref(gp_memory).load();
-}
-
-/// Counts and sizes can be had of any block, also when there is no `gp_memory`.
-Ref_memory& any_memory() {
-    Ref_memory* const memory = memory_now();
-    return memory != nullptr ? *memory : orphan_memory();
 }
 
 Error alloc_block(mm_t* _mm_, std::size_t _size) {
@@ -56,23 +42,21 @@ void initialize_memory() {
 }
 
 void finalize_memory() {
-    // In this order: until `gp_memory` is null, a block that is freed is looked for in both tables.
-    lasting_memory().let_go();
     std::atomic_ref(gp_memory).store(nullptr);
 }
 
 void print_memory() {
-    any_memory().printf_alloc_state();
+    lasting_memory().printf_alloc_state();
 }
 
 // ---- Blocks
 
 void* get_ptr(mm_t _mm) {
-    return _mm == 0 ? nullptr : any_memory().get_addr(_mm);
+    return _mm == 0 ? nullptr : lasting_memory().get_addr(_mm);
 }
 
 std::size_t get_ptr_size(mm_t _mm) {
-    return any_memory().get_size(_mm);
+    return lasting_memory().get_size(_mm);
 }
 
 Packet* get_header(mm_t _mm) {
@@ -96,7 +80,7 @@ std::size_t get_data_size(mm_t _mm) {
 }
 
 bool is_clean_memory(mm_t _mm) {
-    return any_memory().is_clean_memory(_mm);
+    return lasting_memory().is_clean_memory(_mm);
 }
 
 // ---- Allocation
@@ -133,7 +117,7 @@ void proc_alloc_data_force(mm_t* _mm_, std::size_t _size) {
 // ---- References
 
 void safe_free_mm(mm_t* _mm_) {
-    any_memory().safe_free(_mm_);
+    lasting_memory().safe_free(_mm_);
 }
 
 void safe_free_header(Token* _token_) {
@@ -150,7 +134,7 @@ void safe_free_token(Token* _token_) {
 }
 
 ref_count_t safe_add_ref_mm(mm_t _mm) {
-    return any_memory().safe_add_ref(_mm);
+    return lasting_memory().safe_add_ref(_mm);
 }
 
 ref_count_t safe_add_ref_header(Token _token) {

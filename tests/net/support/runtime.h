@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "Vorn/INet_Relay/EPoll/epoll.h"
-#include "Vorn/Memory/orphan_memory.h"
+#include "Vorn/Memory/vorn_memory.h"
 #include "Vorn/Vorn_processor/Vorn_processor.h"
 #include "Vorn/Vorn_processor/object_lock.h"
 #include "Vorn35/Vorn35.h"
@@ -99,7 +99,7 @@ protected:
         std::size_t left = 0;
         std::string what;
         std::size_t in_pipe = 0;
-        for (const mm_t mm : keys_of(orphan_memory())) {
+        for (const mm_t mm : keys_of(lasting_memory())) {
             const auto* const pkt = static_cast<const Packet*>(get_ptr(mm));
             const EMsg type = pkt->get_msg_type();
             const std::size_t payload = get_ptr_size(mm) - sizeof(Packet);
@@ -110,7 +110,7 @@ protected:
                 ++left;
                 what += " type " + std::to_string(static_cast<int>(type)) + " of " + std::to_string(get_ptr_size(mm));
             }
-            orphan_memory().proc_free(mm);
+            lasting_memory().proc_free(mm);
         }
         EXPECT_EQ(left, lost_blocks) << "blocks that nobody gave back: " << what;
         // What the pipe holds when it closes is lost: here the last ends of connections, or a directory.
