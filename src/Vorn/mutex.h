@@ -108,7 +108,7 @@ private:
 template <const Lock_place& place>
 class VORN35_SCOPED_CAPABILITY Unique_lock {
 public:
-    explicit Unique_lock(Mutex<place>& _mutex) VORN35_ACQUIRE(_mutex) : held(_mutex.native, std::defer_lock) { lock(); }
+    explicit Unique_lock(Mutex<place>& _mutex) VORN35_ACQUIRE(_mutex) : held(about_to_take(_mutex)) {}
     Unique_lock(Mutex<place>& _mutex, std::adopt_lock_t _adopt) VORN35_REQUIRES(_mutex) : held(_mutex.native, _adopt) {}
     ~Unique_lock() VORN35_RELEASE() {
         if (held.owns_lock()) lock_check::released(held.mutex());
@@ -130,6 +130,11 @@ public:
     std::unique_lock<std::mutex>& native() { return held; }
 
 private:
+    static std::mutex& about_to_take(Mutex<place>& _mutex) {
+        lock_check::taking(&_mutex.native, place);
+        return _mutex.native;
+    }
+
     std::unique_lock<std::mutex> held;
 };
 
