@@ -181,6 +181,21 @@ TEST_F(Descriptors, NoneForAConnectionThatArrives) {
     EXPECT_TRUE(is_served_anew(service.open()));
 }
 
+TEST_F(Descriptors, NotEnoughForTheRuntimeItself) {
+    auto& service = make<Service>();
+    for (const std::size_t left : {0, 3, 9}) {
+        ASSERT_EQ(finalize(), 0);
+        take_all_but(left);
+        ASSERT_EQ(initialize(), 0);
+        Port port = 0;
+        EXPECT_EQ(service.start(nullptr, &port), EMFILE);
+        give_back();
+        ASSERT_EQ(finalize(), 0);
+        ASSERT_EQ(initialize(), 0);
+        EXPECT_TRUE(is_served_anew(service.open()));
+    }
+}
+
 TEST_F(Descriptors, NoneForAReconnect) {
     const Raw_server server;
     auto& client = make<Client>();

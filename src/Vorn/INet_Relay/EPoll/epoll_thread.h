@@ -31,6 +31,7 @@ enum class On_fault { end, go_on };
 /// @param _step called with the record and the event word; one event a turn.
 template <class Record, class Step>
 void run_worker(Worker _worker, int _epoll, On_fault _on_fault, Step _step) {
+    if (_epoll == -1) return;  // there was no descriptor for it: nothing can come
     worker_begin(_worker);
     for (;;) {
         try {

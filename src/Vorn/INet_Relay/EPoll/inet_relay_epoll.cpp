@@ -75,13 +75,14 @@ void read_configuration() {
     g_client_nagle_off_use = configured_yes("CLIENT_NAGLE_OFF_USE");
 }
 
-/// Tells the worker of an epoll instance to leave, by an event without data, and joins it.
+/// Tells the worker of an epoll instance to leave, by an event without data, and joins it. One without an instance has
+/// left by itself.
 void stop_worker(int _epoll, std::thread** _thread_) {
-    if (_epoll == -1 || *_thread_ == nullptr) return;
+    if (*_thread_ == nullptr) return;
     epoll_event event{};
     event.events = EPOLLOUT;
     event.data.ptr = nullptr;
-    ::epoll_ctl(_epoll, EPOLL_CTL_ADD, dead_socket(), &event);
+    if (_epoll != -1) ::epoll_ctl(_epoll, EPOLL_CTL_ADD, dead_socket(), &event);
     (*_thread_)->join();
     delete *_thread_;
     *_thread_ = nullptr;

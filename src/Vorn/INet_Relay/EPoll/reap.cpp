@@ -33,7 +33,7 @@ std::array<int, c_worker_count> g_wake = {-1, -1, -1, -1, -1};
 const char g_wake_mark = 0;
 
 /// An unconnected socket: what `end_socket` leaves under a closed number.
-int g_dead_socket = -1;
+std::atomic<int> g_dead_socket{-1};
 
 thread_local int t_worker = -1;
 
@@ -87,7 +87,7 @@ std::array<int, c_worker_count> epolls() {
 }  // namespace
 
 void reap_open() {
-    g_dead_socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
+    static_cast<void>(dead_socket());
     const auto instances = epolls();
     for (unsigned i = 0; i < c_worker_count; ++i) {
         g_wake[i] = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
@@ -147,6 +147,8 @@ bool is_wake_up(const void* _event_data) {
 }
 
 Socket dead_socket() {
+    // Once more if there was no descriptor for it at the start: without it no worker can be told to leave.
+    if (g_dead_socket == -1) g_dead_socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
     return g_dead_socket;
 }
 

@@ -33,7 +33,7 @@ void worker_pass(Worker _worker);
 /// The event is a wake-up for the head of the loop and nothing else.
 bool is_wake_up(const void* _event_data);
 
-/// A socket of no use, which is writable at once.
+/// A socket of no use, which is writable at once; -1 as long as there is no descriptor for it.
 Socket dead_socket();
 
 /// Closes the record's socket at once while its number stays taken, so that a worker that still reads the
