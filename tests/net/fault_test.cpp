@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <set>
 
 #include "net/support/objects.h"
 
@@ -100,8 +101,8 @@ TEST_F(Clock_jump, MovesTheEndOfAWaitAndNothingElse) {
         client.delegate(text("second"), 20);
         g_ahead += hours * 3600 * c_second;
         service.gate.open();
-        EXPECT_EQ(client.returned.take().data, text("first"));
-        EXPECT_EQ(client.returned.take().data, text("second"));
+        const std::set<Bytes> both{client.returned.take().data, client.returned.take().data};
+        EXPECT_EQ(both, (std::set<Bytes>{text("first"), text("second")}));
         raw.send(raw.call(static_cast<std::uint16_t>(100 + hours), text("x")));
         EXPECT_EQ(raw.next().payload, text("x"));
         EXPECT_TRUE(raw.any().is_heartbeat());
