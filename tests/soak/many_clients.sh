@@ -27,10 +27,11 @@ sed 's/^ *//' >/run/place/Config/vorn.ini <<'TEXT'
 TEXT
 cd /run/place/work
 
-coproc SERVE { timeout 600 "$BIN/many_clients" serve 4000; }
-exec 3<&"${SERVE[0]}" 4>&"${SERVE[1]}"
-coproc CONNECT { timeout 600 "$BIN/many_clients" connect 4000 "$clients"; }
-exec 5<&"${CONNECT[0]}" 6>&"${CONNECT[1]}"
+mkfifo to_service from_service to_clients from_clients
+timeout 600 "$BIN/many_clients" serve 4000 <to_service >from_service &
+exec 4>to_service 3<from_service
+timeout 600 "$BIN/many_clients" connect 4000 "$clients" <to_clients >from_clients 4>&- &
+exec 6>to_clients 5<from_clients
 figure() { echo "figure: $1 = $2 $3"; }
 read -r line <&3
 [[ $line == ready ]]
@@ -66,5 +67,6 @@ look
 figure "calls refused by a full pipe" "$refused" ""
 figure "service's memory at the end" "$resident" KiB
 exec 6>&- 4>&-
+wait
 # All at once, most are refused and asked again, for as long as it takes. Spread, each must be answered soon.
-grep -q "begun within 20 s: answered = $((clients * 10)) " <<<"$said"
+grep -q "begun within 20 s: answered = $((clients * 10))\$" <<<"$said"
