@@ -1,0 +1,251 @@
+/// @file
+/// The program `bench`: runs every case with every peer that was built, in rounds, and prints the tables. See `usage`.
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "driver/report.h"
+
+namespace bench {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* c_usage = R"(bench [options]    (in a lab: ./dev bench does it)
+  --quick          a choice of cases, shorter: under 2 minutes
+  --rounds N       rounds; 3 if not said
+  --seconds S      length of each measurement
+  --only TEXT,...  only cases whose title begins with one of the texts, for instance W1 or "W1 blocking call, 4 B"
+  --peers A,...    only these contenders
+  --no-syscalls    without the pass under strace
+  --list           say what there is
+  --out FOLDER     where results.jsonl and results.md go; the present folder if not said
+)";
+
+// In the order of the tables.
+const std::vector<std::string> c_peers{"raw", "handoff", "vorn35", "zeromq", "nng", "grpc", "capnp", "dds", "lcm"};
+
+struct Options {
+    bool quick = false;
+    bool list = false;
+    bool syscalls = true;
+    int rounds = 3;
+    double seconds = 0;  ///< 0: those of the case.
+    std::vector<std::string> only;
+    std::vector<std::string> peers = c_peers;
+    fs::path out = ".";
+};
+
+std::vector<std::string> split(const std::string& text) {
+    std::vector<std::string> parts;
+    std::istringstream stream(text);
+    for (std::string part; std::getline(stream, part, ',');) parts.push_back(part);
+    // A title has commas itself: "W1 blocking call, 4 B" is one text.
+    for (std::size_t i = 1; i < parts.size();) {
+        if (parts[i][0] != ' ') {
+            ++i;
+            continue;
+        }
+        parts[i - 1] += "," + parts[i];
+        parts.erase(parts.begin() + static_cast<std::ptrdiff_t>(i));
+    }
+    return parts;
+}
+
+Options parse_options(int argc, char** argv) {
+    Options options;
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        const auto value = [&]() -> std::string {
+            if (++i == argc) {
+                std::fputs(c_usage, stderr);
+                std::exit(2);
+            }
+            return argv[i];
+        };
+        if (word == "--quick") {
+            options.quick = true;
+        } else if (word == "--list") {
+            options.list = true;
+        } else if (word == "--no-syscalls") {
+            options.syscalls = false;
+        } else if (word == "--rounds") {
+            options.rounds = std::stoi(value());
+        } else if (word == "--seconds") {
+            options.seconds = std::stod(value());
+        } else if (word == "--only") {
+            options.only = split(value());
+        } else if (word == "--peers") {
+            options.peers = split(value());
+        } else if (word == "--out") {
+            options.out = value();
+        } else {
+            std::fputs(c_usage, word == "--help" ? stdout : stderr);
+            std::exit(word == "--help" ? 0 : 2);
+        }
+    }
+    return options;
+}
+
+/// What a command prints, if it succeeds.
+/// @param code receives its exit code.
+std::string output_of(const std::string& command, int* code) {
+    std::string text;
+    FILE* const pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return text;
+    char buffer[4096];
+    while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) text += buffer;
+    *code = WEXITSTATUS(pclose(pipe));
+    return text;
+}
+
+/// One run of one peer. Nothing: it does not take part, or it failed, which is said.
+std::optional<Figures> run(const fs::path& program, const Job& job, const std::string& wrapper = "") {
+    const std::string command = "timeout -k 1 " + std::to_string(60 + static_cast<int>(job.seconds)) + " " + wrapper +
+                                program.string() + " " + to_words(job);
+    int code = 0;
+    const std::string text = output_of(command, &code);
+    if (code == 0) return parse_figures(text);
+    if (code != 3) std::fprintf(stderr, "bench: failed with %d: %s\n", code, command.c_str());
+    return {};
+}
+
+/// System calls per message: the difference of a longer and a shorter run, so that those of setting up cancel out.
+std::optional<double> syscalls_of(const fs::path& program, Job job) {
+    const auto counted = [&](double seconds) -> std::optional<std::pair<double, double>> {
+        const std::string file = (fs::temp_directory_path() / ("bench-strace-" + std::to_string(getpid()))).string();
+        job.seconds = seconds;
+        const auto figures = run(program, job, "strace -f -c -o " + file + " ");
+        std::ifstream lines(file);
+        double calls = -1;
+        for (std::string line; std::getline(lines, line);) {
+            // "100.00    0.012345           1      4711        12 total"
+            if (line.find(" total") == std::string::npos) continue;
+            double skip = 0;
+            std::istringstream(line) >> skip >> skip >> skip >> calls;
+        }
+        fs::remove(file);
+        if (!figures || calls < 0) return {};
+        return std::pair(calls, figures->at("total"));
+    };
+    const auto brief = counted(0.2);
+    const auto longer = counted(0.8);
+    if (!brief || !longer || longer->second <= brief->second) return {};
+    return (longer->first - brief->first) / (longer->second - brief->second);
+}
+
+bool is_wanted(const Options& options, const Case& c) {
+    const std::string name = c.workload + " " + c.title;
+    return options.only.empty() || std::any_of(options.only.begin(), options.only.end(),
+                                               [&](const std::string& text) { return name.starts_with(text); });
+}
+
+class Bench {
+public:
+    Bench(Options options, fs::path programs)
+        : options_(std::move(options)), programs_(std::move(programs)), cases_(all_cases(options_.quick)) {
+        std::erase_if(cases_, [this](const Case& c) { return !is_wanted(options_, c); });
+        for (Case& c : cases_) {
+            if (options_.seconds > 0) c.job.seconds = options_.seconds;
+        }
+        for (const std::string& peer : options_.peers) {
+            if (fs::exists(program(peer))) {
+                peers_.push_back(peer);
+            } else {
+                std::printf("%s was not built: its library is not installed.\n", peer.c_str());
+            }
+        }
+    }
+
+    int go() {
+        if (options_.list) {
+            for (const Case& c : cases_) std::printf("%s %s\n", c.workload.c_str(), c.title.c_str());
+            return 0;
+        }
+        fs::create_directories(options_.out);
+        std::ofstream(options_.out / "results.jsonl").close();
+        for (int round = 0; round < options_.rounds; ++round) {
+            for (std::size_t n = 0; n < cases_.size(); ++n) take(n, round);
+        }
+        if (options_.syscalls) count_syscalls();
+
+        std::ofstream file(options_.out / "results.md");
+        for (std::size_t n = 0; n < cases_.size(); ++n) {
+            const std::string text = table(cases_[n], results_[n], peers_);
+            std::fputs(text.c_str(), stdout);
+            file << text;
+        }
+        return 0;
+    }
+
+private:
+    fs::path program(const std::string& peer) const { return programs_ / ("peer_" + peer); }
+
+    /// One case in one round. Who comes first changes with the round.
+    void take(std::size_t n, int round) {
+        const Case& c = cases_[n];
+        if (round >= c.rounds) return;
+        std::fprintf(stderr, "\rround %d of %d, case %zu of %zu  ", round + 1, options_.rounds, n + 1, cases_.size());
+        for (std::size_t i = 0; i < peers_.size(); ++i) {
+            const std::string& peer = peers_[(i + static_cast<std::size_t>(round)) % peers_.size()];
+            // Who did not take part in the first round does not in the others.
+            if (round > 0 && !results_[n].contains(peer)) continue;
+            const auto figures = run(program(peer), c.job);
+            if (!figures) continue;
+            results_[n][peer][round] = *figures;
+            log(c, peer, round, *figures);
+        }
+        if (n + 1 == cases_.size()) std::fputc('\n', stderr);
+    }
+
+    void count_syscalls() {
+        if (std::system("command -v strace >/dev/null") != 0) {
+            std::printf("strace is not installed: no system calls are counted.\n");
+            return;
+        }
+        for (std::size_t n = 0; n < cases_.size(); ++n) {
+            if (!cases_[n].syscalls) continue;
+            for (auto& [peer, rounds] : results_[n]) {
+                const auto calls = syscalls_of(program(peer), cases_[n].job);
+                if (!calls) continue;
+                rounds.begin()->second["syscalls"] = *calls;
+                log(cases_[n], peer, -1, {{"syscalls", *calls}});
+            }
+        }
+    }
+
+    void log(const Case& c, const std::string& peer, int round, const Figures& figures) const {
+        std::ofstream file(options_.out / "results.jsonl", std::ios::app);
+        file.precision(9);
+        file << R"({"workload":")" << c.workload << R"(","case":")" << c.title << R"(","peer":")" << peer
+             << R"(","round":)" << round;
+        for (const auto& [name, value] : figures) file << ",\"" << name << "\":" << value;
+        file << "}\n";
+    }
+
+    Options options_;
+    fs::path programs_;
+    std::vector<Case> cases_;
+    std::vector<std::string> peers_;
+    std::map<std::size_t, Results> results_;  ///< By the number of the case.
+};
+
+}  // namespace
+
+}  // namespace bench
+
+int main(int argc, char** argv) {
+    const auto programs = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    return bench::Bench(bench::parse_options(argc, argv), programs).go();
+}

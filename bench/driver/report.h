@@ -1,0 +1,22 @@
+/// @file
+/// Tables of medians and ratios.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "driver/workloads.h"
+
+namespace bench {
+
+/// What one peer did in one case: its figures of each round it took part in.
+using Rounds = std::map<int, Figures>;
+/// By peer.
+using Results = std::map<std::string, Rounds>;
+
+/// A Markdown table that is readable as it is: medians over the rounds, and ratios to the runtime, each the median of
+/// the ratios within one round.
+std::string table(const Case& c, const Results& results, const std::vector<std::string>& peers);
+
+}  // namespace bench
