@@ -28,7 +28,7 @@ constexpr const char* c_usage = R"(bench [options]    (in a lab: ./dev bench doe
   --seconds S      length of each measurement
   --only TEXT,...  only cases whose title begins with one of the texts, for instance W1 or "W1 blocking call, 4 B"
   --peers A,...    only these contenders
-  --no-syscalls    without the pass under strace
+  --no-syscalls    without the pass that counts system calls
   --list           say what there is
   --out FOLDER     where results.jsonl and results.md go; the present folder if not said
 )";
@@ -111,38 +111,14 @@ std::string output_of(const std::string& command, int* code) {
 }
 
 /// One run of one peer. Nothing: it does not take part, or it failed, which is said.
-std::optional<Figures> run(const fs::path& program, const Job& job, const std::string& wrapper = "") {
-    const std::string command = "timeout -k 1 " + std::to_string(60 + static_cast<int>(job.seconds)) + " " + wrapper +
+std::optional<Figures> run(const fs::path& program, const Job& job) {
+    const std::string command = "timeout -k 1 " + std::to_string(60 + static_cast<int>(job.seconds)) + " " +
                                 program.string() + " " + to_words(job);
     int code = 0;
     const std::string text = output_of(command, &code);
     if (code == 0) return parse_figures(text);
-    if (code != 3) std::fprintf(stderr, "bench: failed with %d: %s\n", code, command.c_str());
+    if (code != 3 && code != 4) std::fprintf(stderr, "bench: failed with %d: %s\n", code, command.c_str());
     return {};
-}
-
-/// System calls per message: the difference of a longer and a shorter run, so that those of setting up cancel out.
-std::optional<double> syscalls_of(const fs::path& program, Job job) {
-    const auto counted = [&](double seconds) -> std::optional<std::pair<double, double>> {
-        const std::string file = (fs::temp_directory_path() / ("bench-strace-" + std::to_string(getpid()))).string();
-        job.seconds = seconds;
-        const auto figures = run(program, job, "strace -f -c -o " + file + " ");
-        std::ifstream lines(file);
-        double calls = -1;
-        for (std::string line; std::getline(lines, line);) {
-            // "100.00    0.012345           1      4711        12 total"
-            if (line.find(" total") == std::string::npos) continue;
-            double skip = 0;
-            std::istringstream(line) >> skip >> skip >> skip >> calls;
-        }
-        fs::remove(file);
-        if (!figures || calls < 0) return {};
-        return std::pair(calls, figures->at("total"));
-    };
-    const auto brief = counted(0.2);
-    const auto longer = counted(0.8);
-    if (!brief || !longer || longer->second <= brief->second) return {};
-    return (longer->first - brief->first) / (longer->second - brief->second);
 }
 
 bool is_wanted(const Options& options, const Case& c) {
@@ -196,7 +172,10 @@ private:
     void take(std::size_t n, int round) {
         const Case& c = cases_[n];
         if (round >= c.rounds) return;
-        std::fprintf(stderr, "\rround %d of %d, case %zu of %zu  ", round + 1, options_.rounds, n + 1, cases_.size());
+        if (isatty(STDERR_FILENO) != 0) {
+            std::fprintf(stderr, "\rround %d of %d, case %zu of %zu  ", round + 1, options_.rounds, n + 1,
+                         cases_.size());
+        }
         for (std::size_t i = 0; i < peers_.size(); ++i) {
             const std::string& peer = peers_[(i + static_cast<std::size_t>(round)) % peers_.size()];
             // Who did not take part in the first round does not in the others.
@@ -206,21 +185,23 @@ private:
             results_[n][peer][round] = *figures;
             log(c, peer, round, *figures);
         }
-        if (n + 1 == cases_.size()) std::fputc('\n', stderr);
     }
 
+    /// In a pass of its own, since counting slows them down.
     void count_syscalls() {
-        if (std::system("command -v strace >/dev/null") != 0) {
-            std::printf("strace is not installed: no system calls are counted.\n");
-            return;
-        }
         for (std::size_t n = 0; n < cases_.size(); ++n) {
+            Job job = cases_[n].job;
             if (!cases_[n].syscalls) continue;
+            job.syscalls = true;
             for (auto& [peer, rounds] : results_[n]) {
-                const auto calls = syscalls_of(program(peer), cases_[n].job);
-                if (!calls) continue;
-                rounds.begin()->second["syscalls"] = *calls;
-                log(cases_[n], peer, -1, {{"syscalls", *calls}});
+                const auto figures = run(program(peer), job);
+                if (!figures) {
+                    std::printf("The kernel does not let system calls be counted here.\n");
+                    return;
+                }
+                const Figures only{{"syscalls", figures->at("syscalls")}};
+                rounds.begin()->second.merge(Figures(only));
+                log(cases_[n], peer, -1, only);
             }
         }
     }

@@ -106,7 +106,7 @@ std::string table(const Case& c, const Results& results, const std::vector<std::
     for (const std::string& figure : ratios) {
         const auto column = std::find_if(std::begin(c_columns), std::end(c_columns),
                                          [&](const Column& candidate) { return figure == candidate.figure; });
-        lines[0].push_back(std::string(column->title) + " : ours");
+        lines[0].push_back(std::string(column->title) + " / " + c_own);
     }
     for (const std::string& peer : peers) {
         const auto found = results.find(peer);

@@ -24,6 +24,8 @@ Job parse_job(int argc, char** argv) {
             job.pinned = value == "1";
         } else if (key == "by_name") {
             job.by_name = value == "1";
+        } else if (key == "syscalls") {
+            job.syscalls = value == "1";
         } else if (key == "burst") {
             job.burst = static_cast<unsigned>(std::stoul(value));
         } else if (key == "rate") {
@@ -43,7 +45,7 @@ std::string to_words(const Job& job) {
     std::ostringstream text;
     text << "kind=" << job.kind << " size=" << job.size << " window=" << job.window << " clients=" << job.clients
          << " pinned=" << job.pinned << " by_name=" << job.by_name << " burst=" << job.burst << " rate=" << job.rate
-         << " seconds=" << job.seconds << " most=" << job.most;
+         << " syscalls=" << job.syscalls << " seconds=" << job.seconds << " most=" << job.most;
     return text.str();
 }
 

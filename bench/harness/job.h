@@ -28,6 +28,7 @@ struct Job {
     bool by_name = false;     ///< The service is looked up by its name.
     unsigned burst = 0;       ///< Messages sent before the sender waits for all receipts; 0: it never waits.
     double rate = 0;          ///< Messages a second that are sent; 0: as fast as it goes.
+    bool syscalls = false;    ///< System calls are counted, which makes them a little slower.
     double seconds = 0.5;     ///< Length of the measured part.
     std::size_t most = ~0UL;  ///< The most messages sent in all. Bounds what a peer may have to queue.
 

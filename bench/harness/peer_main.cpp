@@ -1,6 +1,7 @@
 /// @file
 /// The main program of every contender: forks the processes of one job, measures them from outside, prints the
-/// figures on one line and ends everybody. Exit code 3: this contender does not take part.
+/// figures on one line and ends everybody. Exit code 3: this contender does not take part;
+/// 4: this machine does not let system calls be counted.
 
 #include <fcntl.h>
 #include <signal.h>
@@ -13,6 +14,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <vector>
 
 #include "harness/peer.h"
@@ -187,6 +189,8 @@ int run(const Job& job) {
     Shared& shared = make_shared();
     if (!takes_part(job)) return 3;
 
+    std::optional<Syscall_counter> syscalls;  // before there are processes to count those of
+    if (job.syscalls && !syscalls.emplace().works()) return 4;
     Processes processes;
     processes.ids.push_back(start(job, shared, [&] { run_service(job, shared); }));
     shared.service = processes.ids[0];
@@ -209,7 +213,9 @@ int run(const Job& job) {
         shared.stage = Shared::warming;
         usleep(job.rate > 0 ? 200000 : 50000);
     }
+    const std::uint64_t syscalls_before = syscalls ? syscalls->count() : 0;
     const Usage usage_before = usage_of(processes.ids);
+    const Usage publisher_before = usage_of({shared.service});
     const std::uint64_t arrived_before = shared.arrived;
     const std::uint64_t sent_before = shared.sent;
     const std::uint64_t begin = now_ns();
@@ -219,7 +225,9 @@ int run(const Job& job) {
     } else {
         usleep(static_cast<useconds_t>(job.seconds * 1e6));
     }
+    const std::uint64_t syscalls_after = syscalls ? syscalls->count() : 0;
     const Usage usage = usage_of(processes.ids);
+    const Usage publisher = usage_of({shared.service});
     const auto arrived = static_cast<double>(shared.arrived - arrived_before);
     const auto sent = static_cast<double>(shared.sent - sent_before);
     const double seconds = static_cast<double>(now_ns() - begin) / 1e9;
@@ -236,8 +244,12 @@ int run(const Job& job) {
         figures["rate"] = arrived / seconds;
         figures["cpu_us"] = cpu_us / arrived;
         figures["switches"] = static_cast<double>(usage.switches - usage_before.switches) / arrived;
+        if (syscalls) figures["syscalls"] = static_cast<double>(syscalls_after - syscalls_before) / arrived;
         add_percentiles(shared, figures);
-        if (job.fans_out()) figures["publisher"] = sent / seconds;
+        if (job.fans_out() && sent > 0) {
+            figures["publisher"] = sent / seconds;
+            figures["post_us"] = static_cast<double>(publisher.cpu_ns - publisher_before.cpu_ns) / 1e3 / sent;
+        }
     }
     // Messages under way are no lost ones: let them arrive.
     if (job.fans_out() || job.kind == "command") {
@@ -250,7 +262,6 @@ int run(const Job& job) {
         figures["lost_percent"] =
             std::max(0.0, 100.0 * (1 - static_cast<double>(shared.arrived) / (static_cast<double>(shared.sent) * all)));
     }
-    figures["total"] = static_cast<double>(shared.arrived);
     if (shared.mistakes != 0)
         figures["failed_ppm"] = 1e6 * static_cast<double>(shared.mistakes) / static_cast<double>(shared.sent);
     std::printf("%s\n", to_words(figures).c_str());
