@@ -36,6 +36,8 @@ constexpr const char* c_usage = R"(bench [options]    (in a lab: ./dev bench doe
 // In the order of the tables.
 const std::vector<std::string> c_peers{"raw", "handoff", "vorn35", "zeromq", "nng", "grpc", "capnp", "dds", "lcm"};
 
+constexpr const char* c_own = "vorn35";
+
 struct Options {
     bool quick = false;
     bool list = false;
@@ -133,7 +135,9 @@ public:
         : options_(std::move(options)), programs_(std::move(programs)), cases_(all_cases(options_.quick)) {
         std::erase_if(cases_, [this](const Case& c) { return !is_wanted(options_, c); });
         for (Case& c : cases_) {
-            if (options_.seconds > 0) c.job.seconds = options_.seconds;
+            if (options_.seconds <= 0) continue;
+            c.job.seconds = options_.seconds;
+            for (Variant& variant : c.variants) variant.job.seconds = options_.seconds;
         }
         for (const std::string& peer : options_.peers) {
             if (fs::exists(program(peer))) {
@@ -158,7 +162,9 @@ public:
 
         std::ofstream file(options_.out / "results.md");
         for (std::size_t n = 0; n < cases_.size(); ++n) {
-            const std::string text = table(cases_[n], results_[n], peers_);
+            const std::vector<std::string> names = names_of(cases_[n]);
+            const std::string text =
+                table(cases_[n], results_[n], names, cases_[n].variants.empty() ? c_own : names[0]);
             std::fputs(text.c_str(), stdout);
             file << text;
         }
@@ -176,15 +182,27 @@ private:
             std::fprintf(stderr, "\rround %d of %d, case %zu of %zu  ", round + 1, options_.rounds, n + 1,
                          cases_.size());
         }
-        for (std::size_t i = 0; i < peers_.size(); ++i) {
-            const std::string& peer = peers_[(i + static_cast<std::size_t>(round)) % peers_.size()];
+        const std::vector<std::string> names = names_of(c);
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            const std::string& name = names[(i + static_cast<std::size_t>(round)) % names.size()];
             // Who did not take part in the first round does not in the others.
-            if (round > 0 && !results_[n].contains(peer)) continue;
-            const auto figures = run(program(peer), c.job);
+            if (round > 0 && !results_[n].contains(name)) continue;
+            const auto variant = std::find_if(c.variants.begin(), c.variants.end(),
+                                              [&](const Variant& candidate) { return candidate.name == name; });
+            const auto figures =
+                variant == c.variants.end() ? run(program(name), c.job) : run(program(c_own), variant->job);
             if (!figures) continue;
-            results_[n][peer][round] = *figures;
-            log(c, peer, round, *figures);
+            results_[n][name][round] = *figures;
+            log(c, name, round, *figures);
         }
+    }
+
+    /// The lines of a case's table.
+    std::vector<std::string> names_of(const Case& c) const {
+        if (c.variants.empty()) return peers_;
+        std::vector<std::string> names;
+        for (const Variant& variant : c.variants) names.push_back(variant.name);
+        return names;
     }
 
     /// In a pass of its own, since counting slows them down.

@@ -9,8 +9,6 @@ namespace bench {
 
 namespace {
 
-constexpr const char* c_own = "vorn35";
-
 struct Column {
     const char* figure;
     const char* title;
@@ -29,6 +27,7 @@ constexpr Column c_columns[] = {
     {"switches", "switches/msg"},
     {"syscalls", "syscalls/msg"},
     {"kib_per_connection", "KiB/connection"},
+    {"crowd_us", "us to add one"},
     {"cpu_us_per_connection_s", "cpu us/connection and s"},
 };
 
@@ -88,7 +87,8 @@ std::string aligned(const std::vector<Line>& lines) {
 
 }  // namespace
 
-std::string table(const Case& c, const Results& results, const std::vector<std::string>& peers) {
+std::string table(const Case& c, const Results& results, const std::vector<std::string>& names,
+                  const std::string& base) {
     std::vector<Column> columns;
     std::copy_if(std::begin(c_columns), std::end(c_columns), std::back_inserter(columns), [&](const Column& column) {
         return std::any_of(results.begin(), results.end(),
@@ -97,7 +97,7 @@ std::string table(const Case& c, const Results& results, const std::vector<std::
     std::vector<std::string> ratios{c.key};
     if (c.key != "cpu_us" && c.job.kind != "idle") ratios.emplace_back("cpu_us");
     if (c.job.kind == "idle") ratios.emplace_back("kib_per_connection");
-    const auto own = results.find(c_own);
+    const auto own = results.find(base);
     if (own == results.end()) ratios.clear();
 
     std::vector<Line> lines(1);
@@ -106,12 +106,12 @@ std::string table(const Case& c, const Results& results, const std::vector<std::
     for (const std::string& figure : ratios) {
         const auto column = std::find_if(std::begin(c_columns), std::end(c_columns),
                                          [&](const Column& candidate) { return figure == candidate.figure; });
-        lines[0].push_back(std::string(column->title) + " / " + c_own);
+        lines[0].push_back(std::string(column->title) + " / " + base);
     }
-    for (const std::string& peer : peers) {
-        const auto found = results.find(peer);
+    for (const std::string& name : names) {
+        const auto found = results.find(name);
         if (found == results.end()) continue;
-        Line line{peer};
+        Line line{name};
         for (const Column& column : columns) line.push_back(median_of(found->second, column.figure));
         for (const std::string& figure : ratios) line.push_back(ratio(found->second, own->second, figure));
         lines.push_back(line);

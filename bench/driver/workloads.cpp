@@ -1,5 +1,8 @@
 #include "driver/workloads.h"
 
+#include <sys/resource.h>
+
+#include <algorithm>
 #include <array>
 
 namespace bench {
@@ -79,6 +82,27 @@ void add_rest(std::vector<Case>& cases, double seconds) {
                      Job{.kind = "stream", .size = 1048576, .rate = 100, .seconds = 2 * seconds}, "p50_us", true});
 }
 
+/// What a call costs beside more and more of something. It should not grow.
+void add_scaling(std::vector<Case>& cases, double seconds) {
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    // A service has two sockets.
+    const auto most_names = static_cast<unsigned>(std::min<rlim_t>(10000, (files.rlim_max - 400) / 2));
+    const auto add = [&](const char* of, unsigned more) {
+        Case c{"S", std::string("a call beside more ") + of, Job{}, "p50_us"};
+        for (const unsigned crowd : {0U, 10U, 100U, 1000U, more}) {
+            if (!c.variants.empty() && crowd == 0) continue;
+            const Job job{.pinned = true, .crowd_of = of, .crowd = crowd, .seconds = seconds};
+            c.variants.push_back({std::to_string(crowd), job});
+        }
+        cases.push_back(c);
+    };
+    add("connections", 0);
+    add("members", 10000);
+    add("names", most_names);
+    add("queued", 0);
+}
+
 }  // namespace
 
 std::vector<Case> all_cases(bool quick) {
@@ -87,6 +111,7 @@ std::vector<Case> all_cases(bool quick) {
     add_calls(cases, seconds);
     add_fan_out(cases, seconds);
     add_rest(cases, seconds);
+    add_scaling(cases, seconds);
     if (quick) std::erase_if(cases, [](const Case& c) { return !c.quick; });
     return cases;
 }

@@ -26,6 +26,10 @@ Job parse_job(int argc, char** argv) {
             job.by_name = value == "1";
         } else if (key == "syscalls") {
             job.syscalls = value == "1";
+        } else if (key == "crowd_of") {
+            job.crowd_of = value;
+        } else if (key == "crowd") {
+            job.crowd = static_cast<unsigned>(std::stoul(value));
         } else if (key == "burst") {
             job.burst = static_cast<unsigned>(std::stoul(value));
         } else if (key == "rate") {
@@ -45,7 +49,8 @@ std::string to_words(const Job& job) {
     std::ostringstream text;
     text << "kind=" << job.kind << " size=" << job.size << " window=" << job.window << " clients=" << job.clients
          << " pinned=" << job.pinned << " by_name=" << job.by_name << " burst=" << job.burst << " rate=" << job.rate
-         << " syscalls=" << job.syscalls << " seconds=" << job.seconds << " most=" << job.most;
+         << " crowd_of=" << job.crowd_of << " crowd=" << job.crowd << " syscalls=" << job.syscalls
+         << " seconds=" << job.seconds << " most=" << job.most;
     return text.str();
 }
 

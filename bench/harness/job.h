@@ -21,13 +21,17 @@ struct Job {
     /// idle      `clients` connections from one process that say nothing
     /// first     from nothing to the first answered call, one a run
     std::string kind = "call";
-    std::size_t size = 4;     ///< Of a message; of a call's answer, too.
-    unsigned window = 1;      ///< Calls outstanding.
-    unsigned clients = 1;     ///< Client processes; for `idle` connections.
-    bool pinned = false;      ///< All processes on one processor.
-    bool by_name = false;     ///< The service is looked up by its name.
-    unsigned burst = 0;       ///< Messages sent before the sender waits for all receipts; 0: it never waits.
-    double rate = 0;          ///< Messages a second that are sent; 0: as fast as it goes.
+    std::size_t size = 4;  ///< Of a message; of a call's answer, too.
+    unsigned window = 1;   ///< Calls outstanding.
+    unsigned clients = 1;  ///< Client processes; for `idle` connections.
+    bool pinned = false;   ///< All processes on one processor.
+    bool by_name = false;  ///< The service is looked up by its name.
+    unsigned burst = 0;    ///< Messages sent before the sender waits for all receipts; 0: it never waits.
+    double rate = 0;       ///< Messages a second that are sent; 0: as fast as it goes.
+    /// What stands around the call that is measured, and how much of it: "connections", "members", "names" (further
+    /// services of the process that are published), "queued" (calls that wait behind a slow one).
+    std::string crowd_of = "-";
+    unsigned crowd = 0;
     bool syscalls = false;    ///< System calls are counted, which makes them a little slower.
     double seconds = 0.5;     ///< Length of the measured part.
     std::size_t most = ~0UL;  ///< The most messages sent in all. Bounds what a peer may have to queue.

@@ -238,13 +238,16 @@ int run(const Job& job) {
         const auto grown = static_cast<double>(memory_kib(processes.ids)) - static_cast<double>(shared.baseline_kib);
         figures["kib_per_connection"] = grown / (job.clients - 10.0);
         figures["cpu_us_per_connection_s"] = cpu_us / seconds / job.clients;
-    } else if (arrived == 0) {
+    } else if (arrived == 0 && !job.fans_out() && job.kind != "command") {
         return give_up("nothing arrived");
     } else {
         figures["rate"] = arrived / seconds;
-        figures["cpu_us"] = cpu_us / arrived;
-        figures["switches"] = static_cast<double>(usage.switches - usage_before.switches) / arrived;
+        if (arrived > 0) {
+            figures["cpu_us"] = cpu_us / arrived;
+            figures["switches"] = static_cast<double>(usage.switches - usage_before.switches) / arrived;
+        }
         if (syscalls) figures["syscalls"] = static_cast<double>(syscalls_after - syscalls_before) / arrived;
+        if (job.crowd != 0) figures["crowd_us"] = static_cast<double>(shared.crowd_ns) / 1e3 / job.crowd;
         add_percentiles(shared, figures);
         if (job.fans_out() && sent > 0) {
             figures["publisher"] = sent / seconds;
@@ -275,6 +278,8 @@ int run(const Job& job) {
 int main(int argc, char** argv) {
     signal(SIGPIPE, SIG_IGN);
     rlimit files{};
+    const rlimit more{65536, 65536};  // if we may
+    setrlimit(RLIMIT_NOFILE, &more);
     getrlimit(RLIMIT_NOFILE, &files);
     files.rlim_cur = files.rlim_max;
     setrlimit(RLIMIT_NOFILE, &files);

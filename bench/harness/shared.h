@@ -37,6 +37,7 @@ struct Shared {
 
     std::atomic<pid_t> service;               ///< Its process.
     std::atomic<std::uint64_t> baseline_kib;  ///< Memory of both processes after the first ten idle connections.
+    std::atomic<std::uint64_t> crowd_ns;      ///< The time that the crowd took to come.
     std::atomic<std::uint32_t> port;          ///< Of the service; 0 until it is open.
     std::atomic<std::uint32_t> ready;         ///< Clients that are connected.
     std::atomic<std::uint32_t> failed;        ///< Processes that gave up.

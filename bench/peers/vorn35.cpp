@@ -2,7 +2,9 @@
 /// The runtime itself, through its public headers.
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <deque>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -33,6 +35,15 @@ private:
         *_out_size_ = _in_size;
         return VORN_ERR_NONE_;
     }
+};
+
+/// Holds up its first call for ever, and with it all that follow.
+class Slow : public Stub_call {
+public:
+    explicit Slow(const Stub& stub) : Stub_call(2, 4, stub) {}
+
+private:
+    Error on_call(Addr, const void*, Pksize, void*, Pksize*, double, double) override { rest(); }
 };
 
 class Collector : public Stub_command {
@@ -73,10 +84,14 @@ private:
     Window* window_ = nullptr;
 };
 
+void throw_if(Error error) {
+    if (error != VORN_ERR_NONE_) throw std::runtime_error(get_err_str(error));
+}
+
 /// Brings a client up: the connection, and the link where the kind has one.
 template <class Client>
 void bring_up(Client& client, Addr addr) {
-    if (const Error error = client.start(addr); error != VORN_ERR_NONE_) throw std::runtime_error(get_err_str(error));
+    throw_if(client.start(addr));
     while (!client.is_connected()) std::this_thread::sleep_for(std::chrono::microseconds(200));
 }
 
@@ -97,7 +112,11 @@ public:
         if (job.kind == "command") {
             start(new Collector(shared));
         } else {
-            start(new Echo(job.size));
+            auto* const echo = new Echo(job.size);
+            const std::uint64_t begin = now_ns();
+            gather(*echo);
+            shared.crowd_ns = now_ns() - begin;
+            start(echo);
         }
         rest();
     }
@@ -132,12 +151,9 @@ public:
             return;
         }
         call_ = new Caller;
-        if (job.kind == "idle") {
-            // One client a service address: each takes another address of the loopback.
-            const std::string host = "127.0." + std::to_string(index / 200) + "." + std::to_string(index % 200 + 1);
-            addr.ip = Vorn35::inet_addr(host.c_str());
-        }
+        if (job.kind == "idle") addr = at(index, port);
         bring_up(*call_, addr);
+        gather(addr);
     }
 
     bool call(const void* data, std::size_t size) override {
@@ -187,11 +203,44 @@ private:
         unsigned index;
     };
 
+    /// The service's part of the crowd.
+    void gather(const Stub& service) {
+        if (job.crowd_of == "queued") new Slow(service);
+        for (unsigned n = 0; n < job.crowd; ++n) {
+            if (job.crowd_of == "members") new Stub_call(static_cast<Msg_code>(n + 10), 4, service);
+            Port port = 0;
+            if (job.crowd_of == "names") throw_if((new Stub)->start(("crowd" + std::to_string(n)).c_str(), &port));
+        }
+    }
+
+    /// The client's part of it.
+    void gather(Addr addr) {
+        const std::uint64_t begin = now_ns();
+        if (job.crowd_of == "connections") {
+            for (unsigned n = 0; n < job.crowd; ++n) bring_up(*new Caller, at(n + 1, addr.port));
+        } else if (job.crowd_of == "queued") {
+            auto* const slow = new Proxy_call(2, *call_);
+            for (unsigned n = 0; n < job.crowd; ++n) {
+                Msg_num num = 0;
+                throw_if(slow->delegate_call(&num, "slow", 4, c_limit * 10));
+                if (n % 8 == 7) call("calm", 4);  // the pipe takes no more than 16 at once
+            }
+        } else {
+            return;
+        }
+        shared.crowd_ns = now_ns() - begin;
+    }
+
+    /// One client a service address: each takes another address of the loopback.
+    static Addr at(unsigned index, Port port) {
+        const std::string host = "127.0." + std::to_string(index / 200) + "." + std::to_string(index % 200 + 1);
+        return {Vorn35::inet_addr(host.c_str()), port};
+    }
+
     template <class Service>
     void start(Service* service) {
         Port port = 0;
-        const Error error = service->start(c_name, &port);
-        if (error != VORN_ERR_NONE_) throw std::runtime_error(get_err_str(error));
+        throw_if(service->start(c_name, &port));
         is_open(port);
     }
 
