@@ -61,12 +61,16 @@ void add_fan_out(std::vector<Case>& cases, double seconds) {
         }
     }
     for (const unsigned clients : {8U, 32U}) {
-        const Job job{
-            .kind = "multicast", .size = 1024, .clients = clients, .seconds = seconds, .most = c_most_unpaced};
-        cases.push_back({"W4", "multicast to " + std::to_string(clients) + ", 1 KiB", job, "rate", clients == 8});
+        const std::string title = "multicast to " + std::to_string(clients) + ", 1 KiB";
+        Job job{.kind = "multicast", .size = 1024, .clients = clients, .rate = 1000, .seconds = seconds};
+        cases.push_back({"W4", title + ", 1000 posts a second", job, "cpu_us", clients == 8});
+        job.rate = 0;
+        job.most = c_most_unpaced;
+        cases.push_back({"W4", title + ", unpaced", job, "rate", clients == 8});
     }
 }
 
+/// W5 to W8.
 void add_rest(std::vector<Case>& cases, double seconds) {
     cases.push_back({"W5", "1000 idle connections", Job{.kind = "idle", .clients = 1000, .seconds = 3},
                      "cpu_us_per_connection_s", false, false, 1});

@@ -45,13 +45,13 @@ public:
     // In the service's process.
 
     /// Opens the service, tells its port with `is_open`, and for ever answers every call with as many bytes; for
-    /// `command` it calls `receipt_of` for each message instead, whose first byte is the client.
+    /// `command` it calls `receipt` for each message instead, whose first byte is the client.
     virtual void serve() { absent(); }
     /// Opens the publisher and tells its port.
     virtual void open() { absent(); }
     virtual void publish(const void*, std::size_t) { absent(); }
 
-    // In a client's process. `index` is the client's number.
+    // In a client's process. `index` is the client's number; for `idle`, that of the connection.
 
     /// Returns when a call, or a message, can be sent.
     virtual void connect(unsigned short /*port*/, unsigned /*index*/) { absent(); }
@@ -61,7 +61,7 @@ public:
     virtual void call_many(const void*, std::size_t, Window&) { absent(); }
     virtual void send(const void*, std::size_t) { absent(); }
     /// Subscribes, tells `is_ready`, and for ever calls `received` for each message.
-    virtual void subscribe(unsigned short /*port*/, unsigned /*index*/) { absent(); }
+    virtual void subscribe(unsigned short /*port*/) { absent(); }
 
 protected:
     const Job& job;
@@ -69,8 +69,8 @@ protected:
 
     void is_open(unsigned port) { shared.port = port; }
     void is_ready() { ++shared.ready; }
-    /// A message came for this client. It begins with the time of its sending if it is long enough.
-    void received(unsigned index, const void* data, std::size_t size);
+    /// A message came. It begins with the time of its sending if it is long enough.
+    void received(const void* data, std::size_t size);
 
     [[noreturn]] static void absent();
 };

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <exception>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "harness/peer.h"
@@ -51,23 +52,29 @@ void rest() {
     for (;;) pause();
 }
 
-void Peer::received(unsigned index, const void* data, std::size_t size) {
+void Peer::received(const void* data, std::size_t size) {
     std::uint64_t sent_ns = 0;
     if (size >= sizeof sent_ns) {
         std::memcpy(&sent_ns, data, sizeof sent_ns);
         shared.sample(now_ns() - sent_ns);
     }
-    shared.receipt(index);
+    shared.receipt(0);
 }
 
 namespace {
 
 constexpr double c_setup_limit = 20;  // seconds; a loaded machine needs some of them
 
+/// Whether all that is ever sent may be sent before the time is over. Then every message is measured.
+bool is_bounded(const Job& job) {
+    return job.most != Job{}.most;
+}
+
 /// Sends message after message, at the job's rate or as fast as the receipts allow, until the run is over.
 template <class Send>
 void send_all(const Job& job, Shared& shared, std::size_t track, unsigned receivers, Send send) {
     std::vector<char> message(job.size);
+    wait_for(c_setup_limit, [&] { return shared.stage >= (is_bounded(job) ? Shared::measuring : Shared::warming); });
     const std::uint64_t begin = now_ns();
     for (std::uint64_t n = 0; !shared.is_over() && n < job.most; ++n) {
         if (job.rate > 0) {
@@ -94,7 +101,6 @@ void run_service(const Job& job, Shared& shared) {
         return;
     }
     peer->open();
-    wait_for(c_setup_limit, [&] { return shared.stage >= Shared::warming; });
     send_all(job, shared, 0, job.clients, [&](const std::vector<char>& m) { peer->publish(m.data(), m.size()); });
     rest();
 }
@@ -117,7 +123,7 @@ void run_client(const Job& job, Shared& shared, unsigned index) {
 
     const auto peer = make_peer(job, shared);
     if (job.fans_out()) {
-        peer->subscribe(port, index);
+        peer->subscribe(port);
         return;
     }
     if (job.kind == "idle") {
@@ -132,10 +138,12 @@ void run_client(const Job& job, Shared& shared, unsigned index) {
 
     peer->connect(port, index);
     ++shared.ready;
-    wait_for(c_setup_limit, [&] { return shared.stage >= Shared::warming; });
     if (job.kind == "command") {
         send_all(job, shared, index, 1, [&](const std::vector<char>& m) { peer->send(m.data(), m.size()); });
-    } else if (job.kind == "async") {
+        rest();
+    }
+    wait_for(c_setup_limit, [&] { return shared.stage >= Shared::warming; });
+    if (job.kind == "async") {
         Window window(job, shared);
         peer->call_many(message.data(), message.size(), window);
     } else {
@@ -185,88 +193,130 @@ public:
     std::vector<pid_t> ids;
 };
 
-int run(const Job& job) {
-    Shared& shared = make_shared();
-    if (!takes_part(job)) return 3;
+/// All counters at one moment.
+struct Moment {
+    Moment(const Shared& shared, const Processes& processes, const std::optional<Syscall_counter>& counter)
+        : ns(now_ns()),
+          sent(shared.sent),
+          arrived(shared.arrived),
+          syscalls(counter ? counter->count() : 0),
+          all(usage_of(processes.ids)),
+          service(usage_of({processes.ids[0]})) {}
 
-    std::optional<Syscall_counter> syscalls;  // before there are processes to count those of
-    if (job.syscalls && !syscalls.emplace().works()) return 4;
-    Processes processes;
-    processes.ids.push_back(start(job, shared, [&] { run_service(job, shared); }));
-    shared.service = processes.ids[0];
-    const auto give_up = [&](const char* what) {
-        std::fprintf(stderr, "%s\n", what);
-        return 1;
-    };
-    if (!wait_for(c_setup_limit, [&] { return shared.port != 0; })) return give_up("the service did not open");
+    std::uint64_t ns;
+    std::uint64_t sent;
+    std::uint64_t arrived;
+    std::uint64_t syscalls;
+    Usage all;
+    Usage service;
+};
 
-    const unsigned clients = job.kind == "idle" ? 1 : job.clients;
-    for (unsigned n = 0; n < clients; ++n) {
-        processes.ids.push_back(start(job, shared, [&] { run_client(job, shared, n); }));
+/// Waits for the end of the measured part.
+/// @return nanoseconds until the last message was sent, and until the last one arrived.
+std::pair<std::uint64_t, std::uint64_t> wait_for_end(const Job& job, const Shared& shared) {
+    const std::uint64_t begin = now_ns();
+    if (job.kind == "first") {
+        wait_for(c_setup_limit, [&] { return shared.arrived > 0 || shared.failed > 0; });
+    } else if (!is_bounded(job)) {
+        usleep(static_cast<useconds_t>(job.seconds * 1e6));
+    } else {
+        const std::uint64_t most = job.most * (job.fans_out() ? 1 : job.clients);
+        std::uint64_t sent_ns = 0;
+        std::uint64_t arrived_ns = 0;
+        std::uint64_t arrived = 0;
+        wait_for(job.seconds, [&] {
+            const std::uint64_t now = now_ns() - begin;
+            if (shared.sent < most) sent_ns = now;
+            if (shared.arrived != arrived) arrived_ns = now;
+            arrived = shared.arrived;
+            return shared.sent >= most && now > arrived_ns + 20000000;
+        });
+        return {sent_ns, arrived_ns};
     }
-    if (job.kind != "first" && !wait_for(c_setup_limit * 2, [&] { return shared.ready >= clients; })) {
-        return give_up("the clients did not connect");
-    }
+    return {now_ns() - begin, now_ns() - begin};
+}
 
-    Figures figures;
+/// The share of messages that never arrive. Those under way are no lost ones: they get their time.
+double lost_percent(const Job& job, const Shared& shared) {
+    std::uint64_t last = 0;
+    for (int quiet = 0; quiet < 4; last == shared.arrived ? ++quiet : quiet = 0) {
+        last = shared.arrived;
+        usleep(25000);
+    }
+    const auto due = static_cast<double>(shared.sent * (job.fans_out() ? job.clients : 1));
+    return due > 0 ? std::max(0.0, 100 * (1 - static_cast<double>(shared.arrived) / due)) : 0;
+}
+
+Figures measure(const Job& job, Shared& shared, const Processes& processes,
+                const std::optional<Syscall_counter>& counter) {
+    const bool has_messages = job.fans_out() || job.kind == "command";
     if (job.kind != "first" && job.kind != "idle") {
         shared.stage = Shared::warming;
         usleep(job.rate > 0 ? 200000 : 50000);
     }
-    const std::uint64_t syscalls_before = syscalls ? syscalls->count() : 0;
-    const Usage usage_before = usage_of(processes.ids);
-    const Usage publisher_before = usage_of({shared.service});
-    const std::uint64_t arrived_before = shared.arrived;
-    const std::uint64_t sent_before = shared.sent;
-    const std::uint64_t begin = now_ns();
+    const Moment before(shared, processes, counter);
     shared.stage = Shared::measuring;
-    if (job.kind == "first") {
-        wait_for(c_setup_limit, [&] { return shared.arrived > 0; });
-    } else {
-        usleep(static_cast<useconds_t>(job.seconds * 1e6));
-    }
-    const std::uint64_t syscalls_after = syscalls ? syscalls->count() : 0;
-    const Usage usage = usage_of(processes.ids);
-    const Usage publisher = usage_of({shared.service});
-    const auto arrived = static_cast<double>(shared.arrived - arrived_before);
-    const auto sent = static_cast<double>(shared.sent - sent_before);
-    const double seconds = static_cast<double>(now_ns() - begin) / 1e9;
+    const auto [sent_ns, arrived_ns] = wait_for_end(job, shared);
+    const Moment after(shared, processes, counter);
     shared.stage = Shared::ended;
-    const double cpu_us = static_cast<double>(usage.cpu_ns - usage_before.cpu_ns) / 1e3;
 
+    const double cpu_us = static_cast<double>(after.all.cpu_ns - before.all.cpu_ns) / 1e3;
+    Figures figures;
     if (job.kind == "idle") {
         const auto grown = static_cast<double>(memory_kib(processes.ids)) - static_cast<double>(shared.baseline_kib);
         figures["kib_per_connection"] = grown / (job.clients - 10.0);
-        figures["cpu_us_per_connection_s"] = cpu_us / seconds / job.clients;
-    } else if (arrived == 0 && !job.fans_out() && job.kind != "command") {
-        return give_up("nothing arrived");
-    } else {
-        figures["rate"] = arrived / seconds;
-        if (arrived > 0) {
-            figures["cpu_us"] = cpu_us / arrived;
-            figures["switches"] = static_cast<double>(usage.switches - usage_before.switches) / arrived;
-        }
-        if (syscalls) figures["syscalls"] = static_cast<double>(syscalls_after - syscalls_before) / arrived;
-        if (job.crowd != 0) figures["crowd_us"] = static_cast<double>(shared.crowd_ns) / 1e3 / job.crowd;
-        add_percentiles(shared, figures);
-        if (job.fans_out() && sent > 0) {
-            figures["publisher"] = sent / seconds;
-            figures["post_us"] = static_cast<double>(publisher.cpu_ns - publisher_before.cpu_ns) / 1e3 / sent;
-        }
+        figures["cpu_us_per_connection_s"] = cpu_us * 1e9 / static_cast<double>(after.ns - before.ns) / job.clients;
+        return figures;
     }
-    // Messages under way are no lost ones: let them arrive.
-    if (job.fans_out() || job.kind == "command") {
-        const double all = static_cast<double>(job.fans_out() ? job.clients : 1);
-        std::uint64_t last = 0;
-        for (int quiet = 0; quiet < 4; last == shared.arrived ? ++quiet : quiet = 0) {
-            last = shared.arrived;
-            usleep(25000);
-        }
-        figures["lost_percent"] =
-            std::max(0.0, 100.0 * (1 - static_cast<double>(shared.arrived) / (static_cast<double>(shared.sent) * all)));
+    const auto arrived = static_cast<double>(after.arrived - before.arrived);
+    if (arrived > 0) {
+        figures["rate"] = arrived * 1e9 / static_cast<double>(arrived_ns);
+        figures["cpu_us"] = cpu_us / arrived;
+        figures["switches"] = static_cast<double>(after.all.switches - before.all.switches) / arrived;
+        if (counter) figures["syscalls"] = static_cast<double>(after.syscalls - before.syscalls) / arrived;
     }
-    if (shared.mistakes != 0)
+    if (job.crowd != 0) figures["crowd_us"] = static_cast<double>(shared.crowd_ns) / 1e3 / job.crowd;
+    const auto sent = static_cast<double>(after.sent - before.sent);
+    if (job.fans_out() && sent > 0) {
+        figures["publisher"] = sent * 1e9 / static_cast<double>(sent_ns);
+        figures["post_us"] = static_cast<double>(after.service.cpu_ns - before.service.cpu_ns) / 1e3 / sent;
+    }
+    if (job.kind == "first") {
+        // Of one call there is no more to say.
+        return {{"p50_us", shared.samples[0] / 1e3}, {"cpu_us", cpu_us}};
+    }
+    if (has_messages) figures["lost_percent"] = lost_percent(job, shared);
+    if (shared.mistakes != 0) {
         figures["failed_ppm"] = 1e6 * static_cast<double>(shared.mistakes) / static_cast<double>(shared.sent);
+    }
+    add_percentiles(shared, figures);
+    return figures;
+}
+
+int run(const Job& job) {
+    Shared& shared = make_shared();
+    if (!takes_part(job)) return 3;
+    std::optional<Syscall_counter> counter;  // before there are processes to count those of
+    if (job.syscalls && !counter.emplace().works()) return 4;
+    const auto await = [&](const std::atomic<std::uint32_t>& count, unsigned enough, const char* complaint) {
+        wait_for(c_setup_limit * 2, [&] { return count >= enough || shared.failed > 0; });
+        if (count >= enough) return true;
+        std::fprintf(stderr, "%s\n", complaint);
+        return false;
+    };
+
+    Processes processes;
+    processes.ids.push_back(start(job, shared, [&] { run_service(job, shared); }));
+    shared.service = processes.ids[0];
+    if (!await(shared.port, 1, "the service did not open")) return 1;
+    const unsigned clients = job.kind == "idle" ? 1 : job.clients;
+    for (unsigned n = 0; n < clients; ++n) {
+        processes.ids.push_back(start(job, shared, [&] { run_client(job, shared, n); }));
+    }
+    if (job.kind != "first" && !await(shared.ready, clients, "the clients did not connect")) return 1;
+
+    const Figures figures = measure(job, shared, processes, counter);
+    if (shared.failed > 0) return 1;
     std::printf("%s\n", to_words(figures).c_str());
     return 0;
 }

@@ -39,7 +39,8 @@ long futex(std::atomic<std::uint32_t>& word, int operation, std::uint32_t value,
 
 }  // namespace
 
-void Shared::pace_receipt(std::size_t track) {
+void Shared::receipt(std::size_t track) {
+    arrived.fetch_add(1, std::memory_order_relaxed);
     Track& t = tracks[track];
     const std::uint32_t receipts = t.receipts.fetch_add(1) + 1;
     if (receipts == t.wanted.load()) futex(t.receipts, FUTEX_WAKE, 1, nullptr);

@@ -46,8 +46,6 @@ struct Shared {
     std::atomic<std::uint64_t> arrived;   ///< Messages received by everybody, or calls answered.
     std::atomic<std::uint64_t> mistakes;  ///< Calls that failed.
 
-    std::array<std::atomic<std::uint64_t>, c_clients> heard;  ///< Messages of, or for, each client.
-
     /// Nanoseconds of single calls or deliveries while `measuring`.
     std::atomic<std::uint32_t> sample_count;
     std::array<std::uint32_t, c_samples> samples;
@@ -60,21 +58,12 @@ struct Shared {
 
     bool is_over() const { return stage.load(std::memory_order_relaxed) == ended; }
 
-    /// A receiver has got a message. Wakes a sender that waits for just this one.
-    void receipt(std::size_t client) {
-        heard[client].fetch_add(1, std::memory_order_relaxed);
-        arrived.fetch_add(1, std::memory_order_relaxed);
-        pace_receipt(0);
-    }
-    /// The same for messages that several clients send, each of which is paced by itself.
-    void receipt_of(std::size_t client) {
-        heard[client].fetch_add(1, std::memory_order_relaxed);
-        arrived.fetch_add(1, std::memory_order_relaxed);
-        pace_receipt(client);
-    }
+    /// A receiver has got a message. Wakes the sender if it waits for just this one.
+    /// @param track 0 where there is one sender, otherwise the sender's number: each is paced by itself.
+    void receipt(std::size_t track);
 
-    /// Waits for `count` receipts after `sent_off` of the same track, and no longer than half a second: what has not
-    /// come by then is lost.
+    /// Waits until a track has `count` receipts since the last time, and no longer than half a second: what has not come
+    /// by then is lost.
     void pace(std::size_t track, std::uint32_t count);
 
 private:
@@ -83,8 +72,6 @@ private:
         std::atomic<std::uint32_t> wanted;    ///< 0: nobody waits.
     };
     std::array<Track, c_clients> tracks;
-
-    void pace_receipt(std::size_t track);
 };
 
 /// Maps a cleared page that forked processes share. Never unmapped.

@@ -33,7 +33,7 @@ public:
     void serve() override {
         begin();
         if (job.kind == "command") {
-            read("calls", [this](const Sample& in) { shared.receipt_of(in.data._buffer[0]); });
+            read("calls", [this](const Sample& in) { shared.receipt(in.data._buffer[0]); });
         } else {
             const dds_entity_t answers = write_to("answers");
             read("calls", [answers](const Sample& in) { dds_write(answers, &in); });
@@ -93,9 +93,9 @@ public:
         dds_write(out_, &sample);
     }
 
-    void subscribe(unsigned short, unsigned index) override {
+    void subscribe(unsigned short) override {
         begin();
-        in_ = read("events", [this, index](const Sample& in) { received(index, in.data._buffer, in.data._length); });
+        in_ = read("events", [this](const Sample& in) { received(in.data._buffer, in.data._length); });
         dds_subscription_matched_status_t status{};
         while (dds_get_subscription_matched_status(in_, &status) == 0 && status.current_count == 0) usleep(1000);
         is_ready();

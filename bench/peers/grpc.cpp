@@ -46,7 +46,7 @@ private:
     grpc::Status Call(grpc::ServerContext*, const Bytes* in, Bytes* out) override { return answer(in, out); }
     grpc::Status Send(grpc::ServerContext*, grpc::ServerReader<Bytes>* reader, Bytes*) override {
         for (Bytes message; reader->Read(&message);) {
-            shared_.receipt_of(static_cast<unsigned char>(message.data()[0]));
+            shared_.receipt(static_cast<unsigned char>(message.data()[0]));
         }
         return grpc::Status::OK;
     }
@@ -103,13 +103,13 @@ public:
         message_.set_data(data, size);
         writer_->Write(message_);
     }
-    void subscribe(unsigned short port, unsigned index) override {
+    void subscribe(unsigned short port) override {
         channel(port);
         grpc::ClientContext context;
         const auto reader = stub_->Subscribe(&context, message_);
         reader->WaitForInitialMetadata();
         is_ready();
-        while (reader->Read(&message_)) received(index, message_.data().data(), message_.data().size());
+        while (reader->Read(&message_)) received(message_.data().data(), message_.data().size());
         rest();
     }
 

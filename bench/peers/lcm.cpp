@@ -26,14 +26,13 @@ public:
         lcm_publish(lcm_, c_channel, data, static_cast<unsigned>(size));
     }
 
-    void subscribe(unsigned short, unsigned index) override {
+    void subscribe(unsigned short) override {
         begin();
-        index_ = index;
         lcm_subscribe(
             lcm_, c_channel,
             [](const lcm_recv_buf_t* message, const char*, void* self) {
                 auto* const lcm = static_cast<Lcm*>(self);
-                lcm->received(lcm->index_, message->data, message->data_size);
+                lcm->received(message->data, message->data_size);
             },
             this);
         is_ready();
@@ -47,7 +46,6 @@ private:
         if (lcm_ == nullptr) throw std::runtime_error("lcm_create");
     }
     lcm_t* lcm_ = nullptr;
-    unsigned index_ = 0;
 };
 
 }  // namespace

@@ -95,7 +95,7 @@ public:
         if (job.kind == "command") {
             check(nng_pull0_open(&socket_));
             listen();
-            receive([this](const char* data, std::size_t) { shared.receipt_of(static_cast<unsigned char>(data[0])); });
+            receive([this](const char* data, std::size_t) { shared.receipt(static_cast<unsigned char>(data[0])); });
         }
         check(nng_rep0_open(&socket_));
         if (job.kind == "async") {
@@ -148,14 +148,14 @@ public:
 
     void send(const void* data, std::size_t size) override { check(nng_sendmsg(socket_, message_of(data, size), 0)); }
 
-    void subscribe(unsigned short port, unsigned index) override {
+    void subscribe(unsigned short port) override {
         check(nng_sub0_open(&socket_));
         check(nng_socket_set(socket_, NNG_OPT_SUB_SUBSCRIBE, "", 0));
         nng_socket_set_int(socket_, NNG_OPT_RECVBUF, 8192);
         dial(port);
         usleep(100000);  // a subscription is not acknowledged
         is_ready();
-        receive([this, index](const char* data, std::size_t size) { received(index, data, size); });
+        receive([this](const char* data, std::size_t size) { received(data, size); });
     }
 
 private:

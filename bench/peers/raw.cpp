@@ -69,14 +69,14 @@ public:
         write_all(fd_, frame.data(), frame.size());
     }
 
-    void subscribe(unsigned short port, unsigned index) override {
+    void subscribe(unsigned short port) override {
         if (job.kind == "multicast") {
-            listen_to_group(port, index);
+            listen_to_group(port);
             return;
         }
         fd_ = connect_tcp(port);
         is_ready();
-        while (each_frame(fd_, [&](const char* data, std::size_t size) { received(index, data, size); })) {
+        while (each_frame(fd_, [this](const char* data, std::size_t size) { received(data, size); })) {
         }
     }
 
@@ -97,7 +97,7 @@ private:
     void collect(int fd) {
         Frame_reader reader;
         while (each_frame(fd, reader, [this](const char* data, std::size_t) {
-            shared.receipt_of(static_cast<unsigned char>(data[0]));
+            shared.receipt(static_cast<unsigned char>(data[0]));
         })) {
         }
     }
@@ -125,7 +125,7 @@ private:
         is_open(9846);
     }
 
-    void listen_to_group(unsigned short port, unsigned index) {
+    void listen_to_group(unsigned short port) {
         const int fd = socket(AF_INET, SOCK_DGRAM, 0);
         const int on = 1;
         setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
@@ -139,7 +139,7 @@ private:
         is_ready();
         char buffer[65536];
         for (ssize_t size = 0; (size = recv(fd, buffer, sizeof buffer, 0)) >= 0;) {
-            received(index, buffer, static_cast<std::size_t>(size));
+            received(buffer, static_cast<std::size_t>(size));
         }
     }
 

@@ -52,7 +52,7 @@ public:
 
 private:
     void on_sync(Addr, Sync_model, double, double, const void* _buffer_, const Pksize) override {
-        shared_.receipt_of(*static_cast<const unsigned char*>(_buffer_));
+        shared_.receipt(*static_cast<const unsigned char*>(_buffer_));
     }
     Shared& shared_;
 };
@@ -170,15 +170,15 @@ public:
 
     void send(const void* data, std::size_t size) override { command_->write(data, static_cast<Pksize>(size)); }
 
-    void subscribe(unsigned short port, unsigned index) override {
+    void subscribe(unsigned short port) override {
         initialize();
         const Addr addr(Vorn35::inet_addr(job.kind == "multicast" ? "198.51.100.1" : "127.0.0.1"), port);
         if (job.kind == "event") {
-            auto* const client = new Event_client(*this, index);
+            auto* const client = new Event_client(*this);
             bring_up(*client, addr);
             link([&] { return client->await_link_return(client->async_link(0.2), nullptr); });
         } else {
-            auto* const client = new Information_client(*this, index);
+            auto* const client = new Information_client(*this);
             bring_up(*client, addr);
             const bool reliable = job.kind != "multicast";
             link([&] { return client->await_link_return(client->async_link(reliable, 0.2), nullptr); });
@@ -189,18 +189,16 @@ public:
 
 private:
     struct Event_client : Proxy_event {
-        Event_client(Vorn& peer, unsigned index) : Proxy_event(1), peer(peer), index(index) {}
-        void on_event(const void* _data_, Pksize _size, double) override { peer.received(index, _data_, _size); }
+        explicit Event_client(Vorn& peer) : Proxy_event(1), peer(peer) {}
+        void on_event(const void* _data_, Pksize _size, double) override { peer.received(_data_, _size); }
         Vorn& peer;
-        unsigned index;
     };
     struct Information_client : Proxy_information {
-        Information_client(Vorn& peer, unsigned index) : Proxy_information(1), peer(peer), index(index) {}
+        explicit Information_client(Vorn& peer) : Proxy_information(1), peer(peer) {}
         void on_sync(Sync_model, double, double, const void* _data_, Pksize _size) override {
-            peer.received(index, _data_, _size);
+            peer.received(_data_, _size);
         }
         Vorn& peer;
-        unsigned index;
     };
 
     /// The service's part of the crowd.

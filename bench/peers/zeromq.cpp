@@ -24,7 +24,7 @@ public:
             zmq::socket_t& socket = bind(zmq::socket_type::pull);
             for (zmq::message_t message;;) {
                 static_cast<void>(socket.recv(message));
-                shared.receipt_of(*static_cast<unsigned char*>(message.data()));
+                shared.receipt(*static_cast<unsigned char*>(message.data()));
             }
         }
         if (job.kind == "call" || job.kind == "first") {
@@ -76,14 +76,14 @@ public:
         sockets_.back().send(zmq::const_buffer(data, size), zmq::send_flags::none);
     }
 
-    void subscribe(unsigned short port, unsigned index) override {
+    void subscribe(unsigned short port) override {
         zmq::socket_t& socket = dial(port, zmq::socket_type::sub);
         socket.set(zmq::sockopt::subscribe, "");
         usleep(100000);  // a subscription is not acknowledged
         is_ready();
         for (zmq::message_t message;;) {
             static_cast<void>(socket.recv(message));
-            received(index, message.data(), message.size());
+            received(message.data(), message.size());
         }
     }
 
