@@ -10,8 +10,10 @@
 #include <fstream>
 #include <map>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "driver/report.h"
@@ -112,14 +114,17 @@ std::string output_of(const std::string& command, int* code) {
     return text;
 }
 
+constexpr int c_absent = 3;  // the exit code of a peer that cannot do a job
+
 /// One run of one peer. Nothing: it does not take part, or it failed, which is said.
-std::optional<Figures> run(const fs::path& program, const Job& job) {
+std::optional<Figures> run(const fs::path& program, const Job& job, int* code_ = nullptr) {
     const std::string command = "timeout -k 1 " + std::to_string(60 + static_cast<int>(job.seconds)) + " " +
                                 program.string() + " " + to_words(job);
     int code = 0;
     const std::string text = output_of(command, &code);
+    if (code_ != nullptr) *code_ = code;
     if (code == 0) return parse_figures(text);
-    if (code != 3 && code != 4) std::fprintf(stderr, "bench: failed with %d: %s\n", code, command.c_str());
+    if (code != c_absent && code != 4) std::fprintf(stderr, "bench: failed with %d: %s\n", code, command.c_str());
     return {};
 }
 
@@ -185,12 +190,13 @@ private:
         const std::vector<std::string> names = names_of(c);
         for (std::size_t i = 0; i < names.size(); ++i) {
             const std::string& name = names[(i + static_cast<std::size_t>(round)) % names.size()];
-            // Who did not take part in the first round does not in the others.
-            if (round > 0 && !results_[n].contains(name)) continue;
+            if (absent_.contains({n, name})) continue;
             const auto variant = std::find_if(c.variants.begin(), c.variants.end(),
                                               [&](const Variant& candidate) { return candidate.name == name; });
-            const auto figures =
-                variant == c.variants.end() ? run(program(name), c.job) : run(program(c_own), variant->job);
+            const bool is_peer = variant == c.variants.end();
+            int code = 0;
+            const auto figures = run(program(is_peer ? name : c_own), is_peer ? c.job : variant->job, &code);
+            if (code == c_absent) absent_.emplace(n, name);
             if (!figures) continue;
             results_[n][name][round] = *figures;
             log(c, name, round, *figures);
@@ -237,7 +243,8 @@ private:
     fs::path programs_;
     std::vector<Case> cases_;
     std::vector<std::string> peers_;
-    std::map<std::size_t, Results> results_;  ///< By the number of the case.
+    std::map<std::size_t, Results> results_;                ///< By the number of the case.
+    std::set<std::pair<std::size_t, std::string>> absent_;  ///< Who does not take part in which case.
 };
 
 }  // namespace

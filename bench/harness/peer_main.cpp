@@ -317,6 +317,10 @@ int run(const Job& job) {
 
     const Figures figures = measure(job, shared, processes, counter);
     if (shared.failed > 0) return 1;
+    if (job.kind != "idle" && shared.arrived == 0) {
+        std::fprintf(stderr, "nothing arrived\n");
+        return 1;
+    }
     std::printf("%s\n", to_words(figures).c_str());
     return 0;
 }

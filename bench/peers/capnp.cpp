@@ -20,7 +20,7 @@ capnp::ReaderOptions no_limit() {
     return options;
 }
 
-class Echo : public wire::Echo::Server {
+class Echo final : public wire::Echo::Server {
     kj::Promise<void> call(CallContext context) override {
         context.getResults().setData(context.getParams().getData());
         return kj::READY_NOW;

@@ -97,12 +97,13 @@ private:
     std::size_t end_ = 0;
 };
 
-inline std::vector<char> make_frame(const void* data, std::size_t size) {
-    std::vector<char> frame(sizeof(Frame_header) + size);
+/// Writes a frame over what was in the vector, whose memory is used again.
+inline const std::vector<char>& make_frame(const void* data, std::size_t size, std::vector<char>* frame) {
     const Frame_header header{static_cast<std::uint32_t>(size), {}};
-    std::memcpy(frame.data(), &header, sizeof header);
-    std::memcpy(frame.data() + sizeof header, data, size);
-    return frame;
+    frame->resize(sizeof header + size);
+    std::memcpy(frame->data(), &header, sizeof header);
+    std::memcpy(frame->data() + sizeof header, data, size);
+    return *frame;
 }
 
 }  // namespace bench

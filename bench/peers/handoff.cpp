@@ -17,27 +17,47 @@ namespace {
 
 /// Whole frames between two threads.
 struct Batch {
+    void add(const char* run, std::size_t size, std::size_t count) {
+        bytes.insert(bytes.end(), run, run + size);
+        frames += count;
+    }
+    void add_message(const void* data, std::size_t size) {
+        const Frame_header header{static_cast<std::uint32_t>(size), {}};
+        bytes.reserve(bytes.size() + sizeof header + size);
+        add(reinterpret_cast<const char*>(&header), sizeof header, 0);
+        add(static_cast<const char*>(data), size, 1);
+    }
+    void clear() {
+        bytes.clear();
+        frames = 0;
+    }
+
     std::vector<char> bytes;
     std::size_t frames = 0;
 };
 
 class Hand_over {
 public:
-    void put(const char* bytes, std::size_t size, std::size_t frames) {
+    /// Puts the frames behind those that wait, without a copy if none does. The batch is empty afterwards.
+    void put(Batch* batch) {
         bool was_empty = false;
         {
             const std::lock_guard lock(mutex_);
             was_empty = batch_.frames == 0;
-            batch_.bytes.insert(batch_.bytes.end(), bytes, bytes + size);
-            batch_.frames += frames;
+            if (was_empty) {
+                std::swap(*batch, batch_);
+            } else {
+                batch_.bytes.insert(batch_.bytes.end(), batch->bytes.begin(), batch->bytes.end());
+                batch_.frames += batch->frames;
+            }
         }
+        batch->clear();
         if (was_empty) filled_.notify_one();
     }
 
     /// Waits for something and takes all of it. The old contents of the batch are dropped, its memory is used again.
     void take(Batch* batch) {
-        batch->bytes.clear();
-        batch->frames = 0;
+        batch->clear();
         std::unique_lock lock(mutex_);
         filled_.wait(lock, [this] { return batch_.frames != 0; });
         std::swap(*batch, batch_);
@@ -61,8 +81,11 @@ public:
         }).detach();
         std::thread([this, fd] {
             Frame_reader reader;
-            while (
-                reader.read(fd, [this](const char* run, std::size_t size, std::size_t n) { in.put(run, size, n); })) {
+            for (Batch batch;;) {
+                const bool goes_on = reader.read(
+                    fd, [&](const char* run, std::size_t size, std::size_t frames) { batch.add(run, size, frames); });
+                if (!goes_on) return;
+                in.put(&batch);
             }
         }).detach();
     }
@@ -82,23 +105,25 @@ public:
         End end(no_delay(accept(listener, nullptr, nullptr)));
         for (Batch batch;;) {  // the handler
             end.in.take(&batch);
-            end.out.put(batch.bytes.data(), batch.bytes.size(), batch.frames);
+            end.out.put(&batch);
         }
     }
 
     void connect(unsigned short port, unsigned) override { end_ = std::make_unique<End>(connect_tcp(port)); }
 
     bool call(const void* data, std::size_t size) override {
-        const std::vector<char> frame = make_frame(data, size);
-        end_->out.put(frame.data(), frame.size(), 1);
+        request_.add_message(data, size);
+        end_->out.put(&request_);
         end_->in.take(&answer_);
         return true;
     }
 
     void call_many(const void* data, std::size_t size, Window& window) override {
-        const std::vector<char> frame = make_frame(data, size);
         while (!window.is_over()) {
-            while (window.may_send()) end_->out.put(frame.data(), frame.size(), 1);
+            while (window.may_send()) {
+                request_.add_message(data, size);
+                end_->out.put(&request_);
+            }
             end_->in.take(&answer_);
             for (std::size_t n = answer_.frames; n > 0; --n) window.answered();
         }
@@ -106,6 +131,7 @@ public:
 
 private:
     std::unique_ptr<End> end_;
+    Batch request_;
     Batch answer_;
 };
 

@@ -40,19 +40,19 @@ public:
             sendto(udp_, data, size, 0, reinterpret_cast<const sockaddr*>(&group_), sizeof group_);
             return;
         }
-        const std::vector<char> frame = make_frame(data, size);
+        const std::vector<char>& frame = make_frame(data, size, &frame_);
         for (const int fd : subscribers_) write_all(fd, frame.data(), frame.size());
     }
 
     void connect(unsigned short port, unsigned index) override { fd_ = connect_tcp(port, index); }
 
     bool call(const void* data, std::size_t size) override {
-        const std::vector<char> frame = make_frame(data, size);
+        const std::vector<char>& frame = make_frame(data, size, &frame_);
         return write_all(fd_, frame.data(), frame.size()) && reader_.read(fd_, [](auto...) {});
     }
 
     void call_many(const void* data, std::size_t size, Window& window) override {
-        const std::vector<char> frame = make_frame(data, size);
+        const std::vector<char>& frame = make_frame(data, size, &frame_);
         std::vector<char> batch;
         while (!window.is_over()) {
             batch.clear();
@@ -65,7 +65,7 @@ public:
     }
 
     void send(const void* data, std::size_t size) override {
-        const std::vector<char> frame = make_frame(data, size);
+        const std::vector<char>& frame = make_frame(data, size, &frame_);
         write_all(fd_, frame.data(), frame.size());
     }
 
@@ -144,6 +144,7 @@ private:
     }
 
     int fd_ = -1;
+    std::vector<char> frame_;
     Frame_reader reader_;
     std::vector<int> subscribers_;
     int udp_ = -1;
