@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -84,17 +85,27 @@ public:
                 whole += sizeof header + header.size;
             }
             if (frames == 0) continue;
+            whole_ = whole;
             use(buffer_.data(), whole, frames);
-            end_ -= whole;
-            if (end_ != 0) std::memmove(buffer_.data(), buffer_.data() + whole, end_);
+            end_ -= whole_;
+            if (end_ != 0) std::memmove(buffer_.data(), buffer_.data() + whole_, end_);
             return true;
         }
     }
 
+    /// Called by `use`: gives the buffer away for another one, if nothing is in it but the run.
+    bool give_away(std::vector<char>* buffer) {
+        if (end_ != whole_) return false;
+        std::swap(*buffer, buffer_);
+        end_ = whole_ = 0;
+        return true;
+    }
+
 private:
     static constexpr std::size_t c_least = 1U << 16U;
-    std::vector<char> buffer_;
-    std::size_t end_ = 0;
+    std::vector<char> buffer_;  ///< As large as it ever had to be.
+    std::size_t end_ = 0;       ///< Of what was read.
+    std::size_t whole_ = 0;     ///< Of the run that is in use.
 };
 
 /// Writes a frame over what was in the vector, whose memory is used again.

@@ -17,22 +17,21 @@ namespace {
 
 /// Whole frames between two threads.
 struct Batch {
-    void add(const char* run, std::size_t size, std::size_t count) {
-        bytes.insert(bytes.end(), run, run + size);
+    void add(const char* run, std::size_t run_size, std::size_t count) {
+        if (bytes.size() < size + run_size) bytes.resize(size + run_size);
+        std::memcpy(bytes.data() + size, run, run_size);
+        size += run_size;
         frames += count;
     }
-    void add_message(const void* data, std::size_t size) {
-        const Frame_header header{static_cast<std::uint32_t>(size), {}};
-        bytes.reserve(bytes.size() + sizeof header + size);
+    void add_message(const void* data, std::size_t data_size) {
+        const Frame_header header{static_cast<std::uint32_t>(data_size), {}};
         add(reinterpret_cast<const char*>(&header), sizeof header, 0);
-        add(static_cast<const char*>(data), size, 1);
+        add(static_cast<const char*>(data), data_size, 1);
     }
-    void clear() {
-        bytes.clear();
-        frames = 0;
-    }
+    void clear() { size = frames = 0; }
 
-    std::vector<char> bytes;
+    std::vector<char> bytes;  ///< May be longer than what is in it.
+    std::size_t size = 0;
     std::size_t frames = 0;
 };
 
@@ -47,8 +46,7 @@ public:
             if (was_empty) {
                 std::swap(*batch, batch_);
             } else {
-                batch_.bytes.insert(batch_.bytes.end(), batch->bytes.begin(), batch->bytes.end());
-                batch_.frames += batch->frames;
+                batch_.add(batch->bytes.data(), batch->size, batch->frames);
             }
         }
         batch->clear();
@@ -76,14 +74,20 @@ public:
         std::thread([this, fd] {
             for (Batch batch;;) {
                 out.take(&batch);
-                if (!write_all(fd, batch.bytes.data(), batch.bytes.size())) return;
+                if (!write_all(fd, batch.bytes.data(), batch.size)) return;
             }
         }).detach();
         std::thread([this, fd] {
             Frame_reader reader;
             for (Batch batch;;) {
-                const bool goes_on = reader.read(
-                    fd, [&](const char* run, std::size_t size, std::size_t frames) { batch.add(run, size, frames); });
+                const bool goes_on = reader.read(fd, [&](const char* run, std::size_t size, std::size_t frames) {
+                    if (reader.give_away(&batch.bytes)) {
+                        batch.size = size;
+                        batch.frames = frames;
+                    } else {
+                        batch.add(run, size, frames);
+                    }
+                });
                 if (!goes_on) return;
                 in.put(&batch);
             }
