@@ -129,11 +129,14 @@ protected:
     }
 };
 
-/// Until a thread has entered the wait for the promise, so that an answer from now on ends it. (Looks at the
-/// condition variable's count of waiters, which glibc keeps in units of 8.)
-inline void until_waited_for(Promise_ _promise) {
+/// Whether a thread is in the wait for the promise, so that an answer from now on ends it. (Looks at the condition
+/// variable's count of waiters, which glibc keeps in units of 8.)
+inline bool is_waited_for(Promise_ _promise) {
     const unsigned* const waiters = &_promise->value_->event.native_handle()->__data.__wrefs;
-    ASSERT_TRUE(eventually([waiters] { return __atomic_load_n(waiters, __ATOMIC_ACQUIRE) >= 8; }));
+    return __atomic_load_n(waiters, __ATOMIC_ACQUIRE) >= 8;
+}
+inline void until_waited_for(Promise_ _promise) {
+    ASSERT_TRUE(eventually([_promise] { return is_waited_for(_promise); }));
 }
 
 /// A wait on a thread of its own that has begun.
