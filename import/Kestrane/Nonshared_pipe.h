@@ -17,6 +17,9 @@ namespace Kestrane {
 /// The bound comes with the push: it is refused when the length is greater than `limit`, so the pipe reaches
 /// a length of `limit` + 1 and no more. After `proc_shutdown` nothing enters and `eproc_receive` gives
 /// nothing out; what is still inside can be had with `eproc_pop`.
+///
+/// At most one receiver is on its way to an item: only when it has come is another one woken, and none while all are
+/// awake. Whoever takes an item wakes the next one if more wait (`eproc_receive` does so by itself).
 template <class T>
 class Nonshared_pipe {
 public:
@@ -52,30 +55,37 @@ public:
         return success;
     }
 
-    /// `eproc_push`, and one receiver is woken, also when the push was refused as busy.
+    /// `eproc_push`, and a receiver that sleeps is woken, also when the push was refused as busy.
     [[nodiscard]] Error eproc_send(const T& _item, std::size_t _limit) {
         const Error result = eproc_push(_item, _limit);
-        if (result != shutdown) event.notify_one();
+        if (result != shutdown) proc_wake();
         return result;
     }
 
-    /// Waits for an item and takes it. `shutdown` as soon as the pipe is not valid, items or none.
-    [[nodiscard]] Error eproc_receive(T* _item_) {
+    /// Waits until there is an item, and leaves it there. `shutdown` as soon as the pipe is not valid, items or none.
+    [[nodiscard]] Error eproc_wait() {
         std::unique_lock guard(lock);
-        event.wait(guard, [this] { return !valid || !queue.empty(); });
-        if (!valid) return shutdown;
-        take(_item_);
-        return success;
+        while (valid && queue.empty()) sleep([&] { event.wait(guard); });
+        return valid ? success : shutdown;
     }
 
     /// The same in waits of `_seconds` each, without end: the time is the length of one wait and not of the
     /// operation. Whether the pipe is valid is looked at on entry only, so a shutdown does not end the wait.
-    [[nodiscard]] Error eproc_receive_timeout(T* _item_, double _seconds) {
+    [[nodiscard]] Error eproc_wait_timeout(double _seconds) {
         std::unique_lock guard(lock);
         if (!valid) return shutdown;
-        while (queue.empty()) event.wait_for(guard, to_duration(_seconds));
-        take(_item_);
+        while (queue.empty()) sleep([&] { event.wait_for(guard, to_duration(_seconds)); });
         return success;
+    }
+
+    /// `eproc_wait`, and takes the item.
+    [[nodiscard]] Error eproc_receive(T* _item_) {
+        return receive(_item_, [this] { return eproc_wait(); });
+    }
+
+    /// `eproc_wait_timeout`, and takes the item.
+    [[nodiscard]] Error eproc_receive_timeout(T* _item_, double _seconds) {
+        return receive(_item_, [this, _seconds] { return eproc_wait_timeout(_seconds); });
     }
 
     /// Takes the first item without waiting, also after `proc_shutdown`; `unknown` when there is none.
@@ -84,6 +94,16 @@ public:
         if (queue.empty()) return unknown;
         take(_item_);
         return success;
+    }
+
+    /// Wakes a receiver that sleeps, if there is an item for it and nobody was woken for that yet.
+    void proc_wake() {
+        {
+            const std::lock_guard guard(lock);
+            if (queue.empty() || sleepers == 0 || woken) return;
+            woken = true;
+        }
+        event.notify_one();
     }
 
     /// Ends the pipe and wakes all receivers.
@@ -98,16 +118,40 @@ public:
 protected:
     bool valid = true;  ///< Guarded by `lock`.
     std::condition_variable event;
-    std::mutex lock;       ///< Guards `valid` and `queue`. Held by nothing that calls out of the pipe.
+    std::mutex lock;       ///< Guards all but `max_size`. Held by nothing that calls out of the pipe.
     std::size_t max_size;  ///< Kept, and compared with nothing.
 
 private:
+    template <class Wait>
+    Error receive(T* _item_, Wait _wait) {
+        for (;;) {
+            if (const Error result = _wait(); result != success) return result;
+            // Somebody else may have been faster.
+            if (eproc_pop(_item_) != success) continue;
+            proc_wake();
+            return success;
+        }
+    }
+
+    /// One wait; `lock` is held before and after it.
+    template <class Wait>
+    void sleep(Wait _wait) {
+        ++sleepers;
+        _wait();
+        --sleepers;
+        woken = false;
+    }
+
     void take(T* _item_) {
         *_item_ = std::move(queue.front());
         queue.pop_front();
     }
 
-    std::deque<T> queue;  ///< Guarded by `lock`.
+    // Guarded by `lock`.
+
+    std::deque<T> queue;
+    std::size_t sleepers = 0;  ///< Receivers that wait on `event`.
+    bool woken = false;        ///< One of them was woken and has not come yet.
 };
 
 }  // namespace Kestrane

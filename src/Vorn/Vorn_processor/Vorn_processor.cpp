@@ -96,25 +96,30 @@ Error Vorn_processor::apply_process(Token _token) {
 }
 
 Error Vorn_processor::listener() {
-    return listener_turn([this](Token* _token_) { return eproc_receive(_token_); });
+    return listener_turn([this] { return eproc_wait(); });
 }
 
 Error Vorn_processor::listener(double _timeout) {
-    return listener_turn([this, _timeout](Token* _token_) { return eproc_receive_timeout(_token_, _timeout); });
+    return listener_turn([this, _timeout] { return eproc_wait_timeout(_timeout); });
 }
 
-template <class Receive>
-Error Vorn_processor::listener_turn(Receive _receive) {
-    Unique_lock serial(serial_lock);
-    Token token;
-    if (const auto result = _receive(&token); result != success) return result;
-    if (!token.has_header()) {
+template <class Wait>
+Error Vorn_processor::listener_turn(Wait _wait) {
+    for (;;) {
+        // Without the lock, so that the listener that goes on with a message need not wake one that could wait instead.
+        if (const auto result = _wait(); result != success) return result;
+        Unique_lock serial(serial_lock);
+        Token token;
+        if (eproc_pop(&token) != success) continue;
+        if (token.has_header()) {
+            serial.release();
+            return listener_processor(token);
+        }
         // An instruction and no message: the whole pool of listeners sleeps for so many seconds.
         if (token.data_mm > 0) std::this_thread::sleep_for(Kestrane::to_duration(static_cast<double>(token.data_mm)));
+        proc_wake();
         return 0;
     }
-    serial.release();
-    return listener_processor(token);
 }
 
 void Vorn_processor::thread_listener() {

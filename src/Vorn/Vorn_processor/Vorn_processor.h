@@ -99,7 +99,8 @@ public:
 
     // Dispatch and returns.
 
-    /// Entered with `serial_lock` held; leaves it released. Owns the token.
+    /// Entered with `serial_lock` held; leaves it released. Wakes a listener for the next message as soon as this one
+    /// stands in its queue or is about to run. Owns the token.
     Error listener_processor(Token _token) VORN35_RELEASE(serial_lock);
     /// Wakes the waiter of an answer, or all waiters on a lost server. Owns the token.
     Error return_processor(Token _token);
@@ -145,10 +146,10 @@ public:
     void recv_datagram_stubes_info(Token _token, Packet* _pkt_);
 
 private:
-    /// One turn of a listener: receives under `serial_lock` and goes on to the message. clang cannot follow a guard
-    /// that leaves its mutex locked.
-    template <class Receive>
-    Error listener_turn(Receive _receive) VORN35_NO_THREAD_SAFETY_ANALYSIS;
+    /// One turn of a listener: waits, takes a message under `serial_lock` and goes on to it. clang cannot follow a
+    /// guard that leaves its mutex locked.
+    template <class Wait>
+    Error listener_turn(Wait _wait) VORN35_NO_THREAD_SAFETY_ANALYSIS;
     void run_adapter(void* _object_, Token _token, bool _to_proxy);
     void drain(class_thread_qbuffer* _qbuffer);
     void return_unclaimed(Token _token);

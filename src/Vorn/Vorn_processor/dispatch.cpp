@@ -38,6 +38,7 @@ Error Vorn_processor::listener_processor(Token _token) {
         const Shared_hold hold;
         if (pkt->update_packet_time_and_return_timeout()) {
             _token.free();
+            proc_wake();
             return 0;
         }
         const Msg_addr msg_addr(pkt->get_dst_port(), pkt->header.code,
@@ -48,9 +49,11 @@ Error Vorn_processor::listener_processor(Token _token) {
         void* const object = to_proxy ? static_cast<void*>(find_object(remote_stubes, pkt->get_src()))
                                       : static_cast<void*>(find_object(local_stubes, pkt->get_dst_port()));
         serial.unlock();
+        const auto qbuffer = object == nullptr ? nullptr : qbuffering(msg_addr, _token, pkt, object);
+        proc_wake();
         if (object == nullptr) {
             send_back(pkt, VORN_ERR_OBJECT_IS_NOT_EXIST_, to_proxy ? send_tcp_client : send_tcp_server);
-        } else if (const auto qbuffer = qbuffering(msg_addr, _token, pkt, object)) {
+        } else if (qbuffer != nullptr) {
             drain(qbuffer.get());
         } else {
             run_adapter(object, _token, to_proxy);
