@@ -2,7 +2,7 @@
 /// The network relay as the rest of the runtime sees it: moves `Token`s between processes over TCP and UDP
 /// with five worker threads.
 ///
-/// Callers never write to a socket: a `send_` operation queues the token and arms a worker. A token belongs
+/// Callers never write to a socket: a `send_` operation queues the token and wakes a worker. A token belongs
 /// to the relay when a `send_` operation returned 0, and stays the caller's on any other result.
 #pragma once
 
@@ -35,6 +35,17 @@ void del_server(Port _port);
 int add_client(Addr _stub_addr);
 /// Lets the queued messages go out and then closes.
 void del_client(Addr _stub_addr);
+
+/// What a thread sends while one of these lives wakes the send workers once, at the end of the outermost one; messages
+/// may go out before. Not to be held while application code runs or the thread waits, and only inside of a hold of
+/// `mutex_01` or on a thread that ends before `finalize_inet`.
+class Sending {
+public:
+    Sending();
+    ~Sending();
+    Sending(const Sending&) = delete;
+    Sending& operator=(const Sending&) = delete;
+};
 
 /// To a client that is connected here. -1: no such connection.
 int send_tcp_server(Addr _proxy_addr, Token _token, Packet* _pkt_);

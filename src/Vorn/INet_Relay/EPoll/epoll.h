@@ -15,6 +15,7 @@
 
 #include <atomic>
 #include <deque>
+#include <list>
 #include <map>
 #include <queue>
 #include <set>
@@ -46,6 +47,10 @@ struct struct_epoll_overlapped {
 
     /// Passed on when a worker arms the record for another one, so that what it wrote is seen there.
     std::atomic<unsigned> baton{0};
+
+    /// The record's own node, and where it is kept while the record is not in a send line (send_line.h).
+    std::list<struct_epoll_overlapped*> place{this};
+    const std::list<struct_epoll_overlapped*>::iterator node = place.begin();
 
     struct_epoll_overlapped(Socket _socket, enum_socket_type _type, Addr _local_addr)
         : socket(_socket), type(_type), local_addr(_local_addr) {}

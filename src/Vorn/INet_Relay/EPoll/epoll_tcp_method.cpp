@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <new>
 
-#include "Vorn/INet_Relay/EPoll/reap.h"
+#include "Vorn/INet_Relay/EPoll/send_line.h"
 #include "Vorn/INet_Relay/EPoll/socket_call.h"
 
 namespace Vorn35 {
@@ -125,6 +125,7 @@ int request_recv_header(struct_epoll_overlapped_tcp* _record) {
 
 int recv_connection(struct_epoll_overlapped_tcp* _record) {
     try {
+        const Sending sending;
         for (int step = 0; step < c_steps_per_wake_up; ++step) {
             std::size_t moved = 0;
             switch (receive_stream(_record->socket, _record->recv_buf, _record->recv_len, &moved)) {
@@ -195,7 +196,7 @@ int send_connection(struct_epoll_overlapped_tcp* _record) {
         _record->send_queue.pop();
         if (!_record->send_queue.empty()) start_front(_record);
     }
-    arm(epoll_tcp_send, _record, c_arm_send);
+    g_tcp_send_line.put(_record);
     return 0;
 }
 
@@ -206,7 +207,7 @@ void queue_message(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _
     if (!idle) return;
     start_front(_record);
     _record->send_state = true;
-    arm(epoll_tcp_send, _record, c_arm_send);
+    g_tcp_send_line.put(_record);
 }
 
 void queue_closing_marker(struct_epoll_overlapped_tcp* _record) {
@@ -216,7 +217,7 @@ void queue_closing_marker(struct_epoll_overlapped_tcp* _record) {
     // A queue that stands still after a failed send is woken, too: the worker finds the failure and ends it.
     if (idle || !_record->send_state) {
         _record->send_state = true;
-        arm(epoll_tcp_send, _record, c_arm_send);
+        g_tcp_send_line.put(_record);
     }
 }
 

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <string>
 
-#include "Vorn/INet_Relay/EPoll/reap.h"
+#include "Vorn/INet_Relay/EPoll/send_line.h"
 
 namespace Vorn35 {
 
@@ -27,17 +27,30 @@ inline bool is_broken(std::uint32_t _events) {
 /// worker.
 enum class On_fault { end, go_on };
 
+/// Records of its line that a send worker serves before it looks at its epoll instance.
+inline constexpr int c_served_per_look = 64;
+
 /// The shape that all workers share.
+/// @param _line of a send worker: its records have something to send, and are served without an event.
 /// @param _step called with the record and the event word; one event a turn.
 template <class Record, class Step>
-void run_worker(Worker _worker, int _epoll, On_fault _on_fault, Step _step) {
+void run_worker(Worker _worker, int _epoll, On_fault _on_fault, Send_line* _line, Step _step) {
     if (_epoll == -1) return;  // there was no descriptor for it: nothing can come
     worker_begin(_worker);
+    int served = 0;
     for (;;) {
         try {
             worker_pass(_worker);
+            struct_epoll_overlapped* const waiting = _line == nullptr ? nullptr : _line->next();
+            if (waiting != nullptr) {
+                _step(static_cast<Record*>(waiting), EPOLLOUT);
+                if (++served < c_served_per_look) continue;
+            }
+            served = 0;
             epoll_event event{};
-            const int count = ::epoll_wait(_epoll, &event, 1, -1);
+            const int count = ::epoll_wait(_epoll, &event, 1, waiting == nullptr ? -1 : 0);
+            if (_line != nullptr && waiting == nullptr) _line->awake();
+            if (count == 0 && waiting != nullptr) continue;
             if (count == -1 && errno == EINTR) continue;
             if (count <= 0) throw std::string("epoll_wait");
             if (event.data.ptr == nullptr) break;

@@ -33,7 +33,7 @@ void step(struct_epoll_overlapped* _record, std::uint32_t _events) {
 }  // namespace
 
 void epoll_thread_tcp_init_entry() {
-    run_worker<struct_epoll_overlapped>(Worker::tcp_init, epoll_tcp_init, On_fault::end, step);
+    run_worker<struct_epoll_overlapped>(Worker::tcp_init, epoll_tcp_init, On_fault::end, nullptr, step);
 }
 
 }  // namespace Vorn35

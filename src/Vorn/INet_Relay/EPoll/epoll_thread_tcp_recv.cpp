@@ -31,7 +31,7 @@ void step(struct_epoll_overlapped_tcp* _record, std::uint32_t _events) {
 }  // namespace
 
 void epoll_thread_tcp_recv_entry() {
-    run_worker<struct_epoll_overlapped_tcp>(Worker::tcp_recv, epoll_tcp_recv, On_fault::end, step);
+    run_worker<struct_epoll_overlapped_tcp>(Worker::tcp_recv, epoll_tcp_recv, On_fault::end, nullptr, step);
 }
 
 }  // namespace Vorn35

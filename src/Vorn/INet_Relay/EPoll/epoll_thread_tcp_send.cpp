@@ -26,7 +26,7 @@ void step(struct_epoll_overlapped_tcp* _record, std::uint32_t _events) {
 }  // namespace
 
 void epoll_thread_tcp_send_entry() {
-    run_worker<struct_epoll_overlapped_tcp>(Worker::tcp_send, epoll_tcp_send, On_fault::end, step);
+    run_worker<struct_epoll_overlapped_tcp>(Worker::tcp_send, epoll_tcp_send, On_fault::end, &g_tcp_send_line, step);
 }
 
 }  // namespace Vorn35

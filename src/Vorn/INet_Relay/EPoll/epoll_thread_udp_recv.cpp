@@ -4,7 +4,7 @@
 namespace Vorn35 {
 
 void epoll_thread_udp_recv_entry() {
-    run_worker<struct_epoll_overlapped_ex>(Worker::udp_recv, epoll_udp_recv, On_fault::go_on,
+    run_worker<struct_epoll_overlapped_ex>(Worker::udp_recv, epoll_udp_recv, On_fault::go_on, nullptr,
                                            [](auto* _record, std::uint32_t) { recv_udp(_record); });
 }
 

@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
-#include "Vorn/INet_Relay/EPoll/reap.h"
+#include "Vorn/INet_Relay/EPoll/send_line.h"
 #include "Vorn/INet_Relay/EPoll/socket_call.h"
 
 namespace Vorn35 {
@@ -157,13 +157,14 @@ void udp_finalize() {
 
 int send_udp(Token _token, Packet* _pkt_) {
     _pkt_->update_packet_time_and_return_timeout();
+    const Sending sending;
     const Lock_guard lock(g_udp_map_lock);
     const auto found = g_udp_map.find(_pkt_->get_dst_port());
     if (found == g_udp_map.end()) return -1;
     struct_epoll_overlapped_ex* const record = found->second;
     const Lock_guard queue_lock(record->send_queue_lock);
     record->send_queue.push(_token);
-    if (record->send_queue.size() == 1) arm(epoll_udp_send, record, c_arm_send);
+    if (record->send_queue.size() == 1) g_udp_send_line.put(record);
     return 0;
 }
 
@@ -195,14 +196,17 @@ int send_udp(struct_epoll_overlapped_ex* _record) {
         message.msg_iovlen = token.has_data() ? 2 : 1;
         const ssize_t sent =
             uninterrupted([&] { return ::sendmsg(_record->socket, &message, MSG_DONTWAIT | MSG_NOSIGNAL); });
-        if (sent == -1 && is_would_block(errno)) break;
+        if (sent == -1 && is_would_block(errno)) {
+            arm(epoll_udp_send, _record, c_arm_send);
+            return 0;
+        }
         // Any other failure is silent: nobody waits for a datagram.
         const Lock_guard lock(_record->send_queue_lock);
         _record->send_queue.pop();
         token.free();
     }
     const Lock_guard lock(_record->send_queue_lock);
-    if (!_record->send_queue.empty()) arm(epoll_udp_send, _record, c_arm_send);
+    if (!_record->send_queue.empty()) g_udp_send_line.put(_record);
     return 0;
 }
 

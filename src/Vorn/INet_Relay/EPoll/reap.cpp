@@ -10,6 +10,8 @@
 #include <array>
 #include <vector>
 
+#include "Vorn/INet_Relay/EPoll/send_line.h"
+
 namespace Vorn35 {
 
 namespace {
@@ -51,9 +53,7 @@ void begin_round(unsigned _idle) VORN35_REQUIRES(g_reap_lock) {
         // A worker that retires something itself is in a step, and comes to the head of its loop without a
         // wake-up.
         if ((awaited & (1U << i)) == 0 || static_cast<int>(i) == t_worker) continue;
-        const std::uint64_t one = 1;
-        // Cannot fail: the counter would have to overflow 64 bits.
-        [[maybe_unused]] const auto written = ::write(g_wake[i], &one, sizeof one);
+        wake_worker(static_cast<Worker>(i));
     }
 }
 
@@ -142,6 +142,12 @@ void worker_pass(Worker _worker) {
     destroy(std::move(done));
 }
 
+void wake_worker(Worker _worker) {
+    const std::uint64_t one = 1;
+    // Cannot fail: the counter would have to overflow 64 bits.
+    [[maybe_unused]] const auto written = ::write(g_wake[static_cast<unsigned>(_worker)], &one, sizeof one);
+}
+
 bool is_wake_up(const void* _event_data) {
     return _event_data == &g_wake_mark;
 }
@@ -155,6 +161,7 @@ Socket dead_socket() {
 Socket end_socket(struct_epoll_overlapped* _record) {
     const Socket ended = _record->socket.exchange(-1);
     if (ended == -1) return -1;
+    (_record->type == c_socket_udp ? g_udp_send_line : g_tcp_send_line).remove(_record);
     for (const int instance : epolls()) {
         if (instance != -1) ::epoll_ctl(instance, EPOLL_CTL_DEL, ended, nullptr);
     }

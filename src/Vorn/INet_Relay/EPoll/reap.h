@@ -30,6 +30,9 @@ void worker_begin(Worker _worker);
 void worker_end(Worker _worker);
 /// Head of the worker's loop: it holds no pointer to any record.
 void worker_pass(Worker _worker);
+/// Wakes a worker that sleeps at its epoll instance; it comes to the head of its loop. Between `reap_open` and
+/// `reap_close`.
+void wake_worker(Worker _worker);
 /// The event is a wake-up for the head of the loop and nothing else.
 bool is_wake_up(const void* _event_data);
 
