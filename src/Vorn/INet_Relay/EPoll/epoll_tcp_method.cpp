@@ -4,6 +4,7 @@
 #include <netinet/tcp.h>
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 
 #include "Vorn/INet_Relay/EPoll/send_line.h"
@@ -12,6 +13,9 @@
 namespace Vorn35 {
 
 namespace {
+
+/// What is read in one system call behind the piece that is awaited: the messages that follow it, as a rule.
+constexpr std::size_t c_read_ahead = 16 * 1024;
 
 /// Steps that one wake-up takes for one connection before the others get their turn.
 constexpr int c_steps_per_wake_up = 64;
@@ -99,6 +103,18 @@ void completed_recv_header(struct_epoll_overlapped_tcp* _record) {
     }
 }
 
+/// Accounts for bytes that stand in the current piece.
+void arrived(struct_epoll_overlapped_tcp* _record, std::size_t _count) {
+    _record->recv_buf += _count;
+    _record->recv_len -= _count;
+    if (_record->recv_len != 0) return;
+    if (_record->recv_token.has_data()) {
+        deliver(_record);
+    } else {
+        completed_recv_header(_record);
+    }
+}
+
 int end_of_stream(struct_epoll_overlapped_tcp* _record) {
     if (_record->is_server_side()) return shutdown_server(_record);
     unestablish_connect(_record);
@@ -125,10 +141,14 @@ int request_recv_header(struct_epoll_overlapped_tcp* _record) {
 
 int recv_connection(struct_epoll_overlapped_tcp* _record) {
     try {
-        const Sending sending;
         for (int step = 0; step < c_steps_per_wake_up; ++step) {
+            // A long payload lands in its block; short messages behind it are copied, which costs less than to ask for
+            // each piece of them.
+            std::uint8_t ahead[c_read_ahead];
+            const std::size_t awaited = _record->recv_len;
+            iovec pieces[2] = {{_record->recv_buf, awaited}, {ahead, sizeof ahead}};
             std::size_t moved = 0;
-            switch (receive_stream(_record->socket, _record->recv_buf, _record->recv_len, &moved)) {
+            switch (receive_stream(_record->socket, pieces, 2, &moved)) {
                 case Transfer::ended:
                     return end_of_stream(_record);
                 case Transfer::would_block:
@@ -138,14 +158,16 @@ int recv_connection(struct_epoll_overlapped_tcp* _record) {
                     break;
             }
             _record->recv_clk = relay_clock();
-            _record->recv_buf += moved;
-            _record->recv_len -= moved;
-            if (_record->recv_len != 0) continue;
-            if (_record->recv_token.has_data()) {
-                deliver(_record);
-            } else {
-                completed_recv_header(_record);
+            // Acknowledgements go out when all that has arrived was handed on.
+            const Sending sending;
+            arrived(_record, std::min(moved, awaited));
+            for (std::size_t done = awaited; done < moved;) {
+                const std::size_t count = std::min(moved - done, _record->recv_len);
+                std::memcpy(_record->recv_buf, ahead + (done - awaited), count);
+                done += count;
+                arrived(_record, count);
             }
+            if (moved < awaited + sizeof ahead) break;  // there was no more
         }
         arm(epoll_tcp_recv, _record, c_arm_recv);
         return 0;
@@ -263,8 +285,8 @@ Exchange recv_opening(struct_epoll_overlapped_tcp* _record, Tcp_header* _header_
     while (_record->recv_len != 0) {
         auto* const bytes = reinterpret_cast<std::uint8_t*>(_header_);
         std::size_t moved = 0;
-        switch (receive_stream(_record->socket, bytes + (Tcp_header::get_size() - _record->recv_len), _record->recv_len,
-                               &moved)) {
+        iovec piece{bytes + (Tcp_header::get_size() - _record->recv_len), _record->recv_len};
+        switch (receive_stream(_record->socket, &piece, 1, &moved)) {
             case Transfer::ended:
                 return Exchange::failed;
             case Transfer::would_block:

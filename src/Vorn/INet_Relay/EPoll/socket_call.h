@@ -44,8 +44,11 @@ inline Transfer classify(ssize_t _result, std::size_t* _moved_) {
     return Transfer::ended;
 }
 
-inline Transfer receive_stream(Socket _socket, void* _buffer_, std::size_t _size, std::size_t* _moved_) {
-    return classify(uninterrupted([&] { return ::recv(_socket, _buffer_, _size, MSG_DONTWAIT); }), _moved_);
+inline Transfer receive_stream(Socket _socket, iovec* _pieces_, std::size_t _count, std::size_t* _moved_) {
+    msghdr message{};
+    message.msg_iov = _pieces_;
+    message.msg_iovlen = _count;
+    return classify(uninterrupted([&] { return ::recvmsg(_socket, &message, MSG_DONTWAIT); }), _moved_);
 }
 
 inline Transfer send_stream(Socket _socket, iovec* _pieces, std::size_t _count, std::size_t* _moved_) {
