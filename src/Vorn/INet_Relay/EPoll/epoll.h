@@ -27,7 +27,14 @@
 namespace Vorn35 {
 
 using Socket = int;
-using token_queue_t = std::queue<Token, std::deque<Token>>;
+
+/// First in, first out; can be looked through.
+class token_queue_t : public std::queue<Token, std::deque<Token>> {
+public:
+    const container_type& all() const { return c; }
+    /// Takes the last one back.
+    void pop_back() { c.pop_back(); }
+};
 
 enum enum_socket_type : std::int32_t {
     c_socket_udp = 0,

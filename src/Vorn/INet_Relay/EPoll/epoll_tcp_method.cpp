@@ -31,43 +31,78 @@ void bound_payload(Token _token, Packet* _pkt_) {
 /// The front of the queue becomes the current piece; lock held, queue not empty.
 void start_front(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(_record->send_queue_lock) {
     const Token front = _record->send_queue.front();
-    if (!front.has_header()) {
-        _record->send_buf = nullptr;
-        _record->send_len = 0;
-        return;
-    }
-    Packet* const pkt = front.get_header_packet();
-    if (_record->is_server_side()) wait_ack(_record, front, pkt);
-    _record->send_buf = pkt->get_header();
-    _record->send_len = Packet::get_header_size();
-    _record->header_send = true;
+    const bool marker = !front.has_header();
+    _record->send_buf = marker ? nullptr : front.get_header_packet()->get_header();
+    _record->send_len = marker ? 0 : Packet::get_header_size();
+    _record->header_send = !marker;
 }
 
-/// Accounts for bytes that went out of the current message; lock held. True: the message is complete.
-bool advance(struct_epoll_overlapped_tcp* _record, std::size_t _moved) VORN35_REQUIRES(_record->send_queue_lock) {
-    const Token front = _record->send_queue.front();
-    if (_moved >= _record->send_len && _record->header_send && front.has_data()) {
-        _moved -= _record->send_len;
-        _record->header_send = false;
-        _record->send_buf = static_cast<std::uint8_t*>(front.get_data());
-        _record->send_len = front.get_header_packet()->get_data_size();
+/// Accounts for bytes that went out, and gives back the messages that are complete; lock held.
+void departed(struct_epoll_overlapped_tcp* _record, std::size_t _count) VORN35_REQUIRES(_record->send_queue_lock) {
+    while (_count != 0) {
+        const std::size_t part = std::min(_count, _record->send_len);
+        _record->send_buf += part;
+        _record->send_len -= part;
+        _count -= part;
+        if (_record->send_len != 0) return;
+        Token& front = _record->send_queue.front();
+        if (_record->header_send && front.has_data()) {
+            _record->header_send = false;
+            _record->send_buf = static_cast<std::uint8_t*>(front.get_data());
+            _record->send_len = front.get_header_packet()->get_data_size();
+            if (_record->send_len != 0) continue;
+        }
+        front.free();
+        _record->send_queue.pop();
+        if (!_record->send_queue.empty()) start_front(_record);
     }
-    _record->send_buf += _moved;
-    _record->send_len -= _moved;
-    return _record->send_len == 0;
 }
 
-/// Header and payload, or what is left of them, in one system call; lock held.
-Transfer send_piece(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_)
+/// What goes out in one system call: the rest of the front message and whole messages behind it.
+struct Gathered {
+    static constexpr std::size_t c_most = 64;
+
+    iovec pieces[c_most];
+    std::size_t count = 0;     ///< Of pieces.
+    std::size_t bytes = 0;     ///< In all pieces.
+    std::size_t messages = 0;  ///< That they belong to.
+
+    bool takes_more() const { return count + 2 <= c_most && bytes < c_bytes_per_wake_up; }
+    void add(void* _begin, std::size_t _size) {
+        pieces[count++] = {_begin, _size};
+        bytes += _size;
+    }
+};
+
+/// Sends what is queued; lock held, a message is at the front.
+/// @param _all_ receives whether the socket took everything that it was given.
+Transfer send_queued(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_, bool* _all_)
     VORN35_REQUIRES(_record->send_queue_lock) {
-    const Token front = _record->send_queue.front();
-    iovec pieces[2] = {{_record->send_buf, _record->send_len}, {}};
-    std::size_t count = 1;
-    if (_record->header_send && front.has_data()) {
-        pieces[1] = {front.get_data(), front.get_header_packet()->get_data_size()};
-        count = 2;
+    const auto& queue = _record->send_queue.all();
+    const bool server = _record->is_server_side();
+    const bool front_begun = !_record->header_send || _record->send_len != Packet::get_header_size();
+    std::size_t begins[Gathered::c_most];  // where each message begins in what is sent
+    Gathered gathered;
+    for (; gathered.messages < queue.size() && gathered.takes_more(); ++gathered.messages) {
+        const Token token = queue[gathered.messages];
+        if (!token.has_header()) break;
+        Packet* const pkt = token.get_header_packet();
+        const bool front = gathered.messages == 0;
+        begins[gathered.messages] = gathered.bytes;
+        front ? gathered.add(_record->send_buf, _record->send_len) : gathered.add(pkt->get_header(), sizeof(Header));
+        if (token.has_data() && (!front || _record->header_send)) gathered.add(token.get_data(), pkt->get_data_size());
+        // Ahead of the send: the acknowledgement may be here before the call returns.
+        if (server && !(front && front_begun)) wait_ack(_record, token, pkt);
     }
-    return send_stream(_record->socket, pieces, count, _moved_);
+    const Transfer result = send_stream(_record->socket, gathered.pieces, gathered.count, _moved_);
+    const std::size_t moved = result == Transfer::moved ? *_moved_ : 0;
+    *_all_ = moved == gathered.bytes;
+    if (server) {
+        for (std::size_t i = gathered.messages; i-- > (front_begun ? 1U : 0U) && begins[i] >= moved;) {
+            unwait_ack(_record, queue[i].get_header_packet());
+        }
+    }
+    return result;
 }
 
 /// The message in `recv_token` is complete: the processor's from here on, and the next one may come.
@@ -196,7 +231,8 @@ int send_connection(struct_epoll_overlapped_tcp* _record) {
             return 0;
         }
         std::size_t moved = 0;
-        switch (send_piece(_record, &moved)) {
+        bool all = false;
+        switch (send_queued(_record, &moved, &all)) {
             case Transfer::ended:
                 _record->send_state = false;
                 // The receiving side finds the failure, unless it has been here already.
@@ -205,18 +241,17 @@ int send_connection(struct_epoll_overlapped_tcp* _record) {
                     delete_overlapped(_record);
                 }
                 return 0;
-            case Transfer::would_block:
-                arm(epoll_tcp_send, _record, c_arm_send);
-                return 0;
             case Transfer::moved:
+                total += moved;
+                _record->send_clk = relay_clock();
+                departed(_record, moved);
+                if (all) continue;
+                break;
+            case Transfer::would_block:
                 break;
         }
-        total += moved;
-        _record->send_clk = relay_clock();
-        if (!advance(_record, moved)) continue;
-        _record->send_queue.front().free();
-        _record->send_queue.pop();
-        if (!_record->send_queue.empty()) start_front(_record);
+        arm(epoll_tcp_send, _record, c_arm_send);
+        return 0;
     }
     g_tcp_send_line.put(_record);
     return 0;

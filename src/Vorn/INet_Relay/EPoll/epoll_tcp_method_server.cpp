@@ -195,12 +195,29 @@ int failed_server_init(struct_epoll_overlapped_tcp* _record) {
     return delete_overlapped(_record);
 }
 
+namespace {
+
+bool is_acknowledged(const Packet* _pkt) {
+    return _pkt->is_signal_return() || _pkt->is_call_return();
+}
+
+}  // namespace
+
 void wait_ack(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _pkt_) {
-    if (!_pkt_->is_signal_return() && !_pkt_->is_call_return()) return;
+    if (!is_acknowledged(_pkt_)) return;
     Token waiting;
     waiting.set_header(_token);
     const Lock_guard lock(_record->ack_wait_q_lock);
     _record->ack_wait_q.push(waiting);
+}
+
+void unwait_ack(struct_epoll_overlapped_tcp* _record, Packet* _pkt_) {
+    if (!is_acknowledged(_pkt_)) return;
+    const Lock_guard lock(_record->ack_wait_q_lock);
+    // The last that was put there. Its count is not at its end: the queue of messages holds it.
+    Token waiting = _record->ack_wait_q.all().back();
+    _record->ack_wait_q.pop_back();
+    waiting.free();
 }
 
 void take_ack(struct_epoll_overlapped_tcp* _record) {

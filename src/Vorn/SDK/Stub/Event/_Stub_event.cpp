@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/SDK/member_table.h"
 #include "Vorn35/vorn_error.h"
@@ -26,6 +27,7 @@ Error _Stub_event::event(const void* _buffer_, Pksize _size) {
         std::memcpy(get_data(data_mm), _buffer_, _size);
     }
     {
+        const Sending sending;
         const Lock_guard lock(connections_mutex);
         for (const Addr client : connections) send_to(client, EMsg::event, now, _size, data_mm);
     }
