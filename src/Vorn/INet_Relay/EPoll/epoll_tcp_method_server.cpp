@@ -214,6 +214,8 @@ void wait_ack(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _pkt_)
 void unwait_ack(struct_epoll_overlapped_tcp* _record, Packet* _pkt_) {
     if (!is_acknowledged(_pkt_)) return;
     const Lock_guard lock(_record->ack_wait_q_lock);
+    // A peer may acknowledge what it has not received.
+    if (_record->ack_wait_q.empty()) return;
     // The last that was put there. Its count is not at its end: the queue of messages holds it.
     Token waiting = _record->ack_wait_q.all().back();
     _record->ack_wait_q.pop_back();
