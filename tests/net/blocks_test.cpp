@@ -157,21 +157,40 @@ TEST_F(Blocks, ASecondAnswerIsLostWithItsBlocks) {
     });
 }
 
+/// Says that its one callback has run, with nothing of its own to touch afterwards.
+template <class Member>
+struct Told : Member {
+    template <class... Arguments>
+    explicit Told(std::atomic<bool>* _told_, Arguments... _arguments) : Member(_arguments...), told_(_told_) {}
+    std::atomic<bool>* const told_;
+};
+struct Told_service : Told<Stub_call> {
+    using Told::Told;
+    void on_connect(Addr) override { *told_ = true; }
+};
+struct Told_client : Told<Proxy_call> {
+    using Told::Told;
+    void on_connect() override { *told_ = true; }
+};
+
 TEST_F(Blocks, ObjectsThatComeAndGo) {
     const Raw_server server;
     expect_steady(20, [&] {
-        // Without callbacks of their own, and stopped before their peers go: nothing runs when they are destroyed.
-        Stub_call service(c_code, 64);
-        Proxy_call client(c_code);
+        // Stopped before their peers go, and after they were told that these came: nothing runs when they are destroyed.
+        std::atomic<bool> service_told{false};
+        std::atomic<bool> client_told{false};
+        Told_service service(&service_told, c_code, 64);
+        Told_client client(&client_told, c_code);
         Port port = 0;
         EXPECT_EQ(service.start(nullptr, &port), 0);
         EXPECT_EQ(client.start({c_here, server.port()}), 0);
         Raw_connection connection = server.accept_open();
-        EXPECT_TRUE(eventually([&] { return client.is_connected(); }));
+        EXPECT_TRUE(eventually([&] { return client_told.load(); }));
         const Raw_client raw(port);
         raw.open();
         raw.send(raw.call(1, text("x")));
         raw.next();
+        EXPECT_TRUE(eventually([&] { return service_told.load(); }));
         EXPECT_EQ(service.stop(), 0);
         EXPECT_EQ(client.stop(), 0);
         EXPECT_TRUE(connection.ends());
