@@ -15,7 +15,8 @@ fuzz::Service& service() {
 void run(fuzz::Input _in) {
     const auto form = _in.byte() % fuzz::form_count;
     const std::uint8_t cuts = _in.byte();
-    const bool unlinks = cuts % 2 != 0;
+    const bool unlinks = (cuts & 1) != 0;
+    const bool resets = (cuts & 64) != 0;
     net::Raw_client client(service().port);
     const std::uint16_t port = client.port();
     net::Bytes stream = form == fuzz::bare ? net::Bytes{} : net::opening(port, service().port);
@@ -29,6 +30,7 @@ void run(fuzz::Input _in) {
     fuzz::until([] { return gp_processor->test_empty(); }, "messages are processed");
     service().tell();
     if (unlinks) service().unlink_all();
+    if (resets) return client.reset();
     ::shutdown(client.fd, SHUT_WR);
     fuzz::check_messages(client.read(1 << 17), fuzz::c_opening);
 }

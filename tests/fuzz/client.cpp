@@ -1,4 +1,4 @@
-// What a server sends to a client. An input is a form, how it is cut, what the client has asked for, and the bytes.
+// What a server sends to a client. An input is a form, how it is cut, what the client does meanwhile, and the bytes.
 #include "fuzz/support/objects.h"
 
 namespace {
@@ -85,42 +85,46 @@ private:
     std::atomic<bool> waits{false};
 };
 
-void run(fuzz::Input _in) {
-    const auto form = _in.byte() % fuzz::form_count;
-    const std::uint8_t cuts = _in.byte();
-    const std::uint8_t asked = _in.byte();
+/// What the client does meanwhile; the low bits are the kind of the `Waiter`.
+enum Does : std::uint8_t { links = 8, links_by_tcp = 16, writes = 32, unlinks = 64, is_reset = 128 };
 
-    client().connect(Addr(c_loopback_ip, server().port()));
-    {
-        net::Raw_connection connection = server().accept();
-        const net::Bytes hello = connection.read(fuzz::c_opening);
-        require(hello.size() == fuzz::c_opening, "a client opens");
-        const auto port = static_cast<std::uint16_t>(hello[1020] | hello[1021] << 8);
-        const auto consumed = [] {
-            fuzz::until_read([](const auto& _record) { return _record.remote_addr.port == server().port(); });
-        };
-        if (form == fuzz::bare) {
-            fuzz::send_in_pieces(connection, _in.rest(), cuts, consumed);
-            consumed();
-            ::shutdown(connection.fd, SHUT_WR);
-            connection.read(1 << 16);
-        } else {
-            connection.send(net::opening(server().port(), port));
-            client().until_connected();
-            const Msg_num first = client().ask();
-            if ((asked & 8) != 0) client().link((asked & 16) != 0);
-            {
-                const Waiter waiter(asked % 8);
-                const net::Bytes stream = form == fuzz::opened ? _in.rest() : fuzz::messages(&_in, 0, first);
-                fuzz::send_in_pieces(connection, stream, cuts, consumed);
-                consumed();
-                fuzz::until([] { return gp_processor->test_empty(); }, "messages are processed");
-                if ((asked & 32) != 0) static_cast<void>(client().Proxy_command::write("value", 5));
-                ::shutdown(connection.fd, SHUT_WR);
-                fuzz::check_messages(connection.read(1 << 16), 0);
-            }
-        }
+/// All that the server says, to the end of the connection.
+void talk(fuzz::Input* _in, net::Raw_connection _connection) {
+    const auto form = _in->byte() % fuzz::form_count;
+    const std::uint8_t cuts = _in->byte();
+    const std::uint8_t does = _in->byte();
+    const net::Bytes hello = _connection.read(fuzz::c_opening);
+    require(hello.size() == fuzz::c_opening, "a client opens");
+    const auto consumed = [] {
+        fuzz::until_read([](const auto& _record) { return _record.remote_addr.port == server().port(); });
+    };
+    const auto end = [&] {
+        if ((does & is_reset) != 0) return _connection.reset();
+        ::shutdown(_connection.fd, SHUT_WR);
+        fuzz::check_messages(_connection.read(1 << 16), 0);
+    };
+    if (form == fuzz::bare) {
+        fuzz::send_in_pieces(_connection, _in->rest(), cuts, consumed);
+        consumed();
+        return end();
     }
+    _connection.send(net::opening(server().port(), static_cast<std::uint16_t>(hello[1020] | hello[1021] << 8)));
+    client().until_connected();
+    const Msg_num first = client().ask();
+    if ((does & links) != 0) client().link((does & links_by_tcp) != 0);
+    const Waiter waiter(does % 8);
+    fuzz::send_in_pieces(_connection, form == fuzz::opened ? _in->rest() : fuzz::messages(_in, 0, first), cuts,
+                         consumed);
+    consumed();
+    fuzz::until([] { return gp_processor->test_empty(); }, "messages are processed");
+    if ((does & writes) != 0) static_cast<void>(client().Proxy_command::write("value", 5));
+    if ((does & unlinks) != 0) client().unlink_all();
+    end();
+}
+
+void run(fuzz::Input _in) {
+    client().connect(Addr(c_loopback_ip, server().port()));
+    talk(&_in, server().accept());
     fuzz::until([] { return gp_processor->test_empty(); }, "messages are processed");
     require(client().stop() == 0, "a client stops");
     // The next beat may have connected it again already.

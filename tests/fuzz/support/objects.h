@@ -110,6 +110,11 @@ public:
         static_cast<void>(Proxy_information::delegate_link(&num, _reliability, 2000));
         static_cast<void>(Proxy_command::delegate_link(&num, 2000));
     }
+    void unlink_all() {
+        Proxy_event::unlink();
+        Proxy_information::unlink();
+        Proxy_command::unlink();
+    }
     bool is_linked() {
         return Proxy_event::is_linked() && Proxy_information::is_linked() && Proxy_command::is_linked();
     }

@@ -122,9 +122,10 @@ int main(int, char** _arguments) {
     auto& service = *new fuzz::Service;
     Msg_num num = 0;
 
-    record("call", service, 1, [](fuzz::Client& _client, auto _answered) {
+    record("call", service, 1, [&](fuzz::Client& _client, auto _answered) {
         const Promise_ promise = _client.async_call("ask", 3, 0.2);
-        _answered(23);
+        _client.delegate_call(&num, "\xEE", 1, 20);
+        _answered(43);
         _client.Proxy_call::await_return(promise, nullptr, nullptr, nullptr);
     });
     record("signal", service, 2, [&](fuzz::Client& _client, auto _answered) {

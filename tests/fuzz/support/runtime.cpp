@@ -56,13 +56,14 @@ int waiting(Socket _socket) {
 /// A socket for datagrams holds a block from its first one on.
 void wake_datagram_sockets() {
     const net::Raw_socket from(::socket(AF_INET, SOCK_DGRAM, 0));
-    const std::lock_guard lock(g_udp_map_lock);
-    for (const auto& [port, record] : g_udp_map) {
-        const sockaddr_in to = net::socket_address(port);
-        require(::sendto(from.fd, "", 1, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 1, "a port is there");
+    {
+        const std::lock_guard lock(g_udp_map_lock);
+        for (const auto& [port, record] : g_udp_map) {
+            const sockaddr_in to = net::socket_address(port);
+            require(::sendto(from.fd, "", 1, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 1, "a port");
+        }
     }
-    for (const auto& [port, record] : g_udp_map)
-        until([fd = record->socket.load()] { return waiting(fd) == 0; }, "it is dropped");
+    until(is_quiet, "what is no message is dropped");
 }
 
 }  // namespace
@@ -94,6 +95,12 @@ void until_read(const std::function<bool(const struct_epoll_overlapped_tcp&)>& _
         "what arrives is read");
 }
 
+bool is_quiet() {
+    const std::lock_guard lock(g_udp_map_lock);
+    const auto is_read = [](const auto& _entry) { return waiting(_entry.second->socket) == 0; };
+    return std::all_of(g_udp_map.begin(), g_udp_map.end(), is_read) && gp_processor->test_empty();
+}
+
 Invariants::Invariants(std::function<bool(const Packet&)> _is_lost) : is_lost(std::move(_is_lost)) {
     wake_datagram_sockets();
     // What is seen most often while the first inputs' messages go away and directories come and go.
@@ -109,7 +116,7 @@ Invariants::Invariants(std::function<bool(const Packet&)> _is_lost) : is_lost(st
 }
 
 bool Invariants::is_at_rest() const {
-    return net::records() <= connections && gp_processor->test_empty() && net::live().blocks <= blocks;
+    return net::records() <= connections && is_quiet() && net::live().blocks <= blocks;
 }
 
 void Invariants::check() {
