@@ -17,6 +17,9 @@ Ref_memory* gp_memory = nullptr;
 
 namespace {
 
+/// Entries that are kept for later blocks; 72 bytes each.
+constexpr std::size_t c_most_spare = 1024;
+
 struct_smart_memory* block_of(mm_t _mm) {
     return reinterpret_cast<struct_smart_memory*>(_mm);
 }
@@ -44,6 +47,10 @@ Ref_memory& lasting_memory() {
     return memory;
 }
 
+Ref_memory::Ref_memory() {
+    spare.reserve(c_most_spare);
+}
+
 void Ref_memory::proc_stop() {
     mtx.lock();
 }
@@ -56,7 +63,13 @@ Error Ref_memory::eproc_alloc(mm_t* _mm_, std::size_t _size) {
     Block_owner block = make_block(_size);
     const mm_t mm = reinterpret_cast<mm_t>(block.get());
     const Lock_guard guard(mtx);
-    allocs.try_emplace(mm);
+    if (spare.empty()) {
+        allocs.try_emplace(mm);
+    } else {
+        spare.back().key() = mm;
+        allocs.insert(std::move(spare.back()));
+        spare.pop_back();
+    }
     alloc_total += _size;
     static_cast<void>(block.release());  // now listed: its holders own it
     *_mm_ = mm;
@@ -68,8 +81,8 @@ void Ref_memory::proc_free(mm_t _mm) {
     const Lock_guard guard(mtx);
     if (block_of(_mm)->ref.fetch_sub(1) != 1) return;
     dead.reset(block_of(_mm));
-    allocs.erase(_mm);
     alloc_total -= dead->siz;
+    if (auto entry = allocs.extract(_mm); spare.size() < c_most_spare) spare.push_back(std::move(entry));
 }
 
 ref_count_t Ref_memory::add_ref_get(mm_t _mm) {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <vector>
 
 #include "Vorn/mutex.h"
 #include "Vorn35/vorn_typedef.h"
@@ -47,8 +48,10 @@ public:
     /// Innermost of all locks: nothing is taken under it.
     Mutex<lock_order::memory> mtx;
     allocs_t allocs VORN35_GUARDED_BY(mtx);  ///< Its keys are the live blocks.
+    /// Entries to be used again, so that a block is listed without a further allocation.
+    std::vector<allocs_t::node_type> spare VORN35_GUARDED_BY(mtx);
 
-    Ref_memory() = default;
+    Ref_memory();
     Ref_memory(const Ref_memory&) = delete;
     Ref_memory& operator=(const Ref_memory&) = delete;
 
