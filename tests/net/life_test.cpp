@@ -73,23 +73,23 @@ TEST_F(Life, NoListenersAndTheBoundsOfThePipe) {
     EXPECT_EQ(hand_in(message(EMsg::call)), VORN_ERR_BUSY_);
     EXPECT_EQ(hand_in(message(EMsg::ctrl, c_tcp_connected_to_server)), VORN_ERR_BUSY_);
     // Answers pass the full pipe by, and so does the loss of a connection.
-    return_record_t answered;
-    return_record_t lost;
+    const auto answered = std::make_shared<return_record_t>();
+    const auto lost = std::make_shared<return_record_t>();
     const return_key_t first({c_here, 2}, EMsg::call, 1, 1);
     const return_key_t second({c_here, 2}, EMsg::call, 1, 2);
-    gp_processor->add_return(first, &answered);
-    gp_processor->add_return(second, &lost);
+    gp_processor->add_return(first, answered.get());
+    gp_processor->add_return(second, lost.get());
     EXPECT_EQ(hand_in(message(EMsg::call_return)), 0);
-    EXPECT_TRUE(answered.returned);
-    EXPECT_FALSE(lost.returned);
+    EXPECT_TRUE(answered->returned);
+    EXPECT_FALSE(lost->returned);
     EXPECT_EQ(hand_in(message(EMsg::ctrl, c_tcp_disconnected_from_server)), 0);
-    EXPECT_TRUE(lost.returned);
-    EXPECT_EQ(answered.token.get_header_packet()->get_msg_type(), EMsg::call_return) << "it keeps its answer";
-    EXPECT_EQ(lost.token.get_header_packet()->get_msg_type(), EMsg::ctrl);
+    EXPECT_TRUE(lost->returned);
+    EXPECT_EQ(answered->token.get_header_packet()->get_msg_type(), EMsg::call_return) << "it keeps its answer";
+    EXPECT_EQ(lost->token.get_header_packet()->get_msg_type(), EMsg::ctrl);
     gp_processor->del_return(first);
     gp_processor->del_return(second);
-    answered.token.free();
-    lost.token.free();
+    answered->token.free();
+    lost->token.free();
     for (int i = 0; i < 17; ++i) EXPECT_EQ(gp_processor->listener(), 0);
     // Instructions to sleep are no messages; one of no length goes by.
     EXPECT_EQ(gp_processor->eproc_send(Token{}, 16), Vorn_processor::success);

@@ -110,8 +110,6 @@ Error Vorn_processor::return_processor(Token _token) {
     const auto hand_over = [&_token](return_record_t* _record_) {
         _record_->returned = true;
         _record_->token = _token;
-        // Under the table's lock, so that the waiter cannot take its record away meanwhile.
-        _record_->event.notify_one();
     };
 
     Unique_lock lock(return_map_mutex);
@@ -120,6 +118,7 @@ Error Vorn_processor::return_processor(Token _token) {
             if (Addr(key.ip, key.port) != pkt->get_src() || record->returned) continue;
             safe_add_ref_token(_token);
             hand_over(record);
+            record->event.notify_one();
         }
         _token.free();
         return 0;
@@ -129,7 +128,12 @@ Error Vorn_processor::return_processor(Token _token) {
         struct_return_key(pkt->get_src(), get_return_type(pkt->get_msg_type()), pkt->header.code, pkt->header.num));
     if (found != returns.end()) {
         // A second answer to one request is lost, and its blocks with it.
-        if (!found->second->returned) hand_over(found->second);
+        if (found->second->returned) return 0;
+        hand_over(found->second);
+        // Woken without the lock, which it takes first of all; it may be gone by then and its record with it.
+        const auto record = found->second->shared_from_this();
+        lock.unlock();
+        record->event.notify_one();
         return 0;
     }
     lock.unlock();

@@ -4,6 +4,7 @@
 
 #include <condition_variable>
 #include <map>
+#include <memory>
 #include <tuple>
 
 #include "Vorn/Memory/vorn_memory.h"
@@ -34,9 +35,9 @@ struct struct_return_key {
 };
 using return_key_t = struct_return_key;
 
-/// What a waiter owns. `token` and `returned` change under `return_map_mutex` while the record stands in the
+/// What a waiter shares with whoever is about to wake it. `token` and `returned` change under `return_map_mutex` while the record stands in the
 /// table.
-struct struct_return_record {
+struct struct_return_record : std::enable_shared_from_this<struct_return_record> {
     std::condition_variable event;  ///< Signalled when the answer is in, without `event_mutex`.
     /// The mutex of the waiter's wait; taken with no other lock held.
     Mutex<lock_order::event> event_mutex;

@@ -71,7 +71,7 @@ Promise_ async_request(_Proxy* _pp, const Request& _request) {
     Token token;
     if (const Error failure = prepare(_pp, _request, &token); failure != 0) return new Promise(failure);
     const return_key_t key(_pp->get_stub_addr(), _request.type, _request.code, _pp->get_msg_num());
-    auto record = std::make_unique<return_record_t>();
+    auto record = std::make_shared<return_record_t>();
     record->limit = _request.limit;
     record->clock = clk;
     // Ahead of the send: no answer can come unawaited.

@@ -17,12 +17,12 @@ public:
     Promise() = default;
     /// Of a request that was never sent.
     explicit Promise(Error _err) : key(_err) {}
-    Promise(return_key_t _key, std::unique_ptr<return_record_t> _value) : key(_key), value_(std::move(_value)) {}
+    Promise(return_key_t _key, std::shared_ptr<return_record_t> _value) : key(_key), value_(std::move(_value)) {}
 
     /// Where the waiter stands in the return table. `err` not 0: the request was never sent, and why.
     return_key_t key;
     /// The waiter's record; null when the request was never sent.
-    std::unique_ptr<return_record_t> value_;
+    std::shared_ptr<return_record_t> value_;
 };
 
 /// One request to the service of a `_Proxy`.
