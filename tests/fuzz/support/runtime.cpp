@@ -136,7 +136,7 @@ void Invariants::check() {
         until([this] { return net::descriptors() <= files + c_fuzzer_files; }, "descriptors are closed");
 }
 
-void Invariants::free_lost() const {
+std::map<mm_t, mm_t> Invariants::lost() const {
     std::set<mm_t> in_use{heartbeat_token.header_mm};
     {
         const std::lock_guard lock(ooo);
@@ -146,28 +146,36 @@ void Invariants::free_lost() const {
         const std::lock_guard lock(g_udp_map_lock);
         for (const auto& [port, record] : g_udp_map) in_use.insert(record->recv_token.header_mm);
     }
-    std::vector<mm_t> headers;
+    // As long as this is held no block dies.
+    const std::lock_guard lock(gp_memory->mtx);
+    std::map<mm_t, mm_t> found;
     std::multimap<std::size_t, mm_t> data;
-    {
-        const std::lock_guard lock(gp_memory->mtx);
-        for (const mm_t mm : net::keys_of(*gp_memory)) {
-            if (in_use.contains(mm)) continue;
-            if (gp_memory->get_size(mm) == sizeof(Packet)) {
-                headers.push_back(mm);
-            } else {
-                data.emplace(gp_memory->get_size(mm), mm);
-            }
+    for (const mm_t mm : net::keys_of(*gp_memory)) {
+        const std::size_t size = gp_memory->get_size(mm);
+        if (size != sizeof(Packet)) {
+            data.emplace(size, mm);
+        } else if (!in_use.contains(mm) && is_lost(*static_cast<const Packet*>(gp_memory->get_addr(mm)))) {
+            found.emplace(mm, 0);
         }
     }
-    for (const mm_t mm : headers) {
-        if (!is_lost(*get_header(mm))) continue;
-        // Which data was its own cannot be told from its contents, and its size is enough: the objects of the fuzzers
-        // hold only values that are larger than any input.
-        if (const auto found = data.find(get_header(mm)->get_total_size()); found != data.end()) {
-            gp_memory->proc_free(found->second);
-            data.erase(found);
-        }
-        gp_memory->proc_free(mm);
+    // Which data was its own cannot be told from its contents, and its size is enough: the objects of the fuzzers hold
+    // only values that are larger than any input.
+    for (auto& [header, own] : found) {
+        const auto of_size = data.find(static_cast<const Packet*>(gp_memory->get_addr(header))->get_total_size());
+        if (of_size == data.end()) continue;
+        own = of_size->second;
+        data.erase(of_size);
+    }
+    return found;
+}
+
+void Invariants::free_lost() const {
+    const auto before = lost();
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    for (const auto& [header, data] : lost()) {
+        if (!before.contains(header)) continue;  // on its way
+        if (data != 0) gp_memory->proc_free(data);
+        gp_memory->proc_free(header);
     }
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 
 #include "fuzz/support/input.h"
 #include "net/support/objects.h"
@@ -47,7 +48,9 @@ public:
 
 private:
     bool is_at_rest() const;
-    /// Gives back what the rules lose.
+    /// Headers of messages that the rules have lost, it seems, each with its data or 0.
+    std::map<mm_t, mm_t> lost() const;
+    /// Gives back what is still lost at a second look.
     void free_lost() const;
 
     const std::function<bool(const Packet&)> is_lost;
