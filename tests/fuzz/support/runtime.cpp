@@ -96,9 +96,19 @@ void until_read(const std::function<bool(const struct_epoll_overlapped_tcp&)>& _
 }
 
 bool is_quiet() {
-    const std::lock_guard lock(g_udp_map_lock);
-    const auto is_read = [](const auto& _entry) { return waiting(_entry.second->socket) == 0; };
-    return std::all_of(g_udp_map.begin(), g_udp_map.end(), is_read) && gp_processor->test_empty();
+    {
+        const std::lock_guard lock(ooo);
+        for (const auto* record : g_tcp_records) {
+            if (waiting(record->socket) != 0) return false;
+        }
+    }
+    {
+        const std::lock_guard lock(g_udp_map_lock);
+        for (const auto& [port, record] : g_udp_map) {
+            if (waiting(record->socket) != 0) return false;
+        }
+    }
+    return gp_processor->test_empty();
 }
 
 Invariants::Invariants(std::function<bool(const Packet&)> _is_lost) : is_lost(std::move(_is_lost)) {

@@ -32,7 +32,7 @@ void start_runtime();
 /// The bytes that arrived at the process by this connection were all read. `_is_ours` picks its record.
 void until_read(const std::function<bool(const struct_epoll_overlapped_tcp&)>& _is_ours);
 
-/// No datagram waits to be read, and no message to be processed.
+/// Nothing that has arrived waits to be read, and no message to be processed.
 bool is_quiet();
 
 /// What the runtime may hold between two inputs, and a pair of a service and a client that have nothing to do with them.
