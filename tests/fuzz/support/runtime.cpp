@@ -3,7 +3,6 @@
 #include <sys/ioctl.h>
 
 #include <csignal>
-
 #include <map>
 #include <set>
 #include <tuple>
