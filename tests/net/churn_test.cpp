@@ -429,6 +429,7 @@ unsigned setting(const char* _name, unsigned _otherwise) {
 struct Left {
     std::size_t notices = 0;
     std::size_t others = 0;
+    std::string what;  ///< The messages among the others: type, code, and size of the payload.
 };
 Left sweep() {
     Left left;
@@ -437,6 +438,9 @@ Left sweep() {
         const bool notice = get_ptr_size(mm) == sizeof(Packet) && pkt->get_msg_type() == EMsg::ctrl &&
                             pkt->header.code == c_tcp_disconnected_from_server;
         ++(notice ? left.notices : left.others);
+        if (!notice)
+            left.what += " " + std::to_string(static_cast<int>(pkt->get_msg_type())) + "/" +
+                         std::to_string(pkt->header.code) + "/" + std::to_string(get_ptr_size(mm));
         while (lasting_memory().get_ref(mm) > 1) lasting_memory().proc_free(mm);
         lasting_memory().proc_free(mm);
     }
@@ -459,7 +463,9 @@ TEST(LifeUnderTraffic, Rounds) {
         EXPECT_TRUE(eventually([=] { return threads() == threads_before; }));
         EXPECT_EQ(records(), 0U);
         const Left left = sweep();
-        EXPECT_LE(left.others, 2 * 17U) << "more than the pipe can hold";
+        // What the full pipe holds, and a second answer to one request (its own and that of the loss), which is kept by
+        // nobody: that happens once in tens of thousands of rounds.
+        EXPECT_LE(left.others, 2 * (17U + 1)) << "more than the pipe can hold:" << left.what;
         if (number == 9) heap_before = mallinfo2().uordblks;
         watchdog.beat();
     }
