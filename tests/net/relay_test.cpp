@@ -5,6 +5,7 @@
 #include <atomic>
 #include <random>
 
+#include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
 #include "net/support/objects.h"
 
 using namespace net;
@@ -185,6 +186,23 @@ TEST_F(Relay, OneThatDoesNotReadHoldsUpNobody) {
         seen[answer.num] = true;
     }
     EXPECT_EQ(std::count(seen.begin(), seen.end(), true), 8);
+}
+
+/// A return waits for its acknowledgement, which comes, and then the socket took nothing of it after all.
+TEST_F(Relay, AcknowledgedBeforeItWasSent) {
+    struct_epoll_overlapped_tcp record(-1, c_socket_server, Addr(), Addr());
+    Token answer;
+    answer.alloc_header_force();
+    Packet* const pkt = answer.get_header_packet();
+    pkt->header.type = EMsg::call_return;
+    wait_ack(&record, answer, pkt);
+    take_ack(&record);
+    unwait_ack(&record, pkt);
+    EXPECT_EQ(gp_memory->get_ref(answer.header_mm), 1U);
+    wait_ack(&record, answer, pkt);
+    unwait_ack(&record, pkt);
+    EXPECT_EQ(gp_memory->get_ref(answer.header_mm), 1U);
+    answer.free();
 }
 
 /// The receiving side finds the end of a connection while a message is stuck half-way, and then the send fails.
