@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <thread>
 #include <set>
 
 #include "net/support/objects.h"
@@ -127,7 +128,12 @@ protected:
         if (taken.empty()) ::getrlimit(RLIMIT_NOFILE, &limit);
         const rlimit low{256, limit.rlim_max};
         ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
-        for (int fd = 0; (fd = ::fcntl(0, F_DUPFD_CLOEXEC, 0)) != -1;) taken.push_back(fd);
+        // The beat borrows one for a moment, and a connection that has ended gives its own back a moment later: until none
+        // has come back for a while.
+        for (int quiet = 0; quiet < 5; ++quiet) {
+            for (int fd = 0; (fd = ::fcntl(0, F_DUPFD_CLOEXEC, 0)) != -1; quiet = 0) taken.push_back(fd);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
         for (; _left != 0; --_left) {
             ::close(taken.back());
             taken.pop_back();
