@@ -8,8 +8,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <thread>
 #include <set>
+#include <thread>
 
 #include "net/support/objects.h"
 
