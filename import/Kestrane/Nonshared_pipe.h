@@ -2,13 +2,13 @@
 /// A first-in-first-out queue between threads of one process, with a bound chosen by each push.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <mutex>
 #include <utility>
 
 #include "Kestrane/_chrono.h"
+#include "Kestrane/_thread.h"
 
 namespace Kestrane {
 
@@ -117,7 +117,7 @@ public:
 
 protected:
     bool valid = true;  ///< Guarded by `lock`.
-    std::condition_variable event;
+    Condition event;
     std::mutex lock;       ///< Guards all but `max_size`. Held by nothing that calls out of the pipe.
     std::size_t max_size;  ///< Kept, and compared with nothing.
 

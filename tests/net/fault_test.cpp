@@ -2,12 +2,15 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <pthread.h>
+#include <linux/futex.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 
+#include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <cstdarg>
 #include <set>
 #include <thread>
 
@@ -37,17 +40,27 @@ extern "C" int clock_gettime(clockid_t _clock, timespec* _time_) {
     return result;
 }
 
-/// The wait against the system clock: the kernel's wait, in pieces so short that a jump is seen.
-extern "C" int pthread_cond_timedwait(pthread_cond_t* _condition, pthread_mutex_t* _mutex, const timespec* _end) {
-    using wait_t = int(pthread_cond_t*, pthread_mutex_t*, const timespec*);
-    static wait_t* const wait = reinterpret_cast<wait_t*>(::dlsym(RTLD_NEXT, "pthread_cond_timedwait"));
+/// In front of the library's: the runtime's wait against the system clock goes to the kernel in pieces so short that a
+/// jump is seen.
+extern "C" long syscall(long _number, ...) noexcept {
+    va_list list;
+    va_start(list, _number);
+    std::array<long, 6> word{};
+    for (long& one : word) one = va_arg(list, long);
+    va_end(list);
+    using call_t = long(long, ...);
+    static call_t* const call = reinterpret_cast<call_t*>(::dlsym(RTLD_NEXT, "syscall"));
+    const auto pass_on = [&] { return call(_number, word[0], word[1], word[2], word[3], word[4], word[5]); };
+    if (_number != SYS_futex || (word[1] & FUTEX_CLOCK_REALTIME) == 0) return pass_on();
+
+    const std::int64_t end = nanoseconds(*reinterpret_cast<const timespec*>(word[3]));
     for (;;) {
         timespec now{};
         ::clock_gettime(CLOCK_REALTIME, &now);
-        const std::int64_t left = nanoseconds(*_end) - nanoseconds(now);
-        if (left <= 0) return ETIMEDOUT;
+        const std::int64_t left = end - nanoseconds(now);
         const timespec piece = time_of(nanoseconds(now) - g_ahead + std::min<std::int64_t>(left, c_second / 50));
-        if (const int result = wait(_condition, _mutex, &piece); result != ETIMEDOUT) return result;
+        word[3] = reinterpret_cast<long>(&piece);
+        if (const long result = pass_on(); left <= 0 || result != -1 || errno != ETIMEDOUT) return result;
     }
 }
 

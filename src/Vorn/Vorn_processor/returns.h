@@ -2,11 +2,11 @@
 /// The return table: who waits for which answer.
 #pragma once
 
-#include <condition_variable>
 #include <map>
 #include <memory>
 #include <tuple>
 
+#include "Kestrane/_thread.h"
 #include "Vorn/Memory/vorn_memory.h"
 #include "Vorn/mutex.h"
 
@@ -38,7 +38,7 @@ using return_key_t = struct_return_key;
 /// What a waiter shares with whoever is about to wake it. `token` and `returned` change under `return_map_mutex` while the
 /// record stands in the table.
 struct struct_return_record : std::enable_shared_from_this<struct_return_record> {
-    std::condition_variable event;  ///< Signalled when the answer is in, without `event_mutex`.
+    Kestrane::Condition event;  ///< Signalled when the answer is in, without `event_mutex`.
     /// The mutex of the waiter's wait; taken with no other lock held.
     Mutex<lock_order::event> event_mutex;
     Token token;         ///< The answer; owned once `returned` is set.

@@ -129,11 +129,9 @@ protected:
     }
 };
 
-/// Whether a thread is in the wait for the promise, so that an answer from now on ends it. (Looks at the condition
-/// variable's count of waiters, which glibc keeps in units of 8.)
+/// Whether a thread is in the wait for the promise, so that an answer from now on ends it.
 inline bool is_waited_for(Promise_ _promise) {
-    const unsigned* const waiters = &_promise->value_->event.native_handle()->__data.__wrefs;
-    return __atomic_load_n(waiters, __ATOMIC_ACQUIRE) >= 8;
+    return _promise->value_->event.is_waited_for();
 }
 inline void until_waited_for(Promise_ _promise) {
     ASSERT_TRUE(eventually([_promise] { return is_waited_for(_promise); }));
