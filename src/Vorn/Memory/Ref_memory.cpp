@@ -49,6 +49,7 @@ Ref_memory& lasting_memory() {
 
 Ref_memory::Ref_memory() {
     spare.reserve(c_most_spare);
+    allocs.reserve(c_most_spare);
 }
 
 void Ref_memory::proc_stop() {

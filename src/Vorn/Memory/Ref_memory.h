@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <unordered_map>
 #include <vector>
 
 #include "Vorn/mutex.h"
@@ -23,7 +23,7 @@ struct Allocs_position {
     const int srclines = 0;
     const char* srcfunc = nullptr;
 };
-using allocs_t = std::map<mm_t, Allocs_position>;
+using allocs_t = std::unordered_map<mm_t, Allocs_position>;
 
 /// Layout of a block. The usable contents follow at once.
 struct struct_smart_memory {
