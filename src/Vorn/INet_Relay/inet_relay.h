@@ -7,6 +7,7 @@
 #pragma once
 
 #include "Vorn/Memory/vorn_memory.h"
+#include "Vorn/burst.h"
 
 namespace Vorn35 {
 
@@ -35,17 +36,6 @@ void del_server(Port _port);
 int add_client(Addr _stub_addr);
 /// Lets the queued messages go out and then closes.
 void del_client(Addr _stub_addr);
-
-/// What a thread sends while one of these lives wakes the send workers once, at the end of the outermost one; messages
-/// may go out before. Not to be held while application code runs or the thread waits, and only inside of a hold of
-/// `mutex_01` or on a thread that ends before `finalize_inet`.
-class Sending {
-public:
-    Sending();
-    ~Sending();
-    Sending(const Sending&) = delete;
-    Sending& operator=(const Sending&) = delete;
-};
 
 /// To a client that is connected here. -1: no such connection.
 int send_tcp_server(Addr _proxy_addr, Token _token, Packet* _pkt_);

@@ -9,6 +9,7 @@
 #include "Vorn/SDK/Proxy/_Proxy.h"
 #include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn/burst.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -21,6 +22,9 @@ thread_local Error g_last_error = VORN_ERR_NONE_;
 namespace {
 
 constexpr double c_timer_interval = 1.0;
+/// Messages that came together are handed over before a listener is woken for them: woken for the first, it would be
+/// asleep again before the second is here. As many as the pipe takes beside one more.
+constexpr unsigned c_wake_every = 16;
 constexpr Error c_listener_ends = Kestrane::Nonshared_pipe<Token>::shutdown;
 
 /// Tokens that may wait in the pipe before one more of this type is refused. Values by datagram and
@@ -85,7 +89,9 @@ Vorn_processor::~Vorn_processor() {
 }
 
 Error Vorn_processor::apply_process(Token _token) {
-    switch (eproc_send(_token, pipe_bound(_token.get_header_packet()->get_msg_type()))) {
+    const auto result = eproc_push(_token, pipe_bound(_token.get_header_packet()->get_msg_type()));
+    if (result != shutdown) Burst::wake_at_end([] { gp_processor->proc_wake(); }, c_wake_every);
+    switch (result) {
         case success:
             return VORN_ERR_NONE_;
         case busy:

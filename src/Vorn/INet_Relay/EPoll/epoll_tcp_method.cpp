@@ -121,7 +121,7 @@ int request_recv_data(struct_epoll_overlapped_tcp* _record, Pksize _size) {
 
 void completed_recv_header(struct_epoll_overlapped_tcp* _record) {
     Packet* const pkt = _record->recv_token.get_header_packet();
-    pkt->determine_arrival_clock(relay_clock());
+    pkt->determine_arrival_clock(_record->recv_clk);
     const bool server = _record->is_server_side();
     if (!server) completed_recv_client_header(_record);
 
@@ -193,8 +193,8 @@ int recv_connection(struct_epoll_overlapped_tcp* _record) {
                     break;
             }
             _record->recv_clk = relay_clock();
-            // Acknowledgements go out when all that has arrived was handed on.
-            const Sending sending;
+            // Listeners and acknowledgements are on their way when all that has arrived was handed on.
+            const Burst burst;
             arrived(_record, std::min(moved, awaited));
             for (std::size_t done = awaited; done < moved;) {
                 const std::size_t count = std::min(moved - done, _record->recv_len);
@@ -202,7 +202,8 @@ int recv_connection(struct_epoll_overlapped_tcp* _record) {
                 done += count;
                 arrived(_record, count);
             }
-            if (moved < awaited + sizeof ahead) break;  // there was no more
+            // There was no more. The rest of a payload is on its way, as a rule, and soon here.
+            if (moved < awaited + sizeof ahead && !_record->recv_token.has_data()) break;
         }
         arm(epoll_tcp_recv, _record, c_arm_recv);
         return 0;

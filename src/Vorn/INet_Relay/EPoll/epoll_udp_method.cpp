@@ -157,7 +157,7 @@ void udp_finalize() {
 
 int send_udp(Token _token, Packet* _pkt_) {
     _pkt_->update_packet_time_and_return_timeout();
-    const Sending sending;
+    const Burst burst;
     const Lock_guard lock(g_udp_map_lock);
     const auto found = g_udp_map.find(_pkt_->get_dst_port());
     if (found == g_udp_map.end()) return -1;

@@ -9,34 +9,23 @@ Send_line& g_udp_send_line = *new Send_line(Worker::udp_send);
 
 namespace {
 
-thread_local int t_depth = 0;  ///< Of `Sending`.
-thread_local bool t_due = false;
-
 void wake_senders() {
-    t_due = false;
     g_tcp_send_line.wake();
     g_udp_send_line.wake();
 }
 
 }  // namespace
 
-Sending::Sending() {
-    ++t_depth;
-}
-
-Sending::~Sending() {
-    if (--t_depth == 0 && t_due) wake_senders();
-}
-
 void Send_line::put(struct_epoll_overlapped* _record) {
+    bool sleeps = false;
     {
         const Lock_guard guard(lock);
         // Looked at under the lock: who ends a record closes its socket first and takes it out of the line then.
         if (_record->socket == -1 || _record->place.empty()) return;
         line.splice(line.end(), _record->place);
-        t_due |= asleep;
+        sleeps = asleep;
     }
-    if (t_due && t_depth == 0) wake_senders();
+    if (sleeps) Burst::wake_at_end(wake_senders);
 }
 
 void Send_line::remove(struct_epoll_overlapped* _record) {

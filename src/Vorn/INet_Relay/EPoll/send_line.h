@@ -20,7 +20,7 @@ public:
     Send_line& operator=(const Send_line&) = delete;
 
     /// Puts a record at the end, if its socket is open and it is not in the line. The worker is woken at the end of the
-    /// thread's outermost `Sending`.
+    /// thread's `Burst`.
     void put(struct_epoll_overlapped* _record);
     /// A record that has ended leaves the line.
     void remove(struct_epoll_overlapped* _record);

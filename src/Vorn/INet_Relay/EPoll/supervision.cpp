@@ -55,7 +55,7 @@ void cancel_hanging(struct_epoll_overlapped_tcp* _record, ks_clock_t _clk) {
 }  // namespace
 
 void inet_interval_event() {
-    const Sending sending;
+    const Burst burst;
     const ks_clock_t now = relay_clock();
     timer_cancel_connect(now);
     timer_shutdown_server(now);

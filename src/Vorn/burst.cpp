@@ -1,0 +1,45 @@
+#include "Vorn/burst.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+namespace Vorn35 {
+
+namespace {
+
+struct Due {
+    Burst::wake_t* wake;
+    unsigned times;  ///< Asked for since it was called last.
+};
+
+thread_local int t_depth = 0;
+/// There are no more different ones than the senders' and the listeners'.
+thread_local std::array<Due, 2> t_due{};
+thread_local std::size_t t_count = 0;
+
+}  // namespace
+
+Burst::Burst() {
+    ++t_depth;
+}
+
+Burst::~Burst() {
+    if (--t_depth != 0) return;
+    while (t_count != 0) {
+        const Due due = t_due[--t_count];
+        if (due.times != 0) due.wake();
+    }
+}
+
+void Burst::wake_at_end(wake_t* _wake, unsigned _patience) {
+    if (t_depth == 0) return _wake();
+    const auto end = t_due.begin() + t_count;
+    const auto due = std::find_if(t_due.begin(), end, [_wake](const Due& _due) { return _due.wake == _wake; });
+    if (due == end) t_due.at(t_count++) = {_wake, 0};
+    if (++due->times < _patience) return;
+    due->times = 0;
+    _wake();
+}
+
+}  // namespace Vorn35
