@@ -216,6 +216,19 @@ TEST_F(Descriptors, NotEnoughForTheRuntimeItself) {
     }
 }
 
+/// Connections are served, but two workers cannot be woken: they must not keep what has ended.
+TEST_F(Descriptors, NotEnoughToWakeAllWorkers) {
+    auto& service = make<Service>();
+    ASSERT_EQ(finalize(), 0);
+    take_all_but(9);
+    ASSERT_EQ(initialize(), 0);
+    give_back();
+    const Addr address = service.open();
+    const std::size_t before = descriptors();
+    for (int i = 0; i < 20; ++i) EXPECT_TRUE(is_served_anew(address));
+    EXPECT_TRUE(eventually([before] { return descriptors() <= before; }));
+}
+
 TEST_F(Descriptors, NoneForAReconnect) {
     const Raw_server server;
     auto& client = make<Client>();

@@ -80,21 +80,22 @@ void destroy(retired_t _done) {
     }
 }
 
-std::array<int, c_worker_count> epolls() {
-    return {epoll_tcp_init, epoll_tcp_recv, epoll_tcp_send, epoll_udp_recv, epoll_udp_send};
-}
+constexpr std::array<int*, c_worker_count> c_instances = {&epoll_tcp_init, &epoll_tcp_recv, &epoll_tcp_send,
+                                                          &epoll_udp_recv, &epoll_udp_send};
 
 }  // namespace
 
 void reap_open() {
     static_cast<void>(dead_socket());
-    const auto instances = epolls();
     for (unsigned i = 0; i < c_worker_count; ++i) {
         g_wake[i] = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
         epoll_event event{};
         event.events = EPOLLIN | EPOLLET;
         event.data.ptr = const_cast<char*>(&g_wake_mark);
-        ::epoll_ctl(instances[i], EPOLL_CTL_ADD, g_wake[i], &event);
+        if (::epoll_ctl(*c_instances[i], EPOLL_CTL_ADD, g_wake[i], &event) == 0) continue;
+        // No descriptor for it. A worker that nobody can wake would hold up every round: it has to end, too.
+        ::close(*c_instances[i]);
+        *c_instances[i] = -1;
     }
 }
 
@@ -162,8 +163,8 @@ Socket end_socket(struct_epoll_overlapped* _record) {
     const Socket ended = _record->socket.exchange(-1);
     if (ended == -1) return -1;
     (_record->type == c_socket_udp ? g_udp_send_line : g_tcp_send_line).remove(_record);
-    for (const int instance : epolls()) {
-        if (instance != -1) ::epoll_ctl(instance, EPOLL_CTL_DEL, ended, nullptr);
+    for (const int* const instance : c_instances) {
+        if (*instance != -1) ::epoll_ctl(*instance, EPOLL_CTL_DEL, ended, nullptr);
     }
     // Replaces what the number stands for in one step; the old socket closes here.
     ::dup3(g_dead_socket, ended, O_CLOEXEC);
