@@ -1,4 +1,4 @@
-// The process itself in trouble: no descriptors, and a system clock that jumps.
+// The process itself in trouble: no descriptors, no threads, and a system clock that jumps.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdarg>
 #include <set>
+#include <system_error>
 #include <thread>
 
 #include "net/support/objects.h"
@@ -64,7 +65,37 @@ extern "C" long syscall(long _number, ...) noexcept {
     }
 }
 
+/// Threads that this program may still start. Only ever lowered by a test.
+static std::atomic<unsigned> g_threads_left{~0U};
+
+/// In front of the library's: refuses when they are used up.
+extern "C" int pthread_create(pthread_t* _thread_, const pthread_attr_t* _attributes, void* (*_entry)(void*),
+                              void* _argument) {
+    using create_t = int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    static create_t* const create = reinterpret_cast<create_t*>(::dlsym(RTLD_NEXT, "pthread_create"));
+    if (g_threads_left == 0) return EAGAIN;
+    --g_threads_left;
+    return create(_thread_, _attributes, _entry, _argument);
+}
+
 namespace {
+
+class Threads : public Runtime {};
+
+/// Before the first listener, among them, ahead of the timer, and among the relay's workers.
+TEST_F(Threads, NotEnoughForTheRuntimeItself) {
+    ASSERT_EQ(finalize(), 0);
+    for (const unsigned left : {0U, 3U, 8U, 9U, 11U}) {
+        g_threads_left = left;
+        EXPECT_THROW(initialize(), std::system_error) << left;
+        g_threads_left = ~0U;
+        EXPECT_EQ(gp_processor, nullptr);
+        EXPECT_EQ(gp_memory, nullptr);
+    }
+    ASSERT_EQ(initialize(), 0);
+    auto& client = make<Client>();
+    client.connect(make<Service>().open());
+}
 
 class Clock_jump : public Runtime {
 protected:

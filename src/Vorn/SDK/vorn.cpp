@@ -1,5 +1,7 @@
 /// Start and stop of the runtime.
 
+#include <utility>
+
 #include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/Vorn_processor/Vorn_processor.h"
 #include "Vorn/Vorn_processor/object_lock.h"
@@ -22,6 +24,17 @@ Mutex<lock_order::life> g_life_mutex;
 /// still run.
 Vorn_processor* g_processor VORN35_GUARDED_BY(g_life_mutex) = nullptr;
 
+/// Undoes `initialize`, also one that failed half-way.
+void take_down() VORN35_REQUIRES(g_life_mutex) {
+    stop_inet();
+    delete std::exchange(g_processor, nullptr);
+    del_udp(c_directory_port);
+    finalize_inet();
+    // Waiters that wake up late give their answers back under the shared hold.
+    const Exclusive_hold hold;
+    finalize_memory();
+}
+
 }  // namespace
 
 Error initialize() {
@@ -37,28 +50,19 @@ Error initialize(std::size_t _thread_count, std::size_t _call_buffer_count, std:
     }
     try {
         initialize_inet(send_sdk);
+        add_udp(c_directory_port);
+        g_processor = new Vorn_processor(_thread_count, _call_buffer_count);
+        start_inet();
     } catch (...) {
-        const Exclusive_hold hold;
-        finalize_memory();
+        take_down();
         throw;
     }
-    add_udp(c_directory_port);
-    g_processor = new Vorn_processor(_thread_count, _call_buffer_count);
-    start_inet();
     return VORN_ERR_NONE_;
 }
 
 Error finalize() {
     const Lock_guard lock(g_life_mutex);
-    if (g_processor == nullptr) return VORN_ERR_NONE_;
-    stop_inet();
-    delete g_processor;
-    g_processor = nullptr;
-    del_udp(c_directory_port);
-    finalize_inet();
-    // Waiters that wake up late give their answers back under the shared hold.
-    const Exclusive_hold hold;
-    finalize_memory();
+    if (g_processor != nullptr) take_down();
     return VORN_ERR_NONE_;
 }
 

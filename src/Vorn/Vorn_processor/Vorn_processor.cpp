@@ -63,8 +63,11 @@ bool answers_a_waiter(EMsg _type) {
 
 }  // namespace
 
+Vorn_processor::Vorn_processor(Idle, std::size_t _thread_count, std::size_t _size)
+    : Nonshared_pipe<Token>(_size), thread_count(_thread_count) {}
+
 Vorn_processor::Vorn_processor(std::size_t _thread_count, std::size_t _size)
-    : Nonshared_pipe<Token>(_size), thread_count(_thread_count) {
+    : Vorn_processor(Idle{}, _thread_count, _size) {
     {
         // Published with its listeners: they are looked up under the same lock.
         const Exclusive_hold hold;

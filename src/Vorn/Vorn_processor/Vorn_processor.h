@@ -78,6 +78,7 @@ public:
     Mutex<lock_order::deferred> destroy_vect_mutex;
 
     /// Enters itself in `gp_processor`, then starts the listeners and the timer.
+    /// @throws std::system_error when a thread cannot be had; those that were started have ended.
     Vorn_processor(std::size_t _thread_count, std::size_t _size);
     /// Stops the timer, the pipe and the listeners, waits for callbacks that run, and leaves `gp_processor`.
     ~Vorn_processor();
@@ -146,6 +147,10 @@ public:
     void recv_datagram_stubes_info(Token _token, Packet* _pkt_);
 
 private:
+    /// Built, and nothing started: from here on a constructor that fails is followed by the destructor.
+    struct Idle {};
+    Vorn_processor(Idle, std::size_t _thread_count, std::size_t _size);
+
     /// One turn of a listener: waits, takes a message under `serial_lock` and goes on to it. clang cannot follow a
     /// guard that leaves its mutex locked.
     template <class Wait>

@@ -138,7 +138,7 @@ void Vorn_processor::stop_timer() {
         ending.swap(timer_);
     }
     timer_wake.notify_all();
-    ending->join();
+    if (ending != nullptr) ending->join();
 }
 
 void Vorn_processor::countdown_remote_stubes_info() {
