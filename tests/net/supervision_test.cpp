@@ -121,6 +121,26 @@ TEST_F(Supervision, UnacknowledgedReturnsComeBackAsCancels) {
     EXPECT_TRUE(service.cancelled.empty());
 }
 
+TEST_F(Supervision, HeartbeatsOfOneSideDoNotWaitForTheOther) {
+    const Raw_client raw(make<Service>().open().port);
+    raw.open();
+    auto& client = make<Client>();
+    const Raw_server server;
+    ASSERT_EQ(client.start(address_of(server)), 0);
+    const Raw_connection connection = server.accept_open();
+    client.connected.take();
+    auto* const record = [&] {
+        const std::lock_guard lock(g_client_lock);
+        return g_establish_client_map.at(address_of(server));
+    }();
+    std::unique_lock hold(record->send_queue_lock);
+    while (raw.readable(0)) raw.any();
+    std::thread beat(inet_interval_event);
+    EXPECT_TRUE(raw.readable(5000));
+    hold.unlock();
+    beat.join();
+}
+
 TEST_F(Supervision, ConnectThatHangsIsTriedAgain) {
     auto& client = make<Client>();
     // Nobody has that address, and nothing says so for a while.

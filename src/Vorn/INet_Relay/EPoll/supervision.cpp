@@ -55,7 +55,6 @@ void cancel_hanging(struct_epoll_overlapped_tcp* _record, ks_clock_t _clk) {
 }  // namespace
 
 void inet_interval_event() {
-    const Burst burst;
     const ks_clock_t now = relay_clock();
     timer_cancel_connect(now);
     timer_shutdown_server(now);
@@ -70,6 +69,8 @@ void timer_cancel_connect(ks_clock_t _clk) {
 }
 
 void timer_shutdown_server(ks_clock_t _clk) {
+    // Ends with the walk: what others send behind a heartbeat waits for it, and must not wait for more.
+    const Burst burst;
     const Lock_guard lock(g_establish_server_map_lock);
     std::vector<struct_epoll_overlapped_tcp*> silent;
     for (const auto& [addr, record] : g_establish_server_map) keep_or_note(record, _clk, &silent);
@@ -82,6 +83,7 @@ void timer_shutdown_server(ks_clock_t _clk) {
 }
 
 void timer_shutdown_client(ks_clock_t _clk) {
+    const Burst burst;
     const Lock_guard lock(g_client_lock);
     std::vector<struct_epoll_overlapped_tcp*> silent;
     for (const auto& [addr, record] : g_establish_client_map) keep_or_note(record, _clk, &silent);
