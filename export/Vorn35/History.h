@@ -29,7 +29,7 @@ struct THistory_elem<void> {
 
 /// Owner of one snapshot, with deep copy: a copy holds the same messages by references of its own, and every
 /// `History` gives back exactly what it holds. The messages stay as long as any handle holds them, however
-/// the live queue moves on, and also past `finalize`, though not while `finalize` runs.
+/// the live queue moves on, and also past `finalize`.
 ///
 /// One thread uses one handle at a time; copies may live on different threads.
 ///
