@@ -16,6 +16,8 @@ int in_front(Stub_signal*, Addr, void* _data, Pksize _size, double _elapsed, dou
     EXPECT_EQ(_data == nullptr, _size == 0);
     EXPECT_GE(_elapsed, 0);
     EXPECT_GT(_limit, 0);
+    Addr nobody;
+    EXPECT_EQ(get_address("nobody", &nobody), 0U) << "may be asked here, too";
     g_gate.pass();
     return g_decision;
 }

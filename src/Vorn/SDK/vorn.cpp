@@ -71,7 +71,8 @@ Error get_last_error() {
 }
 
 std::size_t get_address(const char* _name_, Addr* _stub_addr_) {
-    const Exclusive_hold hold;
+    // Only reads, and so may be called where a shared hold stands already.
+    const Shared_hold hold;
     return gp_processor == nullptr ? 0 : gp_processor->get_address(_name_, _stub_addr_);
 }
 

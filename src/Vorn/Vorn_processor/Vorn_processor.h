@@ -139,7 +139,7 @@ public:
 
     void timer(double _interval);
     void stop_timer();
-    /// `mutex_01` exclusive.
+    /// `mutex_01` shared.
     std::size_t get_address(const char* _name_, Addr* _stub_addr_) const;
     void broadcast_local_stubes_info();
     void countdown_remote_stubes_info();
