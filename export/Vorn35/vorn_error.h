@@ -2,7 +2,8 @@
 /// Result codes. 0 is success; every code of the runtime is negative.
 ///
 /// No `Error` crosses the interface as an exception. A failure of the operating system that an operation
-/// passes on (an occupied port in `Stub::start`) is the positive `errno`.
+/// passes on (an occupied port in `Stub::start`) is the positive `errno`. A `start` returns -1 where no worker of the
+/// runtime can serve its sockets, as after an `initialize` without descriptors.
 #pragma once
 
 #include "Vorn35/vorn_export.h"

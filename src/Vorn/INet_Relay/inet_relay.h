@@ -27,7 +27,7 @@ void stop_inet();
 void finalize_inet();
 
 /// Opens the TCP listener and the UDP socket of a `Stub`; a port of 0 is replaced by the kernel's choice.
-/// @throws int the `errno` of a failure, for instance `EADDRINUSE`.
+/// @throws int the `errno` of a failure, for instance `EADDRINUSE`; -1 when no worker can serve the sockets.
 int add_server(Port* _port_);
 /// Closes them. Established connections stay up.
 void del_server(Port _port);
@@ -44,7 +44,7 @@ int send_tcp_client(Addr _node_addr, Token _token, Packet* _pkt_);
 /// As a datagram, from the local socket of the destination's port number. Not 0: that port has no socket.
 int send_udp(Token _token, Packet* _pkt_);
 
-/// One more user of a UDP port. 0, or the `errno` of a socket that could not be had.
+/// One more user of a UDP port. 0; the `errno` of a socket that could not be had; or -1 when no worker can serve it.
 int add_udp(Port _port);
 /// One user less; the last closes the socket.
 void del_udp(Port _port);

@@ -19,12 +19,12 @@ void free_all(token_queue_t* _queue) {
     for (; !_queue->empty(); _queue->pop()) _queue->front().free();
 }
 
-void control(int _operation, int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events) {
+int control(int _operation, int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events) {
     epoll_event event{};
     event.events = _events;
     event.data.ptr = _record;
     _record->baton.fetch_add(1, std::memory_order_release);
-    ::epoll_ctl(_epoll, _operation, _record->socket, &event);
+    return ::epoll_ctl(_epoll, _operation, _record->socket, &event);
 }
 
 /// Destroys a record that is not handed to a worker any more.
@@ -52,8 +52,8 @@ ks_clock_t relay_clock() {
     return std::chrono::steady_clock::now();
 }
 
-void watch(int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events) {
-    control(EPOLL_CTL_ADD, _epoll, _record, _events);
+int watch(int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events) {
+    return control(EPOLL_CTL_ADD, _epoll, _record, _events);
 }
 
 void arm(int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events) {

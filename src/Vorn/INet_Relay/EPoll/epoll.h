@@ -195,8 +195,9 @@ extern Packet* heartbeat_pkt;
 ks_clock_t relay_clock();
 
 /// Adds the record to an epoll instance, or arms it there again. The caller may not touch what the worker of
-/// that instance owns afterwards. Results are not looked at: a record that has ended is in no instance.
-void watch(int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events);
+/// that instance owns afterwards. A record that has ended is in no instance and cannot be armed, which is not told.
+/// @return 0, or -1 when it could not be added.
+int watch(int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events);
 void arm(int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events);
 
 struct_epoll_overlapped_tcp* new_overlapped_tcp(Socket _socket, enum_socket_type _type, Addr _local_addr,

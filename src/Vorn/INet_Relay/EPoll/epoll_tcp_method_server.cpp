@@ -89,8 +89,9 @@ int request_listen(Port* _port_) {
     auto* const listener =
         new struct_epoll_overlapped(fd, c_socket_listener, Addr(local.sin_addr.s_addr, ntohs(local.sin_port)));
     g_server_map[*_port_] = listener;
-    watch(epoll_tcp_init, listener, c_watch_input);
-    return 0;
+    const int result = watch(epoll_tcp_init, listener, c_watch_input);
+    if (result != 0) close_listener(*_port_);
+    return result;
 }
 
 void del_server(Port _port) {

@@ -129,12 +129,16 @@ int udp_initialize(Port _port) {
     const unsigned char loop = 1;
     ::setsockopt(fd, IPPROTO_IP, IP_MULTICAST_LOOP, &loop, sizeof loop);
     auto* const record = new struct_epoll_overlapped_ex(fd, c_socket_udp, Addr(0, _port));
-    watch(epoll_udp_recv, record, c_watch_input);
-    watch(epoll_udp_send, record, c_parked);
-    // Last: whoever finds it here may arm it.
-    const Lock_guard lock(g_udp_map_lock);
-    g_udp_map[_port] = record;
-    return 0;
+    const bool watched =
+        watch(epoll_udp_recv, record, c_watch_input) == 0 && watch(epoll_udp_send, record, c_parked) == 0;
+    {
+        // After that: whoever finds it here may arm it.
+        const Lock_guard lock(g_udp_map_lock);
+        g_udp_map[_port] = record;
+    }
+    if (watched) return 0;
+    udp_finalize(_port);
+    return -1;
 }
 
 void udp_finalize(Port _port) {
