@@ -23,6 +23,8 @@ namespace {
 
 /// What the system clock of this program is ahead of the machine's. Only ever moved by a test.
 std::atomic<std::int64_t> g_ahead{0};
+/// Threads that this program may still start. Only ever lowered by a test.
+std::atomic<unsigned> g_threads_left{~0U};
 constexpr std::int64_t c_second = 1000000000;
 
 std::int64_t nanoseconds(const timespec& _time) {
@@ -64,9 +66,6 @@ extern "C" long syscall(long _number, ...) noexcept {
         if (const long result = pass_on(); left <= 0 || result != -1 || errno != ETIMEDOUT) return result;
     }
 }
-
-/// Threads that this program may still start. Only ever lowered by a test.
-static std::atomic<unsigned> g_threads_left{~0U};
 
 /// In front of the library's: refuses when they are used up.
 extern "C" int pthread_create(pthread_t* _thread_, const pthread_attr_t* _attributes, void* (*_entry)(void*),
