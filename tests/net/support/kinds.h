@@ -123,6 +123,123 @@ protected:
     void on_unlink(Error _err) override { this->log.put("unlink " + name_of(_err)); }
 };
 
+inline std::string value_line(const void* _data, Pksize _size) {
+    return "value " + (_size > 64 ? "of " + std::to_string(_size) : bytes_of(_data, _size));
+}
+inline std::string joined(const History& _history) {
+    std::string all;
+    for (unsigned int i = 0; i < _history.size(); ++i) all += bytes_of(_history[i].buffer_, _history[i].size) + ",";
+    return all;
+}
+/// What a `read` of 64 bytes gives.
+template <class Read>
+std::string newest_of(Read _read) {
+    char buffer[64];
+    Pksize size = sizeof buffer;
+    const Error err = _read(buffer, &size);
+    return err == 0 ? bytes_of(buffer, size) : name_of(err);
+}
+inline std::string pattern(std::size_t _size) {
+    std::string text(_size, '\0');
+    for (std::size_t i = 0; i < _size; ++i) text[i] = static_cast<char>(i * 31 ^ i >> 8);
+    return text;
+}
+
+// One service and one client of each kind that links. `put` is with the end that sends; the other's log says "value x".
+
+class Event_service : public Serving<Stub_event> {
+public:
+    using Serving::Serving;
+    Event_service() : Serving(c_code) {}
+    Error put(const std::string& _text) { return event(_text.data(), static_cast<Pksize>(_text.size())); }
+
+private:
+    Error on_link(Addr, double _elapsed, double _limit) override {
+        EXPECT_TRUE(_elapsed >= 0 && _limit > 0);
+        return decide();
+    }
+    void on_unlink(Addr, Error _error) override {
+        EXPECT_EQ(get_last_error(), _error);
+        log.put("unlink " + name_of(_error));
+    }
+};
+class Event_client : public Linking<Proxy_event> {
+public:
+    using Linking::Linking;
+    Event_client() : Linking(c_code) {}
+
+private:
+    void on_event(const void* _data, Pksize _size, double) override { log.put(value_line(_data, _size)); }
+};
+
+/// The end that values come to.
+struct Receiver_of_values {
+    std::atomic<Sync_model> model{on_post};  ///< Of the last.
+    std::atomic<double> limit{0};
+    std::function<void(Addr)> in_callback;  ///< Ahead of the line in the log.
+
+protected:
+    void come(Log* _log, Addr _from, Sync_model _model, double _elapsed, double _limit, const std::string& _line) {
+        EXPECT_GE(_elapsed, 0);
+        model = _model;
+        limit = _limit;
+        if (in_callback) in_callback(_from);
+        _log->put(_line);
+    }
+};
+
+class Information_service : public Serving<Stub_information> {
+public:
+    using Serving::Serving;
+    Information_service() : Serving(c_code) {}
+    Error put(const std::string& _text) { return write(_text.data(), static_cast<Pksize>(_text.size())); }
+    std::atomic<int> reliable{-1};  ///< What the last request for a link asked for.
+
+private:
+    Error on_link(Addr, bool _reliability, double, double) override {
+        reliable = _reliability;
+        return decide();
+    }
+    void on_unlink(Addr, Error _error) override { log.put("unlink " + name_of(_error)); }
+};
+class Information_client : public Linking<Proxy_information>, public Receiver_of_values {
+public:
+    using Linking::Linking;
+    Information_client() : Linking(c_code) {}
+    std::string newest() {
+        return newest_of([this](void* _buffer, Pksize* _size) { return read(_buffer, _size); });
+    }
+
+private:
+    void on_sync(Sync_model _model, double _elapsed, double _limit, const void* _data, Pksize _size) override {
+        come(&log, {}, _model, _elapsed, _limit, value_line(_data, _size));
+    }
+};
+
+class Command_service : public Serving<Stub_command>, public Receiver_of_values {
+public:
+    using Serving::Serving;
+    Command_service() : Serving(c_code) {}
+    std::string newest(Addr _client) {
+        return newest_of([&](void* _buffer, Pksize* _size) { return read(_client, _buffer, _size); });
+    }
+
+private:
+    Error on_link(Addr, double, double) override { return decide(); }
+    void on_unlink(Addr, Error _error) override { log.put("unlink " + name_of(_error)); }
+    void on_sync(Addr _client, Sync_model _model, double _elapsed, double _limit, const void* _data,
+                 const Pksize _size) override {
+        come(&log, _client, _model, _elapsed, _limit, value_line(_data, _size));
+    }
+};
+class Command_client : public Linking<Proxy_command> {
+public:
+    using Linking::Linking;
+    Command_client() : Linking(c_code) {}
+    Error put(const std::string& _text) { return write(_text.data(), static_cast<Pksize>(_text.size())); }
+    std::size_t kept() { return History(see_history(100)).size(); }
+};
+
 /// A further client of a service: one process has only one `Proxy` per address.
 class Other_client : public Raw_client {
 public:
