@@ -18,8 +18,11 @@ namespace {
 
 using Random = std::mt19937;
 
-unsigned one_of(Random* _random, unsigned _count) {
+unsigned one_of(Random* _random, std::size_t _count) {
     return static_cast<unsigned>((*_random)() % _count);
+}
+Sync_model any_model(Random* _random) {
+    return one_of(_random, 2) == 0 ? on_post : on_timer;
 }
 
 const Bytes c_value(100, 7);
@@ -162,96 +165,62 @@ Proxies make_proxies(bool _composite) {
 
 // --- what threads do with them -----------------------------------------------------------------------------
 
+using Publishing = void (*)(const Stubs&, Random*);
+const Publishing c_publishings[] = {
+    [](const Stubs& _s, Random*) { _s.event->event(c_value.data(), c_size); },
+    [](const Stubs& _s, Random*) { _s.event->event(c_value.data(), c_size); },
+    [](const Stubs& _s, Random*) { _s.information->write(c_value.data(), c_size); },
+    [](const Stubs& _s, Random*) { _s.information->write(c_value.data(), c_size); },
+    [](const Stubs& _s, Random*) { _s.datagram->cast(c_here, c_value.data(), c_size); },
+    [](const Stubs& _s, Random*) { _s.datagram->broadcast(nullptr, 0); },
+    [](const Stubs& _s, Random* _r) { _s.information->set_sync_model(any_model(_r), 0.001); },
+    [](const Stubs& _s, Random* _r) { _s.information->set_history_size(1 + one_of(_r, 5)); },
+    [](const Stubs& _s, Random*) { _s.information->get(c_size) == nullptr ? void() : _s.information->cancel(); },
+    [](const Stubs& _s, Random* _r) { _s.command->set_history_size(1 + one_of(_r, 5)); },
+    [](const Stubs& _s, Random*) { _s.event->unlink_all_proxy(), _s.information->unlink_all_proxy(); },
+    [](const Stubs& _s, Random*) { _s.command->unlink_all_proxy(); }};
 void publish(const Stubs& _stubs, Random* _random) {
-    switch (one_of(_random, 12)) {
-        case 0:
-        case 1:
-            _stubs.event->event(c_value.data(), c_size);
-            break;
-        case 2:
-        case 3:
-            _stubs.information->write(c_value.data(), c_size);
-            break;
-        case 4:
-            _stubs.datagram->cast(c_here, c_value.data(), c_size);
-            break;
-        case 5:
-            _stubs.datagram->broadcast(nullptr, 0);
-            break;
-        case 6:
-            _stubs.information->set_sync_model(one_of(_random, 2) == 0 ? on_post : on_timer, 0.001);
-            break;
-        case 7:
-            _stubs.information->set_history_size(1 + one_of(_random, 5));
-            break;
-        case 8:
-            if (_stubs.information->get(c_size) != nullptr) _stubs.information->cancel();
-            break;
-        case 9:
-            _stubs.command->set_history_size(1 + one_of(_random, 5));
-            break;
-        case 10:
-            _stubs.event->unlink_all_proxy();
-            _stubs.information->unlink_all_proxy();
-            break;
-        default:
-            _stubs.command->unlink_all_proxy();
-    }
+    c_publishings[one_of(_random, std::size(c_publishings))](_stubs, _random);
 }
 
-void use(const Proxies& _proxies, Random* _random) {
-    Msg_num num = 0;
+void call_and_wait(Call_proxy* _call) {
     Bytes buffer(c_size);
     Pksize size = c_size;
-    switch (one_of(_random, 16)) {
-        case 0:
-        case 1:
-            _proxies.call->delegate_call(&num, c_value.data(), c_size, 1);
-            break;
-        case 2:
-            _proxies.call->await_return(_proxies.call->async_call(c_value.data(), c_size, c_short), buffer.data(),
-                                        &size, nullptr);
-            break;
-        case 3:
-        case 4:
-            _proxies.signal->delegate_signal(&num, c_value.data(), c_size, 1);
-            break;
-        case 5:
-            _proxies.signal->signal(nullptr, 0, c_short, nullptr);
-            break;
-        case 6:
-            _proxies.event->delegate_link(&num, 1);
-            break;
-        case 7:
-            _proxies.information->delegate_link(&num, one_of(_random, 2) == 0, 1);
-            break;
-        case 8:
-            _proxies.command->await_link_return(_proxies.command->async_link(c_short), nullptr);
-            break;
-        case 9:
-            _proxies.event->unlink();
-            break;
-        case 10:
-            _proxies.information->unlink();
-            break;
-        case 11:
-        case 12:
-            _proxies.command->write(c_value.data(), c_size);
-            break;
-        case 13:
-            _proxies.command->set_sync_model(one_of(_random, 2) == 0, one_of(_random, 2) == 0 ? on_post : on_timer,
-                                             0.001);
-            break;
-        case 14: {
-            _proxies.information->read(buffer.data(), &size);
-            History history(_proxies.command->see_history(3));
-            const History copy(history);
-            history = _proxies.information->see_history(3);
-            break;
-        }
-        default:
-            _proxies.command->unlink();
-    }
+    _call->await_return(_call->async_call(c_value.data(), c_size, c_short), buffer.data(), &size, nullptr);
+}
+void look(const Proxies& _p) {
+    Bytes buffer(c_size);
+    Pksize size = c_size;
+    _p.information->read(buffer.data(), &size);
+    History history(_p.command->see_history(3));
+    const History copy(history);
+    history = _p.information->see_history(3);
+}
+using Use = void (*)(const Proxies&, Random*, Msg_num*);
+const Use c_uses[] = {
+    [](const Proxies& _p, Random*, Msg_num* _n) { _p.call->delegate_call(_n, c_value.data(), c_size, 1); },
+    [](const Proxies& _p, Random*, Msg_num* _n) { _p.call->delegate_call(_n, c_value.data(), c_size, 1); },
+    [](const Proxies& _p, Random*, Msg_num*) { call_and_wait(_p.call); },
+    [](const Proxies& _p, Random*, Msg_num* _n) { _p.signal->delegate_signal(_n, c_value.data(), c_size, 1); },
+    [](const Proxies& _p, Random*, Msg_num* _n) { _p.signal->delegate_signal(_n, c_value.data(), c_size, 1); },
+    [](const Proxies& _p, Random*, Msg_num*) { _p.signal->signal(nullptr, 0, c_short, nullptr); },
+    [](const Proxies& _p, Random*, Msg_num* _n) { _p.event->delegate_link(_n, 1); },
+    [](const Proxies& _p, Random* _r, Msg_num* _n) { _p.information->delegate_link(_n, one_of(_r, 2) == 0, 1); },
+    [](const Proxies& _p, Random*, Msg_num*) {
+        _p.command->await_link_return(_p.command->async_link(c_short), nullptr);
+    },
+    [](const Proxies& _p, Random*, Msg_num*) { _p.event->unlink(); },
+    [](const Proxies& _p, Random*, Msg_num*) { _p.information->unlink(); },
+    [](const Proxies& _p, Random*, Msg_num*) { _p.command->write(c_value.data(), c_size); },
+    [](const Proxies& _p, Random*, Msg_num*) { _p.command->write(c_value.data(), c_size); },
+    [](const Proxies& _p, Random* _r, Msg_num*) {
+        _p.command->set_sync_model(one_of(_r, 2) == 0, any_model(_r), 0.001);
+    },
+    [](const Proxies& _p, Random*, Msg_num*) { look(_p); },
+    [](const Proxies& _p, Random*, Msg_num*) { _p.command->unlink(); }};
+void use(const Proxies& _proxies, Random* _random) {
+    Msg_num num = 0;
+    c_uses[one_of(_random, std::size(c_uses))](_proxies, _random, &num);
 }
 
 /// Tells when no callback of an object that was stopped runs any more: once all listeners are in a callback of ours at
@@ -347,6 +316,7 @@ public:
             });
             spawn([this](Random* _random) { live_and_die(_random); });
         }
+        spawn([this](Random* _random) { break_off(_random); });
         spawn([this](Random* _random) {
             restart(one_of(_random, 2), _random);
             if (one_of(_random, 4) == 0) extra_member(_random);
@@ -374,6 +344,20 @@ private:
         Port port = 0;
         if (service.stub->start(nullptr, &port) == 0) ports[_which] = port;
         client.proxy->start({c_here, ports[_which]});
+    }
+    /// A peer of no runtime: its opening and some calls, and then it is gone at any place of them.
+    void break_off(Random* _random) {
+        const Port port = ports[one_of(_random, 2)];
+        const sockaddr_in to = socket_address(port);
+        Raw_connection raw(stream());
+        if (::connect(raw.fd, reinterpret_cast<const sockaddr*>(&to), sizeof to) != 0) return;
+        Bytes bytes = opening(raw.port(), port);
+        for (std::uint16_t num = 1; num < 5; ++num)
+            bytes = bytes + Wire_message{0x30, 1, num, Bytes(2000), raw.port()}.bytes();
+        bytes.resize(one_of(_random, bytes.size()));
+        raw.send(bytes);
+        if (one_of(_random, 2) == 0) raw.readable(1);
+        if (one_of(_random, 2) == 0) raw.reset();
     }
     /// Comes to a service that is at work, and takes it down by its end.
     void extra_member(Random* _random) {
@@ -424,23 +408,16 @@ unsigned setting(const char* _name, unsigned _otherwise) {
     return text == nullptr ? _otherwise : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
 }
 
-/// Blocks that a life left, given back. What waits in the pipe at its end is lost, and notices of a loss that the full
-/// pipe refused; all else is not.
-struct Left {
-    std::size_t notices = 0;
-    std::size_t others = 0;
-    std::string what;  ///< The messages among the others: type, code, and size of the payload.
-};
-Left sweep() {
-    Left left;
+/// Blocks that a life left, given back: all but notices of a loss that the full pipe refused, as type/code/size.
+std::vector<std::string> sweep() {
+    std::vector<std::string> left;
     for (const mm_t mm : keys_of(lasting_memory())) {
         const auto* const pkt = static_cast<const Packet*>(get_ptr(mm));
-        const bool notice = get_ptr_size(mm) == sizeof(Packet) && pkt->get_msg_type() == EMsg::ctrl &&
-                            pkt->header.code == c_tcp_disconnected_from_server;
-        ++(notice ? left.notices : left.others);
-        if (!notice)
-            left.what += " " + std::to_string(static_cast<int>(pkt->get_msg_type())) + "/" +
-                         std::to_string(pkt->header.code) + "/" + std::to_string(get_ptr_size(mm));
+        const int type = static_cast<int>(pkt->get_msg_type());
+        const std::size_t size = get_ptr_size(mm);
+        if (size != sizeof(Packet) || pkt->get_msg_type() != EMsg::ctrl ||
+            pkt->header.code != c_tcp_disconnected_from_server)
+            left.push_back(std::to_string(type) + "/" + std::to_string(pkt->header.code) + "/" + std::to_string(size));
         while (lasting_memory().get_ref(mm) > 1) lasting_memory().proc_free(mm);
         lasting_memory().proc_free(mm);
     }
@@ -462,22 +439,20 @@ TEST(LifeUnderTraffic, Rounds) {
         EXPECT_EQ(descriptors(), descriptors_before);
         EXPECT_TRUE(eventually([=] { return threads() == threads_before; }));
         EXPECT_EQ(records(), 0U);
-        const Left left = sweep();
+        const std::vector<std::string> left = sweep();
         // What the full pipe holds, and a second answer to one request (its own and that of the loss), which is kept by
         // nobody: that happens once in tens of thousands of rounds.
-        EXPECT_LE(left.others, 2 * (17U + 1)) << "more than the pipe can hold:" << left.what;
+        EXPECT_LE(left.size(), 2 * (17U + 1)) << "more than the pipe can hold: " << testing::PrintToString(left);
         if (number == 9) heap_before = mallinfo2().uordblks;
         watchdog.beat();
     }
     const std::size_t heap_after = mallinfo2().uordblks;
-    const auto figure = [](const char* _name, std::size_t _value, const char* _unit) {
-        std::printf("figure: %s = %zu %s\n", _name, _value, _unit);
-    };
-    figure("rounds", rounds, "lives of the runtime");
-    figure("pairs that died under traffic", lives, "pairs of a service and a client of all kinds");
-    figure("callbacks", callbacks, "");
-    figure("heap in use after 10 rounds", heap_before, "bytes");
-    figure("heap in use at the end", heap_after, "bytes");
+    std::printf("figure: rounds = %u lives of the runtime\n", rounds);
+    std::printf("figure: pairs that died under traffic = %zu pairs of a service and a client of all kinds\n",
+                lives.load());
+    std::printf("figure: callbacks = %zu \n", callbacks.load());
+    std::printf("figure: heap in use after 10 rounds = %zu bytes\n", heap_before);
+    std::printf("figure: heap in use at the end = %zu bytes\n", heap_after);
     if (heap_before != 0) {
         EXPECT_LT(heap_after, heap_before + 65'536);
     }

@@ -327,8 +327,9 @@ TEST_F(Life, MembersIntegratedAndAttached) {
 // --- configuration ---------------------------------------------------------------------------------------
 
 const char* const c_all_keys =
-    "[VORN]\nAUTO_DISCONNECT=No\nSERVER_SOCKET_REUSE=no\nSERVER_LISTEN_BACKLOG=3\nSERVER_LINGER_USE=off\n"
-    "SERVER_LINGER_TIME=7\nSERVER_NAGLE_OFF_USE=NO\nCLIENT_LINGER_USE=no\nCLIENT_LINGER_TIME=8\n"
+    "[OTHER]\nA=1\n[VORN]\nAUTO_DISCONNECT = No "
+    "\nSERVER_SOCKET_REUSE=no\nSERVER_LISTEN_BACKLOG=3\nSERVER_LINGER_USE=off\n"
+    "SERVER_LINGER_TIME=-7\nSERVER_NAGLE_OFF_USE=NO\nCLIENT_LINGER_USE=no\nCLIENT_LINGER_TIME=8\n"
     "CLIENT_NAGLE_OFF_USE=\n";
 
 TEST_F(Life, ConfigurationFiles) {
@@ -350,14 +351,15 @@ TEST_F(Life, ConfigurationFiles) {
         finalize();
     };
     expect_defaults();  // no file
-    write("[VORN\nnot an INI file at all");
-    expect_defaults();
-    std::string no_integer = c_all_keys;
-    no_integer.replace(no_integer.find("=3"), 2, "=x");
-    std::string no_last = c_all_keys;
-    no_last.resize(no_last.rfind("CLIENT_NAGLE"));
-    for (const std::string& partial : {std::string(), std::string("[OTHER]\nA=1\n"),
-                                       std::string("[VORN]\nAUTO_DISCONNECT=no\n"), no_last, no_integer}) {
+    for (const char* malformed : {"[VORN\nA=no\n", "no equals sign\n", "[VORN]\nA=1\nA=2\n"}) {
+        write(malformed);
+        expect_defaults();
+    }
+    const std::string all = c_all_keys;
+    std::vector<std::string> partials{"", "[OTHER]\nA=1\n", all.substr(0, all.rfind("CLIENT_NAGLE"))};
+    for (const char* no_integer : {"=ten", "=5x", "=", "=99999999999"})
+        partials.push_back(std::string(all).replace(all.find("=3"), 2, no_integer));
+    for (const std::string& partial : partials) {
         write(partial);
         EXPECT_THROW(initialize(), boost::property_tree::ptree_error) << partial;
         EXPECT_EQ(gp_processor, nullptr);
@@ -368,7 +370,7 @@ TEST_F(Life, ConfigurationFiles) {
     EXPECT_FALSE(g_auto_disconnect || g_server_socket_reuse || g_server_nagle_off_use || g_client_linger_use);
     EXPECT_TRUE(g_server_linger_use && g_client_nagle_off_use) << "whatever is not no is a yes";
     EXPECT_EQ(g_listen_backlog, 3);
-    EXPECT_EQ(g_server_linger_time, 7);
+    EXPECT_EQ(g_server_linger_time, -7);
     EXPECT_EQ(g_client_linger_time, 8);
     auto& service = make<Service>();
     auto& client = make<Client>();

@@ -2,9 +2,6 @@
 
 #include <fcntl.h>
 
-#include <atomic>
-#include <random>
-
 #include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
 #include "net/support/objects.h"
 
@@ -60,26 +57,22 @@ TEST_F(Relay, MoreConnectionsAtOnceThanTheBacklogHolds) {
 }
 
 /// How far a peer comes before it is gone.
-enum class Stage { connected, half_opening, opened, exchanged, half_header, half_payload, served };
-constexpr Stage c_stages[] = {Stage::connected,   Stage::half_opening, Stage::opened, Stage::exchanged,
-                              Stage::half_header, Stage::half_payload, Stage::served};
+enum Stage { connected, half_opening, opened, exchanged, half_header, half_payload, served, c_stages };
 
-void go(const Raw_connection& _connection, const Bytes& _opening, const Bytes& _message, Stage _stage) {
-    if (_stage >= Stage::half_opening) _connection.send(Bytes(_opening.begin(), _opening.begin() + 500));
-    if (_stage >= Stage::opened) _connection.send(Bytes(_opening.begin() + 500, _opening.end()));
-    if (_stage >= Stage::exchanged) _connection.read(1024);
-    std::size_t length = 0;
-    if (_stage >= Stage::half_header) length = 10;
-    if (_stage >= Stage::half_payload) length = 25;
-    if (_stage >= Stage::served) length = _message.size();
-    _connection.send(Bytes(_message.begin(), _message.begin() + static_cast<std::ptrdiff_t>(length)));
+void go(const Raw_connection& _connection, const Bytes& _opening, const Bytes& _message, int _stage) {
+    if (_stage >= half_opening) _connection.send(Bytes(_opening.begin(), _opening.begin() + 500));
+    if (_stage >= opened) _connection.send(Bytes(_opening.begin() + 500, _opening.end()));
+    if (_stage >= exchanged) _connection.read(1024);
+    const auto length = static_cast<std::ptrdiff_t>(_message.size());
+    const std::ptrdiff_t lengths[] = {0, 0, 0, 0, 10, 25, length};
+    _connection.send(Bytes(_message.begin(), _message.begin() + lengths[_stage]));
 }
 
 TEST_F(Relay, ClientsThatVanishAtEachStage) {
     auto& service = make<Service>();
     const Addr address = service.open();
     for (const bool by_reset : {false, true}) {
-        for (const Stage stage : c_stages) {
+        for (int stage = 0; stage < c_stages; ++stage) {
             for (int i = 0; i < 10; ++i) {
                 Raw_client raw(address.port);
                 go(raw, opening(raw.port(), address.port), raw.call(1, text("payload")).bytes(), stage);
@@ -108,24 +101,23 @@ TEST_F(Relay, ServicesThatVanishAtEachStage) {
     const Bytes message = Wire_message{0x39, c_code, 1, text("payload")}.bytes();
     std::size_t up = 0;
     for (const bool by_reset : {false, true}) {
-        for (const Stage stage : c_stages) {
+        for (int stage = 0; stage < c_stages; ++stage) {
             Raw_connection connection = reconnected(server);
             go(connection, opening(server.port(), 1000), message, stage);
-            if (stage >= Stage::exchanged) {
+            if (stage >= exchanged) {
                 client.connected.take();
                 ++up;
             }
-            if (stage == Stage::served) client.returned.take();
+            if (stage == served) client.returned.take();
             by_reset ? connection.reset() : connection.close();
         }
     }
     const Raw_connection last = reconnected(server);
-    go(last, opening(server.port(), 1000), message, Stage::served);
+    go(last, opening(server.port(), 1000), message, served);
     client.connected.take();
     EXPECT_EQ(client.returned.take().data, text("payload"));
     // No attempt that failed was reported, and no loss twice.
     EXPECT_TRUE(eventually([&] { return client.disconnected.size() >= up; }));
-    EXPECT_GE(client.disconnected.size(), up);
     EXPECT_LE(client.disconnected.size(), up + 2U * 1);
     EXPECT_TRUE(eventually([] { return records() == 1; }));
 }
@@ -239,224 +231,57 @@ TEST_F(Relay, BrokenAfterItsEndWasSeen) {
     }
 }
 
-/// Everything at once for a while: services and clients come and go under traffic, and raw peers break off.
-TEST_F(Relay, Churn) {
-    under_pressure = true;
-    std::atomic<bool> done{false};
-    std::atomic<unsigned> answered{0};
-    std::vector<std::thread> threads;
-    auto& steady = make<Service>();
-    const Addr address = steady.open();
-    auto& stays = make<Client>();
-    const Addr by_another_way(::Vorn35::inet_addr("198.51.100.1"), address.port);
-    stays.connect(by_another_way);
-    // Told by a notice that a full pipe refuses like any other, so that it may never come.
-    const auto connects = [](Client& _client) {
-        for (int i = 0; i < 200 && !_client.is_connected(); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    };
-    const auto run = [&](auto _step) {
-        threads.emplace_back([&done, _step] {
-            for (unsigned round = 0; !done; ++round) _step(round);
-        });
-    };
-    for (int i = 0; i < 2; ++i) {
-        auto& comes_and_goes = make<Service>();
-        auto& follows = make<Client>();
-        run([&](unsigned _round) {
-            Port port = 0;
-            ASSERT_EQ(comes_and_goes.start(nullptr, &port), 0);
-            ASSERT_EQ(follows.start({c_here, port}), 0);
-            if (_round % 3 != 0) {
-                connects(follows);
-                Msg_num num = 0;
-                for (int k = 0; k < 3; ++k) follows.delegate_call(&num, "abc", 3, 1);
-                follows.wait(follows.ask(text("plain"), 0.001));
-            }
-            if (_round % 2 == 0) comes_and_goes.stop();
-            follows.stop();
-            comes_and_goes.stop();
-        });
-    }
-    auto& restarts = make<Client>();
-    run([&](unsigned _round) {
-        ASSERT_EQ(restarts.start(address), 0);
-        // One that is stopped before it has connected keeps its connection for hours: not too many of them.
-        if (_round % 8 != 0 || _round > 800) {
-            connects(restarts);
-        }
-        Msg_num num = 0;
-        restarts.delegate_call(&num, "x", 1, 1);
-        restarts.cancel(1);
-        ASSERT_EQ(restarts.stop(), 0);
-    });
-    // Bytes in both directions (some calls are refused by a full pipe), then a break at any place.
-    run([&](unsigned _round) {
-        Raw_client raw(address.port);
-        raw.send(opening(raw.port(), address.port));
-        if (_round % 4 != 0) raw.read(1024);
-        for (std::uint16_t num = 1; num < 10; ++num) raw.send(raw.call(num, Bytes(20000)));
-        if (_round % 3 == 0 && raw.readable(20)) raw.read(20);
-        _round % 2 == 0 ? raw.reset() : raw.close();
-    });
-    const Raw_server server;
-    auto& victim = make<Client>();
-    ASSERT_EQ(victim.start({c_here, server.port()}), 0);
-    run([&](unsigned _round) {
-        if (!server.readable(1)) return timer_reconnect_client();
-        Raw_connection connection = server.accept();
-        if (_round % 4 == 0) return connection.reset();
-        connection.send(opening(server.port(), 1234) + Wire_message{0x39, c_code, 5, Bytes(50000)}.bytes());
-        connection.read(1024);
-        Msg_num num = 0;
-        for (int k = 0; k < 5; ++k) victim.delegate_call(&num, server.fd == 0 ? nullptr : "abcd", 4, 1);
-        _round % 2 == 0 ? connection.reset() : connection.close();
-    });
-    run([&](unsigned) {
-        if (stays.wait(stays.ask(text("y"), 0.2)).err == 0) ++answered;
-        inet_interval_event();
-    });
-    std::this_thread::sleep_for(std::chrono::seconds(2));  // the length of the churn
-    done = true;
-    for (std::thread& one : threads) one.join();
-    EXPECT_GT(answered, 10U);
-    victim.stop();
-    stays.stop();
-    EXPECT_TRUE(stays.disconnected.empty());
-    auto& after = make<Client>();
-    after.connect(address);
-    EXPECT_EQ(after.call(text("alive")).data, text("alive"));
-}
-
-TEST_F(Relay, RandomBytes) {
-    auto& service = make<Service>();
-    const Addr address = service.open();
-    std::mt19937 random(1);
-    const auto noise = [&random](std::size_t _size) {
-        Bytes bytes(_size);
-        for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random());
-        return bytes;
-    };
-    for (int i = 0; i < 300; ++i) {
-        Raw_client raw(address.port);
-        Bytes bytes = noise(random() % 3000);
-        // Every other one with an opening and headers that make sense, but for a field or two.
-        if (i % 2 == 0) {
-            bytes = opening(raw.port(), static_cast<std::uint16_t>(i % 4 == 0 ? address.port : random()));
-            for (std::uint16_t num = 0; num < 8; ++num) {
-                Wire_message message = raw.call(num, noise(random() % 50));
-                message.type = static_cast<std::uint8_t>(random());
-                message.code = static_cast<std::uint16_t>(random() % 2 == 0 ? c_code : random());
-                message.gport = static_cast<std::uint16_t>(random() % 2 == 0 ? 0 : random());
-                message.limit = static_cast<std::uint16_t>(random());
-                bytes = bytes + message.bytes();
-            }
-            // A size that is not followed by its bytes; 64 MiB at most, since memory is had for it.
-            bytes = bytes + noise(16) + number(static_cast<std::uint32_t>(random() % (64 << 20)), 4) + noise(100);
-        }
-        raw.send(bytes);
-        raw.close();
-        if (i % 4 == 3) all_accepted(address);
-    }
-    const Raw_server server;
-    auto& client = make<Client>();
-    ASSERT_EQ(client.start({c_here, server.port()}), 0);
-    for (int i = 0; i < 100; ++i) {
-        const Raw_connection connection = reconnected(server);
-        connection.send(i % 2 == 0 ? noise(1024 + random() % 500) : opening(1, 2) + noise(random() % 500));
-    }
-    const Raw_socket datagrams(::socket(AF_INET, SOCK_DGRAM, 0));
-    for (int i = 0; i < 2000; ++i) {
-        Bytes bytes = noise(random() % 200);
-        if (i % 2 == 0 && !bytes.empty()) bytes[0] = 2;
-        if (i % 4 == 0 && bytes.size() > 20) {
-            const Bytes head = Wire_message{3, 1, 0, Bytes(bytes.begin() + 20, bytes.end())}.bytes();
-            std::copy_n(head.begin(), 20, bytes.begin());
-        }
-        const sockaddr_in to = socket_address(i % 2 == 0 ? Port{9845} : address.port);
-        ::sendto(datagrams.fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
-    }
-    EXPECT_TRUE(eventually([&] {
-        Client one;
-        return one.start(address) == 0 && eventually([&] { return one.is_connected(); }) && one.stop() == 0;
-    }));
-    auto& good = make<Client>();
-    good.connect(address);
-    EXPECT_EQ(good.delegate_and_take(text("still here")).data, text("still here"));
-}
-
 TEST_F(Relay, DatagramsOfEveryLengthAndThenAGoodOne) {
     auto& service = make<Service>();
     const Addr address = service.open();
     const Raw_socket socket(::socket(AF_INET, SOCK_DGRAM, 0));
     const sockaddr_in to = socket_address(address.port);
-    std::uint16_t num = 0;
-    /// A call by datagram reaches the member like any other; nobody can be answered.
-    const auto call = [&](const char* _payload) {
-        return Wire_message{0x33, c_code, ++num, text(_payload), 5, 0xFFFF, 0, num};
-    };
-    Bytes nineteen = call("").bytes();
-    nineteen.pop_back();
-    Wire_message version_one = call("");
-    version_one.first = 1;
-    Wire_message version_ten = call("");
-    version_ten.first = 0x0A;  // version 2 with a priority
-    Bytes too_short = call("abc").bytes();
-    too_short.pop_back();
-    Bytes much_too_short = call("").bytes();
-    much_too_short[19] = 0x7F;
-    Bytes longer = call("").bytes();
-    longer.push_back(1);
     const auto send = [&](const Bytes& _bytes) {
-        ASSERT_EQ(
-            ::sendto(socket.fd, _bytes.data(), _bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to),
-            static_cast<ssize_t>(_bytes.size()));
+        ::sendto(socket.fd, _bytes.data(), _bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
     };
-    struct Case {
-        const char* what;
-        Bytes bytes;
-        bool taken;
+    /// A cancel by datagram reaches the member like any other; no number, so that none is taken for a repeat.
+    const auto cancel = [](std::uint32_t _error, const Bytes& _payload = {}, std::uint8_t _first = 2) {
+        return Wire_message{0x33, c_code, 0, _payload, 5, 0xFFFF, 0, _error, _first}.bytes();
     };
-    const Case cases[] = {
-        {"length 0", {}, false},
-        {"length 19", nineteen, false},
-        {"version 1", version_one.bytes(), false},
-        {"short of its payload", too_short, false},
-        {"size of 2 GiB", much_too_short, false},
-        {"header alone", call("").bytes(), true},
-        {"with payload", call("abc").bytes(), true},
-        {"with a tail that is not announced", longer, true},
-        {"with a priority", version_ten.bytes(), true},
-        {"large", Wire_message{0x33, c_code, 50, Bytes(60000), 5, 0xFFFF, 0, 50}.bytes(), true},
+    const auto cut = [](Bytes _bytes) {
+        _bytes.pop_back();
+        return _bytes;
     };
-    for (const Case& one : cases) {
-        send(one.bytes);
-        if (one.taken) {
-            EXPECT_EQ(service.cancelled.take(), one.bytes[12]) << one.what;
-        }
-        send(call("good").bytes());
-        EXPECT_EQ(service.cancelled.take(), num) << "the good one after: " << one.what;
+    Bytes two_gib = cancel(1);
+    two_gib[19] = 0x7F;
+    const Bytes dropped[] = {{}, cut(cancel(1)), cancel(1, {}, 1), cut(cancel(1, text("abc"))), two_gib};
+    // With a tail that is not announced, and of version 2 with a priority.
+    const Bytes taken[] = {cancel(2), cancel(2, text("abc")), cancel(2) + Bytes{1}, cancel(2, {}, 0x0A),
+                           cancel(2, Bytes(60000))};
+    for (const Bytes& bytes : dropped) {
+        send(bytes);
+        send(cancel(3));
+        EXPECT_EQ(service.cancelled.take(), 3) << "after " << bytes.size() << " bytes";
+    }
+    for (const Bytes& bytes : taken) {
+        send(bytes);
+        EXPECT_EQ(service.cancelled.take(), 2) << bytes.size() << " bytes";
     }
     EXPECT_TRUE(service.cancelled.empty());
 }
 
 TEST_F(Relay, UdpPortsAreCounted) {
-    EXPECT_EQ(add_udp(7000), 0);
-    EXPECT_EQ(add_udp(7000), 0);
     const auto open = [] {
         const std::lock_guard lock(g_udp_map_lock);
         return g_udp_map.contains(7000);
     };
-    del_udp(7000);
-    EXPECT_TRUE(open());
-    del_udp(7000);
-    EXPECT_FALSE(open());
-    EXPECT_EQ(add_udp(7000), 0);
-    EXPECT_TRUE(open());
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(add_udp(7000), 0);
+        EXPECT_EQ(add_udp(7000), 0);
+        del_udp(7000);
+        EXPECT_TRUE(open());
+        del_udp(7000);
+        EXPECT_FALSE(open());
+    }
     Token token;
     token.alloc_header_force();
     token.get_header_packet()->initialize_packet(c_here, relay_clock(), 1);
-    token.get_header_packet()->set_dst_port(7001);
+    token.get_header_packet()->set_dst_port(7000);
     EXPECT_NE(send_udp(token, token.get_header_packet()), 0) << "no socket for it: stays the caller's";
     token.free();
 }

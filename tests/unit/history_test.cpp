@@ -45,43 +45,27 @@ protected:
     static std::size_t live_blocks() { return gp_memory->allocs.size(); }
 };
 
-void expect_nothing(const THistory_elem<void>& _elem) {
-    EXPECT_EQ(_elem.buffer_, nullptr);
-    EXPECT_EQ(_elem.size, 0U);
-    EXPECT_EQ(_elem.interval, 0.0);
-    EXPECT_EQ(_elem.clock, 0U);
-}
-
-TEST_F(History_test, WithoutASnapshot) {
+TEST_F(History_test, ElementsShowTheMessages) {
     History history;
     for (int round = 0; round < 2; ++round) {
-        EXPECT_FALSE(history);
-        EXPECT_EQ(history.size(), 0U);
-        EXPECT_TRUE(history.empty());
-        expect_nothing(history[0]);
+        EXPECT_TRUE(!history && history.empty() && history[0].buffer_ == nullptr && history[0].size == 0);
         history.clear();
     }
-    const History copy(history);
-    EXPECT_FALSE(copy);
-    History other = snapshot({"gone"});
-    other = history;
-    EXPECT_FALSE(other);
-    EXPECT_EQ(live_blocks(), 0U);
-}
-
-TEST_F(History_test, ElementsShowTheMessages) {
     Letter_case_ letters = snapshot({"first", ""});
     letters->token_vect[1].get_header_packet()->set_data_size(7);  // and no data block
-    const History history = letters;
+    history = letters;
     ASSERT_EQ(history.size(), 2U);
     EXPECT_EQ(text(history[0]), "first");
     EXPECT_EQ(history[0].interval, 0.5);
     EXPECT_EQ(history[0].clock, 42U);
     EXPECT_EQ(history[1].buffer_, nullptr);
     EXPECT_EQ(history[1].size, 7U);
-    expect_nothing(history[2]);
+    EXPECT_EQ(history[2].buffer_, nullptr);
     const History none = snapshot({});
     EXPECT_TRUE(none && none.empty());
+    history = History();
+    EXPECT_FALSE(history);
+    EXPECT_EQ(live_blocks(), 0U);
 }
 
 TEST_F(History_test, EachHandleGivesBackItsOwn) {
