@@ -71,7 +71,7 @@ TEST_F(Command, HistoriesAndTheWriteBufferOfAttachedMembers) {
     writer.put("unlinked");
     EXPECT_EQ(writer.kept(), 0U);
     EXPECT_EQ(writer.link(), "link 0");
-    const std::string huge = pattern(8 << 20);
+    const std::string huge = pattern<std::string>(8 << 20);
     acceptor.in_callback = [&](Addr _client) { EXPECT_TRUE(joined(acceptor.see_history(_client, 1)) == huge + ","); };
     writer.put(huge);
     EXPECT_EQ(acceptor.log.take(), "value of 8388608");

@@ -18,7 +18,7 @@ TEST_F(Information, LargeValuesOfAttachedMembers) {
     EXPECT_EQ(publisher.reliable, 0);
     EXPECT_EQ(other.ask(EMsg::information_udp_connect, c_code, "payload"), EMsg::information_udp_confirm);
     for (const std::size_t size : {60000U, 60001U}) {
-        publisher.put(pattern(size));
+        publisher.put(pattern<std::string>(size));
         EXPECT_EQ(follower.log.take(), "value of " + std::to_string(size));
     }
     // By TCP comes the one that is too large, and keeps its type.
@@ -33,7 +33,7 @@ TEST_F(Information, LargeValuesOfAttachedMembers) {
     EXPECT_EQ(publisher.log.take(), "unlink 0");
     EXPECT_EQ(follower.link(true), "link 0");
     EXPECT_EQ(publisher.reliable, 1);
-    const std::string huge = pattern(8 << 20);
+    const std::string huge = pattern<std::string>(8 << 20);
     publisher.put(huge);
     EXPECT_EQ(follower.log.take(), "value of 8388608");
     EXPECT_EQ(follower.model, on_post);

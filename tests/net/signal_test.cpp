@@ -24,7 +24,6 @@ int in_front(Stub_signal*, Addr, void* _data, Pksize _size, double _elapsed, dou
 
 class Server : public Serving<Stub_signal> {
 public:
-    Server() : Serving(c_code) {}
     explicit Server(const Stub& _stub) : Serving(c_code, _stub, in_front) { g_decision = 0; }
 
 private:
@@ -36,8 +35,8 @@ private:
 
 class Sender : public Calling<Proxy_signal> {
 public:
-    explicit Sender(Msg_code _code = c_code) : Calling(_code) {}
-    Sender(const Proxy& _proxy, Msg_code _code) : Calling(_code, _proxy) {}
+    using Calling::Calling;
+    Sender() : Calling(c_code) {}
 
     std::string send(const char* _text) {
         Msg_num num = 0;
@@ -70,7 +69,10 @@ TEST_F(Signal, BothFormsAndTheFunctionInFront) {
     auto& stub = make<Serving<Stub>>();
     auto& server = make<Server>(stub);
     auto& sender = make<Sender>();
-    sender.connect(stub.open());
+    auto& unknown = make<Sender>(Msg_code{99}, sender);
+    EXPECT_EQ(sender.signal("x", 1, 5, nullptr), VORN_ERR_IS_NOT_CREATED_);
+    const Addr service = stub.open();
+    sender.connect(service);
     EXPECT_EQ(sender.send("a"), "0");
     EXPECT_EQ(sender.send_and_wait("b"), "0");
     EXPECT_EQ(sender.send(""), "0");
@@ -78,25 +80,15 @@ TEST_F(Signal, BothFormsAndTheFunctionInFront) {
     g_decision = c_refusal;
     EXPECT_EQ(sender.send("c"), "77");
     EXPECT_EQ(sender.send_and_wait("d"), "77");
-    for (const char* expected : {"signal a", "signal b", "signal ", "signal c", "signal d"}) {
-        EXPECT_EQ(server.log.take(), expected);
+    g_decision = 0;
+    const Other_client other(service);
+    EXPECT_EQ(other.ask(EMsg::signal, c_code, "e"), EMsg::signal_return);
+    EXPECT_EQ(other.ask(EMsg::delegate_signal, c_code, "f"), EMsg::delegate_signal_return);
+    for (const char* expected : {"a", "b", "", "c", "d", "e", "f"}) {
+        EXPECT_EQ(server.log.take(), std::string("signal ") + expected);
     }
     sender.cancel(5);
     EXPECT_EQ(server.log.take(), "cancel 5");
-}
-
-TEST_F(Signal, Refusals) {
-    auto& server = make<Server>();
-    const Addr service = server.open();
-    auto& proxy = make<Proxy>();
-    auto& sender = make<Sender>(proxy, c_code);
-    auto& unknown = make<Sender>(proxy, Msg_code{99});
-    EXPECT_EQ(sender.signal("x", 1, 5, nullptr), VORN_ERR_IS_NOT_CREATED_);
-    const Raw_server silent;
-    ASSERT_EQ(proxy.start({c_here, silent.port()}), 0);
-    EXPECT_EQ(sender.signal("x", 1, 5, nullptr), VORN_ERR_OBJECT_IS_NOT_EXIST_);
-    EXPECT_EQ(proxy.stop(), 0);
-    sender.connect(service);
     EXPECT_EQ(unknown.send("x"), "VORN_ERR_NOT_SUPPORT_CODE_");
     EXPECT_EQ(sender.signal("x", 1, 0, nullptr), VORN_ERR_LOCAL_TIMEOUT_);
     EXPECT_EQ(sender.await_return(nullptr, nullptr), VORN_ERR_NULL_RETURN_OBJECT_);
@@ -107,43 +99,21 @@ TEST_F(Signal, LossEndsTheWaitAndTheNextConnectionServes) {
     auto& stub = make<Serving<Stub>>();
     auto& server = make<Server>(stub);
     auto& sender = make<Sender>();
-    const Addr service = stub.open();
-    sender.connect(service);
+    sender.connect(stub.open());
     g_gate.close();
     const Promise_ promise = sender.async_signal("x", 1, 20);
-    const Addr self = sender.self();
-    std::thread cut([promise, self] {
-        until_waited_for(promise);
-        // Orders the look at the promise ahead of its end, which only the sockets do otherwise.
-        { const std::lock_guard lock(gp_processor->return_map_mutex); }
-        with_server_record(self.port, [](auto* _record) { ::shutdown(_record->socket, SHUT_RDWR); });
-    });
-    EXPECT_EQ(sender.await_return(promise, nullptr), VORN_ERR_DISCONNECTED_TCP_);
-    cut.join();
-    EXPECT_TRUE(eventually([&] { return !is_served(self.port); }));
+    const std::uint16_t port = sender.self().port;
+    std::thread waits([&] { EXPECT_EQ(sender.await_return(promise, nullptr), VORN_ERR_DISCONNECTED_TCP_); });
+    until_waited_for(promise);
+    // Orders the look at the promise ahead of its end, which only the sockets do otherwise.
+    { const std::lock_guard lock(gp_processor->return_map_mutex); }
+    sender.lose_connection();
+    waits.join();
+    EXPECT_TRUE(eventually([&] { return !is_served(port); }));
     g_gate.open();
-    EXPECT_TRUE(eventually([&] {
-        Addr here;
-        Addr there;
-        return sender.get_address(&here, &there) == 0 && here != self;
-    }));
     EXPECT_EQ(sender.send("y"), "0");
     // The answer to "x" never left, so its handler did not run.
     EXPECT_EQ(server.log.take(), "signal y");
-}
-
-TEST_F(Signal, TwoClientsAtOnce) {
-    auto& server = make<Server>();
-    const Addr service = server.open();
-    auto& sender = make<Sender>();
-    sender.connect(service);
-    const Other_client other(service);
-    EXPECT_EQ(other.ask(EMsg::signal, c_code, "wire"), EMsg::signal_return);
-    EXPECT_EQ(other.ask(EMsg::delegate_signal, c_code, "wire"), EMsg::delegate_signal_return);
-    EXPECT_EQ(sender.send("proxy"), "0");
-    EXPECT_EQ(server.log.take(), "signal wire");
-    EXPECT_EQ(server.log.take(), "signal wire");
-    EXPECT_EQ(server.log.take(), "signal proxy");
 }
 
 }  // namespace

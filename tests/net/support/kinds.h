@@ -139,12 +139,6 @@ std::string newest_of(Read _read) {
     const Error err = _read(buffer, &size);
     return err == 0 ? bytes_of(buffer, size) : name_of(err);
 }
-inline std::string pattern(std::size_t _size) {
-    std::string text(_size, '\0');
-    for (std::size_t i = 0; i < _size; ++i) text[i] = static_cast<char>(i * 31 ^ i >> 8);
-    return text;
-}
-
 // One service and one client of each kind that links. `put` is with the end that sends; the other's log says "value x".
 
 class Event_service : public Serving<Stub_event> {

@@ -19,6 +19,15 @@ inline Bytes copy(const void* _data, Pksize _size) {
     return _size == 0 ? Bytes{} : Bytes(bytes, bytes + _size);
 }
 
+/// Telling contents of a large message.
+template <class Container = Bytes>
+Container pattern(std::size_t _size) {
+    Container bytes(_size, 0);
+    for (std::size_t i = 0; i < _size; ++i)
+        bytes[i] = static_cast<typename Container::value_type>((i * 31 + i / 251) & 0xFF);
+    return bytes;
+}
+
 struct Called {
     Bytes data;
     double elapsed = 0;
