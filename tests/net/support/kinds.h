@@ -23,14 +23,6 @@ inline std::string bytes_of(const void* _data, Pksize _size) {
     return _size == 0 ? std::string() : std::string(static_cast<const char*>(_data), _size);
 }
 
-/// A further socket of a port that the runtime has, too.
-inline Raw_socket datagram_socket(std::uint16_t _port) {
-    Raw_socket raw(::socket(AF_INET, SOCK_DGRAM, 0));
-    raw.set(SOL_SOCKET, SO_REUSEADDR, 1);
-    raw.bind(_port);
-    return raw;
-}
-
 /// A service of one member. Requests for a link wait at the gate and are then decided by `decision`.
 template <class Kind>
 class Serving : public Kind {

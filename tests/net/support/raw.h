@@ -137,6 +137,14 @@ public:
     int fd;
 };
 
+/// A further socket of a port that the runtime has, too.
+inline Raw_socket datagram_socket(std::uint16_t _port) {
+    Raw_socket raw(::socket(AF_INET, SOCK_DGRAM, 0));
+    raw.set(SOL_SOCKET, SO_REUSEADDR, 1);
+    raw.bind(_port);
+    return raw;
+}
+
 /// The opening record: 40 characters, zeros, and the two ports.
 inline Bytes opening(std::uint16_t _sender, std::uint16_t _receiver) {
     Bytes bytes = text("Handshake@ 2020 Kestrane Corperation!!!!");
