@@ -1,7 +1,5 @@
 // Live blocks after a few thousand exchanges of every outcome: as many as before.
 
-#include <optional>
-
 #include "net/support/objects.h"
 
 using namespace net;
@@ -93,40 +91,6 @@ TEST_F(Blocks, CallsOfEveryOutcome) {
     });
 }
 
-TEST_F(Blocks, ConnectionsThatEndWithEverythingQueued) {
-    auto& service = make<Service>(
-        [](const Bytes&, Bytes* _out_) {
-            _out_->assign(2 << 20, 1);
-            return 0;
-        },
-        2U << 20);
-    const Addr address = service.open();
-    expect_steady(10, [&] {
-        Raw_client raw(address.port, 4096);
-        raw.open();
-        for (std::uint16_t num = 1; num <= 8; ++num) raw.send(raw.call(num, Bytes(10), num % 2 == 0 ? 0x30 : 0x38));
-        EXPECT_TRUE(eventually([&] { return queued_for(raw.port()) >= 7; }));
-        raw.reset();
-        service.disconnected.take();
-        EXPECT_TRUE(eventually([] { return records() == 0; }));
-    });
-    auto& client = make<Client>();
-    // No plain request: whether it is answered first by the loss or by its own return, and then again, is open.
-    expect_steady(10, [&] {
-        std::optional<Raw_server> server(std::in_place);
-        EXPECT_EQ(client.start({c_here, server->port()}), 0);
-        Raw_connection connection = server->accept_open();
-        client.connected.take();
-        client.delegate(Bytes(8 << 20));
-        client.delegate(Bytes(1000));
-        connection.reset();
-        client.disconnected.take();
-        EXPECT_EQ(client.stop(), 0);
-        server.reset();  // ends a connection that the beat made meanwhile
-        EXPECT_TRUE(eventually([] { return records() == 0; }));
-    });
-}
-
 TEST_F(Blocks, ASecondAnswerIsLostWithItsBlocks) {
     const Raw_server server;
     auto& client = make<Client>();
@@ -153,46 +117,6 @@ TEST_F(Blocks, ASecondAnswerIsLostWithItsBlocks) {
     expect_steady(100, [&] {
         connection.send(Wire_message{0x31, c_code, ++num, Bytes(100)});
         EXPECT_EQ(connection.next().num, num);
-    });
-}
-
-/// Says that its one callback has run, with nothing of its own to touch afterwards.
-template <class Member>
-struct Told : Member {
-    template <class... Arguments>
-    explicit Told(std::atomic<bool>* _told_, Arguments... _arguments) : Member(_arguments...), told_(_told_) {}
-    std::atomic<bool>* const told_;
-};
-struct Told_service : Told<Stub_call> {
-    using Told::Told;
-    void on_connect(Addr) override { *told_ = true; }
-};
-struct Told_client : Told<Proxy_call> {
-    using Told::Told;
-    void on_connect() override { *told_ = true; }
-};
-
-TEST_F(Blocks, ObjectsThatComeAndGo) {
-    const Raw_server server;
-    expect_steady(20, [&] {
-        // Stopped before their peers go, and after they were told that these came: nothing runs when they are destroyed.
-        std::atomic<bool> service_told{false};
-        std::atomic<bool> client_told{false};
-        Told_service service(&service_told, c_code, 64);
-        Told_client client(&client_told, c_code);
-        Port port = 0;
-        EXPECT_EQ(service.start(nullptr, &port), 0);
-        EXPECT_EQ(client.start({c_here, server.port()}), 0);
-        Raw_connection connection = server.accept_open();
-        EXPECT_TRUE(eventually([&] { return client_told.load(); }));
-        const Raw_client raw(port);
-        raw.open();
-        raw.send(raw.call(1, text("x")));
-        raw.next();
-        EXPECT_TRUE(eventually([&] { return service_told.load(); }));
-        EXPECT_EQ(service.stop(), 0);
-        EXPECT_EQ(client.stop(), 0);
-        EXPECT_TRUE(connection.ends());
     });
 }
 

@@ -130,11 +130,19 @@ TEST_F(Information, Histories) {
     EXPECT_EQ(follower->stop(), 0);
     publisher.reset();
     follower.reset();
-    const History copy = at_publisher;
+    EXPECT_EQ(finalize(), 0);
+    History copy = at_publisher;
     at_publisher.clear();
+    at_publisher.clear();
+    EXPECT_TRUE(!at_publisher && at_publisher.empty() && at_publisher[0].buffer_ == nullptr);
+    const History& self = copy;
+    copy = self;
     EXPECT_EQ(joined(copy), "c,b,a,");
-    EXPECT_EQ(joined(at_follower), "c,b,");
     EXPECT_EQ(copy[0].interval, c_endless);
+    EXPECT_TRUE(copy[3].buffer_ == nullptr && copy[3].size == 0);
+    copy = at_follower;
+    at_follower = History();
+    EXPECT_EQ(joined(copy), "c,b,");
 }
 
 TEST_F(Information, OneWriterAtATime) {

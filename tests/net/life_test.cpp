@@ -253,46 +253,8 @@ TEST_F(Life, ClientRestartedAtOnce) {
     EXPECT_EQ(clients(), 1U);
 }
 
-TEST_F(Life, MembersIntegratedAndAttached) {
+TEST_F(Life, AttachedMembersAndTheEndOfOne) {
     ASSERT_EQ(initialize(), 0);
-    struct Ten : Stub_call {
-        Ten() : Stub_call(10, 8) {}
-        Error on_call(Addr, const void*, Pksize, void*, Pksize* _size_, double, double) override {
-            *_size_ = 0;
-            return 10;
-        }
-    };
-    struct Eleven : Stub_call {
-        Eleven() : Stub_call(11, 8) {}
-        Error on_call(Addr, const void*, Pksize, void*, Pksize*, double, double) override { return 11; }
-    };
-    struct Both : Ten, Eleven {};
-    struct Asks_ten : Proxy_call {
-        Asks_ten() : Proxy_call(10) {}
-        void on_return(Msg_num, Error _err, const void*, Pksize, double) override { tens.put(_err); }
-        Events<Error> tens;
-    };
-    struct Asks_eleven : Proxy_call {
-        Asks_eleven() : Proxy_call(11) {}
-        void on_return(Msg_num, Error _err, const void*, Pksize, double) override { elevens.put(_err); }
-        Events<Error> elevens;
-    };
-    struct Asks_both : Asks_ten, Asks_eleven {
-        void on_connect() override { up.put(1); }
-        Events<int> up;
-    };
-    auto& both = make<Both>();
-    auto& asks = make<Asks_both>();
-    Port port = 0;
-    ASSERT_EQ(both.start(nullptr, &port), 0);
-    ASSERT_EQ(asks.start({c_here, port}), 0);
-    asks.up.take();
-    Msg_num num = 0;
-    EXPECT_EQ(asks.Asks_ten::delegate_call(&num, nullptr, 0, 20), 0);
-    EXPECT_EQ(asks.Asks_eleven::delegate_call(&num, nullptr, 0, 20), 0);
-    EXPECT_EQ(asks.tens.take(), 10);
-    EXPECT_EQ(asks.elevens.take(), 11);
-
     auto& base = make<Service>();
     const auto answers = [](const char* _text) {
         return [_text](const Bytes&, Bytes* _out_) {

@@ -8,35 +8,6 @@ using namespace net;
 
 namespace {
 
-/// Counts how many handlers run at once.
-class Crowd {
-public:
-    void enter() {
-        const std::lock_guard lock(mutex);
-        most = std::max(most, ++inside);
-        met.notify_all();
-    }
-    void leave() {
-        const std::lock_guard lock(mutex);
-        --inside;
-    }
-    /// Until so many have been inside at once. False: they never were.
-    bool meet(int _count) {
-        std::unique_lock lock(mutex);
-        return met.wait_for(lock, c_watchdog, [&] { return most >= _count; });
-    }
-    int at_most() {
-        const std::lock_guard lock(mutex);
-        return most;
-    }
-
-private:
-    std::mutex mutex;
-    std::condition_variable met;
-    int inside = 0;
-    int most = 0;
-};
-
 class Ordering : public Runtime {
 protected:
     void SetUp() override {
@@ -63,23 +34,24 @@ protected:
         const Exclusive_hold hold;
         return gp_processor->qbuffer_map.contains(_key) ? gp_processor->qbuffer_map.at(_key)->m_ref : 0;
     }
-    /// All handlers wait until `_together` of them are there, or pass at once and are counted.
-    Service::Handler meeting(int _together) {
-        return [this, _together](const Bytes&, Bytes*) {
-            crowd.enter();
-            if (_together > 1) {
-                EXPECT_TRUE(crowd.meet(_together));
-            }
-            std::this_thread::yield();
-            crowd.leave();
-            return 0;
-        };
-    }
+    /// From now on handlers wait until so many of them run at once, or pass (1); `most` is how many ever did.
     void let_meet(int _together) {
-        for (Service* one : {&service, &one_more}) one->handler = meeting(_together);
+        most = 0;
+        for (Service* one : {&service, &one_more}) {
+            one->handler = [this, _together](const Bytes&, Bytes*) {
+                const int now = ++inside;
+                for (int seen = most; seen < now && !most.compare_exchange_weak(seen, now);) {
+                }
+                EXPECT_TRUE(eventually([this, _together] { return most >= _together; }));
+                std::this_thread::yield();
+                --inside;
+                return 0;
+            };
+        }
     }
 
-    Crowd crowd;
+    std::atomic<int> inside{0};
+    std::atomic<int> most{0};
     Service& service = make<Service>();
     Service& one_more = make<Service>(service, Msg_code{8});  // a second code of the same service
     Addr address;
@@ -102,7 +74,7 @@ TEST_F(Ordering, ParallelAndSerialAlone) {
     let_meet(1);
     ask(raw, {c_code, c_code, c_code, c_code, c_code, c_code, c_code, c_code, c_code, c_code, c_code, c_code});
     take_answers(raw, 12);
-    EXPECT_EQ(crowd.at_most(), 1);
+    EXPECT_EQ(most, 1);
     msg_processing_by_parallel(key(c_code));
     msg_processing_by_parallel(key(c_code));
     let_meet(8);
@@ -119,7 +91,7 @@ TEST_F(Ordering, GroupsGrowAndShrink) {
     let_meet(1);
     ask(raw, {c_code, 8, c_code, 8, 8, c_code, c_code, 8, 8, c_code});
     take_answers(raw, 10);
-    EXPECT_EQ(crowd.at_most(), 1);
+    EXPECT_EQ(most, 1);
     msg_processing_by_serial_group(key(8), key(c_code));  // as it is
     msg_processing_by_serial_group(key(9), key(8));
     EXPECT_EQ(keys_of(key(c_code)), 3);

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <atomic>
 #include <cstring>
 #include <thread>
@@ -140,26 +139,6 @@ TEST_F(Memory, WithoutAnAllocatorNothingIsAllocated) {
     token.free();
     safe_add_ref_token(token);
     EXPECT_TRUE(get_header(token) == nullptr && get_data(token) == nullptr);
-}
-
-TEST_F(Memory, ThreadsShareOneBlock) {
-    Token token;
-    token.alloc_header_force();
-    std::array<std::thread, 4> threads;
-    for (std::thread& thread : threads) {
-        thread = std::thread([token] {
-            for (int round = 0; round < 1000; ++round) {
-                Token own;
-                own.set_header(token);
-                static_cast<void>(own.alloc_data(8));
-                own.free();
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(count(token.header_mm), 1U);
-    EXPECT_EQ(gp_memory->alloc_total, 64U);
-    token.free();
 }
 
 }  // namespace

@@ -1,19 +1,14 @@
-// The small toolkit: the pipe, times and interfaces.
+// The small toolkit: the pipe and times.
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <ifaddrs.h>
 
 #include <array>
 #include <cmath>
 #include <limits>
-#include <set>
 #include <thread>
-#include <tuple>
 
 #include "Kestrane/Nonshared_pipe.h"
 #include "Kestrane/_chrono.h"
-#include "Kestrane/_network.h"
 
 using namespace Kestrane;
 using namespace std::chrono_literals;
@@ -89,28 +84,6 @@ TEST(Chrono, EveryDoubleIsADuration) {
     EXPECT_FALSE(deadline_fits(9223372036.0, 1s));
     EXPECT_TRUE(deadline_fits(60.0));
     for (const double seconds : {9223372036.0, huge, std::nan("")}) EXPECT_FALSE(deadline_fits(seconds));
-}
-
-// ---- _network
-
-TEST(Network, InterfacesAreTheHostsButLoopback) {
-    using Config = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;
-    std::multiset<Config> expected;
-    ifaddrs* list = nullptr;
-    ASSERT_EQ(::getifaddrs(&list), 0);
-    for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
-        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) continue;
-        const std::uint32_t inet = reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr.s_addr;
-        const std::uint32_t mask = reinterpret_cast<const sockaddr_in*>(entry->ifa_netmask)->sin_addr.s_addr;
-        if (inet != ::inet_addr("127.0.0.1")) expected.emplace(inet, mask, ~mask | inet);
-    }
-    ::freeifaddrs(list);
-
-    IP4_if_table table(3);  // what is in it goes
-    EXPECT_EQ(get_ip4_if_table(&table), expected.size());
-    std::multiset<Config> found;
-    for (const IP4_if_config& config : table) found.emplace(config.inet, config.netmask, config.broadcast);
-    EXPECT_EQ(found, expected);
 }
 
 }  // namespace

@@ -132,11 +132,12 @@ protected:
     /// notices of a loss that a full pipe refused.
     bool under_pressure = false;
 
+    std::vector<std::shared_ptr<void>> objects;
+
 private:
     const Start start;
     std::size_t threads_before = 0;
     std::size_t descriptors_before = 0;
-    std::vector<std::shared_ptr<void>> objects;
 };
 
 }  // namespace net
