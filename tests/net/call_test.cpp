@@ -144,17 +144,6 @@ TEST_F(Call, NoHeaderLiesAboutWhatFollowsIt) {
     }
 }
 
-TEST_F(Call, NobodyThere) {
-    const auto [service, client, address] = pair();
-    auto& stranger = make<Client>(client, Msg_code{8});
-    EXPECT_EQ(stranger.call({}).err, VORN_ERR_NOT_SUPPORT_CODE_);
-    EXPECT_EQ(stranger.delegate_and_take(text("x")).err, VORN_ERR_NOT_SUPPORT_CODE_);
-    // The connection outlives the service.
-    ASSERT_EQ(service.stop(), 0);
-    EXPECT_EQ(client.call({}).err, VORN_ERR_OBJECT_IS_NOT_EXIST_);
-    EXPECT_EQ(client.delegate_and_take({}).err, VORN_ERR_OBJECT_IS_NOT_EXIST_);
-}
-
 TEST_F(Call, LimitsThatEndAtOnce) {
     const auto [service, client, address] = pair();
     service.gate.close();

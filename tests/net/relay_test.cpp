@@ -122,26 +122,6 @@ TEST_F(Relay, ServicesThatVanishAtEachStage) {
     EXPECT_TRUE(eventually([] { return records() == 1; }));
 }
 
-TEST_F(Relay, NobodyListensYet) {
-    Port port = 0;
-    {
-        const Raw_server gone;
-        port = gone.port();
-    }
-    auto& client = make<Client>();
-    ASSERT_EQ(client.start({c_here, port}), 0);
-    ASSERT_TRUE(eventually([] {
-        const std::lock_guard lock(g_client_lock);
-        return g_connect_fail_map.size() == 1;
-    }));
-    auto& service = make<Service>();
-    service.open(nullptr, port);
-    client.connected.take();  // by the beat of the timer
-    ASSERT_EQ(client.stop(), 0);
-    service.disconnected.take();
-    all_gone();
-}
-
 TEST_F(Relay, OneThatDoesNotReadHoldsUpNobody) {
     auto& service = make<Service>(
         [](const Bytes& _in, Bytes* _out_) {

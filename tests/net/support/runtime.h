@@ -133,10 +133,10 @@ protected:
     bool under_pressure = false;
 
     std::vector<std::shared_ptr<void>> objects;
+    std::size_t threads_before = 0;
 
 private:
     const Start start;
-    std::size_t threads_before = 0;
     std::size_t descriptors_before = 0;
 };
 
