@@ -424,7 +424,9 @@ TEST_F(C_interface, Information) {
     vorn_proxy_information_set_sync(member, false);
     EXPECT_EQ(vorn_stub_information_write(served, "silent", 6), 0);
     EXPECT_TRUE(eventually([&] { return read(vorn_proxy_information_read, member) == "silent"; }));
-    EXPECT_TRUE(log_of(member).empty());
+    vorn_proxy_information_set_sync(member, true);
+    EXPECT_EQ(vorn_stub_information_write(served, "loud", 4), 0);
+    EXPECT_EQ(next(member), "sync post loud");
 }
 
 TEST_F(C_interface, Command) {
@@ -454,7 +456,12 @@ TEST_F(C_interface, Command) {
     vorn_stub_command_set_sync(served, false);
     EXPECT_EQ(vorn_proxy_command_write(member, "silent", 6), 0);
     EXPECT_TRUE(eventually([&] { return read(vorn_stub_command_read, served, self) == "silent"; }));
-    while (!log_of(served).empty()) EXPECT_EQ(next(served), line + " timer three");
+    vorn_stub_command_set_sync(served, true);
+    EXPECT_EQ(vorn_proxy_command_write(member, "loud", 4), 0);
+    std::string told;
+    do told = next(served);
+    while (told == line + " timer three");
+    EXPECT_EQ(told, line + " post loud");
     vorn_stub_command_unlink_all_proxy(served);  // or what the service has of it is lost with the connection
     EXPECT_EQ(next(member), "unlink 0");
 }

@@ -268,8 +268,8 @@ TEST_F(Life, OfTwoMembersOfOneCodeTheFirstAnswers) {
 // --- configuration ---------------------------------------------------------------------------------------
 
 const char* const c_all_keys =
-    "[OTHER]\nA=1\n[VORN]\nAUTO_DISCONNECT = No "
-    "\nSERVER_SOCKET_REUSE=no\nSERVER_LISTEN_BACKLOG=3\nSERVER_LINGER_USE=off\n"
+    "[OTHER]\nA=1\n[VORN]\nAUTO_DISCONNECT = No \nSERVER_SOCKET_REUSE=no\nSERVER_LISTEN_BACKLOG=3\n"
+    "SERVER_LINGER_USE=off\n"
     "SERVER_LINGER_TIME=-7\nSERVER_NAGLE_OFF_USE=NO\nCLIENT_LINGER_USE=no\nCLIENT_LINGER_TIME=8\n"
     "CLIENT_NAGLE_OFF_USE=\n";
 

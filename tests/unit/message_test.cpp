@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cmath>
@@ -11,6 +12,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "Vorn/struct.h"
 #include "Vorn35/vorn_error.h"
@@ -97,6 +99,30 @@ TEST(Switches, EveryTypeIsTurnedAsTheTableSays) {
             EXPECT_EQ(turned, row[way] != 0) << type << " way " << way;
             EXPECT_EQ(bytes_of(pkt), bytes_of(expected)) << type << " way " << way;
         }
+    }
+}
+
+TEST(Types, TransactionRequestAndAcknowledgementOfEachType) {
+    const std::map<int, std::vector<int>> families{
+        {1, {48, 51, 56, 57, 58, 59}},
+        {2, {32, 35, 40, 41, 42, 43}},
+        {3, {64, 67, 68, 69, 72, 73, 74, 75, 76}},
+        {4, {80, 83, 84, 85, 86, 88, 89, 90, 91, 92}},
+        {5, {96, 99, 100, 101, 104, 105, 106, 107, 108, 112, 115, 116, 118, 120, 121, 122, 123, 124}},
+        {6, {6}},
+    };
+    for (int number = 0; number < 256; ++number) {
+        int transaction = 0;
+        for (const auto& [one, types] : families) transaction += std::ranges::count(types, number) != 0 ? one : 0;
+        EXPECT_EQ(trans_listen_type_to_transaction(type_of(number)), transaction) << number;
+        // Answers by waiting belong to their request, and whatever else to a call.
+        const int block = number / 16 * 16;
+        const bool answer = number >= 32 && number < 128 && (number == block + 1 || number == block + 2);
+        EXPECT_EQ(get_return_type(type_of(number)), type_of(answer ? block : 48)) << number;
+        const bool acknowledged = number == 33 || number == 41 || number == 49 || number == 57;
+        Packet pkt = sample_packet(type_of(number));
+        pkt.set_swap_acktype();
+        EXPECT_EQ(pkt.get_msg_type(), type_of(acknowledged ? number + 3 : number)) << number;
     }
 }
 
