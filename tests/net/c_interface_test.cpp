@@ -391,7 +391,8 @@ TEST_F(C_interface, Event) {
 }
 
 TEST_F(C_interface, Information) {
-    const auto& [served, member] = std::pair(stub.information, proxy.information);
+    Vorn_inst* const served = stub.information;
+    Vorn_inst* const member = proxy.information;
     EXPECT_EQ(vorn_stub_information_get(served, 1), nullptr);
     EXPECT_EQ(see(vorn_stub_information_see_history(served, 1)), "null");
     EXPECT_EQ(read(vorn_stub_information_read, served), "VORN_ERR_IS_NOT_CREATED_");
@@ -430,7 +431,8 @@ TEST_F(C_interface, Information) {
 }
 
 TEST_F(C_interface, Command) {
-    const auto& [served, member] = std::pair(stub.command, proxy.command);
+    Vorn_inst* const served = stub.command;
+    Vorn_inst* const member = proxy.command;
     EXPECT_EQ(see(vorn_stub_command_see_history(served, self, 1)), "null");
     EXPECT_EQ(vorn_proxy_command_get(member, 1), nullptr);
     connect();

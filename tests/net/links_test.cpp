@@ -36,7 +36,8 @@ protected:
     template <class Service, class Client, class... Form>
     void every_form(Form... _form) {
         auto both = pair<Service, Client>();
-        auto& [service, client] = both;
+        Service& service = both.service;
+        Client& client = both.client;
         EXPECT_EQ(both.put("early"), VORN_ERR_IS_NOT_CREATED_);
         client.connect(service.open());
         EXPECT_EQ(both.put("nobody"), 0);
@@ -84,7 +85,8 @@ protected:
     template <class Service, class Client, class... Form>
     void lost(Form... _form) {
         auto both = pair<Service, Client>();
-        auto& [service, client] = both;
+        Service& service = both.service;
+        Client& client = both.client;
         client.connect(service.open());
         EXPECT_EQ(client.await_link(&service.gate, _form...), "link 0");
         both.put("old");
