@@ -87,10 +87,11 @@ TEST_F(Signal, BothFormsAndTheFunctionInFront) {
     for (const char* expected : {"a", "b", "", "c", "d", "e", "f"}) {
         EXPECT_EQ(server.log.take(), std::string("signal ") + expected);
     }
+    // Dropped over there, ahead of what follows.
+    EXPECT_EQ(sender.signal("x", 1, 0, nullptr), VORN_ERR_LOCAL_TIMEOUT_);
     sender.cancel(5);
     EXPECT_EQ(server.log.take(), "cancel 5");
     EXPECT_EQ(unknown.send("x"), "VORN_ERR_NOT_SUPPORT_CODE_");
-    EXPECT_EQ(sender.signal("x", 1, 0, nullptr), VORN_ERR_LOCAL_TIMEOUT_);
     EXPECT_EQ(sender.await_return(nullptr, nullptr), VORN_ERR_NULL_RETURN_OBJECT_);
     EXPECT_TRUE(gp_processor->returns.empty());
 }
