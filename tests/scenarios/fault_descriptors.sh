@@ -1,14 +1,10 @@
 #!/usr/bin/env bash
 # A service out of descriptors: who is connected goes on, nobody else is taken until it is started again, also when
 # there are descriptors again.
-set -euo pipefail
-
-if [[ ${1:-} != inside ]]; then
-    # The address sanitizer itself takes descriptors to look whether an address is valid.
-    [[ $(ldd "$BIN/peer") != *libasan* ]] || exit 77
-    exec "$LAB" run --hosts 3 -- bash "$0" inside
-fi
-source "$(dirname "$LAB")/peers.bash"
+source "${LAB%/*}/vocabulary.bash"
+# The address sanitizer itself takes descriptors to look whether an address is valid.
+[[ $(ldd "$BIN/peer") != *libasan* ]] || exit 77
+in_lab 3
 
 serve() { start service 2 bash -c "ulimit -n 40; exec \"$BIN/peer\" serve 4000 1 50 64"; }
 serve
@@ -18,22 +14,24 @@ await client '0 link 0'
 before=$(descriptors service)
 figure "descriptors of a service with one client" "$before" descriptors
 
-start held 3 perl "$(dirname "$0")/raw_peer.pl" hold 198.51.100.2 4000 30 0.2
+goes_on() { (($(count client answered) > answered + 50 && $(count client events) > events + 25)); }
+until_it_goes_on() {
+    ask client
+    answered=$(count client answered) events=$(count client events)
+    until_counts client 30 goes_on
+}
+stranger held 3 hold 198.51.100.2 4000 30 0.2
 await held 'held .*'
 until_counts service 30 eval '(($(descriptors service) >= 40))'
-ask client
-answered=$(count client answered) events=$(count client events)
-goes_on() { (($(count client answered) > answered + 50 && $(count client events) > events + 25)); }
-until_counts client 30 goes_on
+until_it_goes_on
 kill_peer held
 until_counts service 30 eval '(($(descriptors service) == before))'
 
 peer late 3 use 198.51.100.2 4000 1 100
-answered=$(count client answered) events=$(count client events)
-until_counts client 30 goes_on
+until_it_goes_on
 sleep 1
 ! grep -q up /run/late || fail "the worker that accepts has survived; the documents say that it ends"
-[[ $(grep -v counts /run/client | cut -d' ' -f3-) == $'up\nlink 0' ]] || fail "$(</run/client)"
+stood client
 
 kill_peer service
 await client '0 down'

@@ -1,25 +1,20 @@
 #!/usr/bin/env bash
 # The directory of names in trouble: its port is another program's; two processes publish one name; a cable is out.
-set -euo pipefail
-
-if [[ ${1:-} != inside ]]; then
-    exec "$LAB" run --hosts 3 -- bash "$0" inside
-fi
-source "$(dirname "$LAB")/peers.bash"
+source "${LAB%/*}/vocabulary.bash"
+in_lab 3
 
 # Its port is taken: by address everything works, the name is unknown to all, and the port comes with the next start only.
-start thief 3 perl "$(dirname "$0")/raw_peer.pl" take 9845
+stranger thief 3 take 9845
 await thief taken
-start first 2 "$BIN/call_service" twice 4001
-start deaf 3 "$BIN/peer" serve 4002 1 10 64
+peer first 2 serve 4001 1 0 0 twice
+peer deaf 3 serve 4002 1 10 64
 await deaf ready
 peer finder 1 find twice
 await finder 'found 198.51.100.2:4001'
 peer deaf_finder 3 find twice
 peer user 1 use 198.51.100.3 4002 1 50
 await user '0 link 0'
-answers() { (($(count user answered) > 20 && $(count user events) > 5)); }
-until_counts user 30 answers
+until_counts user 30 eval '(($(count user answered) > 20 && $(count user events) > 5))'
 kill_peer deaf
 [[ $(<"/run/deaf_finder") == *" lost" ]] || fail "heard without the port: $(</run/deaf_finder)"
 kill_peer thief
@@ -28,7 +23,7 @@ peer finder_again 3 find twice
 await finder_again 'found 198.51.100.2:4001'
 
 # Two of one name: each is found in turn, a connection stays with the one it was made to.
-start second 3 "$BIN/call_service" twice 4003
+peer second 3 serve 4003 1 0 0 twice
 await finder 'found 198.51.100.3:4003'
 await finder 'found 198.51.100.2:4001' 2
 peer stays 1 use 198.51.100.3 4003 1 50

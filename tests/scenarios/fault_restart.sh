@@ -1,40 +1,33 @@
 #!/usr/bin/env bash
 # A service that is killed and started again: its clients are back by their next beat, told in order, and linked again.
 # Where more arrive in one moment than the queue of the port holds, the kernel puts some off for another second.
-set -euo pipefail
-
-if [[ ${1:-} != inside ]]; then
-    # A host for each: a service takes requests of one number from one host, one after the other, for a repeat.
-    exec "$LAB" run --hosts $((${CLIENTS:-2} + 1)) -- bash "$0" inside
-fi
-source "$(dirname "$LAB")/peers.bash"
-
+source "${LAB%/*}/vocabulary.bash"
 kills=${KILLS:-2} clients=${CLIENTS:-2}
-serve() { peer service 1 serve 4000 1 100 64; }
+# A host for each: a service takes requests of one number from one host, one after the other, for a repeat.
+in_lab $((clients + 1))
 
+serve() { peer service 1 serve 4000 1 100 64; }
 serve
+names=()
 for ((i = 1; i <= clients; ++i)); do
+    names+=("client$i")
     peer "client$i" $((i + 1)) use 198.51.100.1 4000 1 50
 done
-for ((i = 1; i <= clients; ++i)); do
-    await "client$i" '0 link 0'
-done
+for name in "${names[@]}"; do await "$name" '0 link 0'; done
 worst=0 late=0
 for ((round = 1; round <= kills; ++round)); do
     kill_peer service
-    for ((i = 1; i <= clients; ++i)); do
-        await "client$i" '0 down' "$round"
-    done
+    for name in "${names[@]}"; do await "$name" '0 down' "$round"; done
     sleep "0.$((round * 37 % 10))"  # at another place of the clients' beat each time
     serve
     await service ready $((round + 1))
     listening=$when
-    for ((i = 1; i <= clients; ++i)); do
-        await "client$i" '0 up' $((round + 1))
+    for name in "${names[@]}"; do
+        await "$name" '0 up' $((round + 1))
         took=$((when - listening))
         ((took <= worst)) || worst=$took
         ((took <= 2000)) || ((++late))
-        await "client$i" '0 link 0' $((round + 1))
+        await "$name" '0 link 0' $((round + 1))
     done
 done
 figure "connected again after the port listens, worst of $kills kills and $clients clients" "$worst" ms
@@ -42,16 +35,16 @@ figure "of these later than 2 s, of $((kills * clients))" "$late" clients
 ((worst <= 5000)) || fail "$worst ms"
 
 figure "links asked for once more, since a full pipe refused the request" \
-    "$(cat /run/client? /run/client?? 2>/dev/null | grep -c again || true)" "of $((clients * (kills + 1)))"
-for ((i = 1; i <= clients; ++i)); do
-    diff <(grep -Ev 'counts|again' "/run/client$i" | cut -d' ' -f3- | uniq) <(
+    "$(cat "${names[@]/#//run/}" | grep -c again || true)" "of $((clients * (kills + 1)))"
+goes_on() { (($(count "$name" answered) > answered && $(count "$name" events) > events)); }
+for name in "${names[@]}"; do
+    diff <(grep -Ev 'counts|again' "/run/$name" | cut -d' ' -f3- | uniq) <(
         printf '%s\n' up 'link 0'
         for ((round = 1; round <= kills; ++round)); do
             printf '%s\n' 'unlink VORN_ERR_DISCONNECTED_TCP_' down up 'link 0'
         done
-    ) || fail "what client$i said"
-    ask "client$i"
-    answered=$(count "client$i" answered) events=$(count "client$i" events)
-    goes_on() { (($(count "client$i" answered) > answered && $(count "client$i" events) > events)); }
-    until_counts "client$i" 10 goes_on
+    ) || fail "what $name said"
+    ask "$name"
+    answered=$(count "$name" answered) events=$(count "$name" events)
+    until_counts "$name" 10 goes_on
 done

@@ -1,23 +1,19 @@
 #!/usr/bin/env bash
-# A minute of whatever can happen, in an order that the seed decides (SEED, default 1): services killed, processes that
-# stand still, cables out, strangers at the ports. Afterwards everything comes right by itself, and nothing is left.
-set -euo pipefail
-
-if [[ ${1:-} != inside ]]; then
-    exec "$LAB" run --hosts 4 -- bash "$0" inside
-fi
-source "$(dirname "$LAB")/peers.bash"
-strangers=$(dirname "$0")/../scenarios/raw_peer.pl
+# A minute (LONG seconds) of whatever can happen, in an order that the seed decides (SEED, default 1): services killed,
+# processes that stand still, cables out, strangers at the ports. Afterwards everything comes right by itself, and nothing
+# is left.
+source "${LAB%/*}/vocabulary.bash"
+in_lab 4
 
 RANDOM=${SEED:-1}
-serve() {  # 1 or 2: the service on that host
-    local starts line=
-    while [[ $line != *ready ]]; do  # connections that are not over yet keep its port
-        starts=$(grep -cE 'ready|failed' "/run/service$1" 2>/dev/null || true)
+declare -A starts before
+serve() {  # 1 or 2: the service on that host; connections that are not over yet keep its port
+    until
         peer "service$1" "$1" serve 4000 3 50 2000
-        await "service$1" 'ready|failed .*' $((starts + 1))
-        line=$(grep -E 'ready|failed' "/run/service$1" | tail -n 1)
-    done
+        starts[$1]=$((${starts[$1]:-0} + 1))
+        await "service$1" 'ready|failed .*' "${starts[$1]}"
+        [[ $line == *ready ]]
+    do :; done
 }
 serve 1
 serve 2
@@ -32,7 +28,6 @@ all_well() {
     local name
     for name in "${clients[@]}"; do (($(count "$name" fed) == 3)) || return 1; done
 }
-
 until_all_well() {
     for ((try = 0; try < 60; ++try)); do
         ! all_well || return 0
@@ -40,13 +35,12 @@ until_all_well() {
     fail "$(tail -n 1 /run/client??)"
 }
 until_all_well
-declare -A before
 for name in service1 service2 "${clients[@]}"; do before[$name]=$(descriptors "$name"); done
 
 any_of() { one=${*:RANDOM % $# + 1:1}; }  # not in a subshell, which has an order of its own
 moment() { sleep "$((RANDOM % 2)).$((RANDOM % 10))"; }
 what=0 visits=()
-for ((end = SECONDS + 60; SECONDS < end; ++what)); do
+for ((end = SECONDS + ${LONG:-60}; SECONDS < end; ++what)); do
     case $((RANDOM % 5)) in
         0 | 1)
             any_of 1 2
@@ -68,8 +62,8 @@ for ((end = SECONDS + 60; SECONDS < end; ++what)); do
             ;;
         4)
             any_of 1 2
-            timeout 20 "$LAB" on 3 perl "$strangers" vanish "198.51.100.$one" 4000 50 2>/dev/null &
-            visits+=($!)
+            start "visit$what" 3 timeout 20 perl "${LAB%/*}/raw_peer.pl" vanish "198.51.100.$one" 4000 50 2>/dev/null
+            visits+=("${pid_of[visit$what]}")
             ;;
     esac
 done
@@ -98,6 +92,5 @@ settled() {
 until_counts client31 20 settled
 figure "connections that stopped clients have left, as clients and services count them" "$left, $sum" connections
 for name in service1 service2 "${clients[@]}"; do
-    little() { (($(count "$name" blocks) < 100000)); }
-    until_counts "$name" 20 little
+    until_counts "$name" 20 eval '(($(count "$name" blocks) < 100000))'
 done

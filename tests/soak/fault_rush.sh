@@ -2,17 +2,15 @@
 # One process with clients of twenty services that are killed and come back together: how many notices of connection and
 # loss its full pipe refuses. What it refuses is lost by design; so this measures, and asserts only that clients which are
 # stopped and started when they hear nothing for three seconds all come right.
-set -euo pipefail
+source "${LAB%/*}/vocabulary.bash"
+in_lab 2
 
-if [[ ${1:-} != inside ]]; then
-    exec "$LAB" run --hosts 2 -- bash "$0" inside
-fi
-source "$(dirname "$LAB")/peers.bash"
-
-rounds=20 clients=20
-serve() { peer services 2 serve 4000 "$clients" 20 64; }
+rounds=${ROUNDS:-20} clients=20 starts=0
+serve() {
+    peer services 2 serve 4000 "$clients" 20 64
+    await services ready $((++starts))
+}
 serve
-await services ready
 peer clients 1 use 198.51.100.2 4000 "$clients" 5
 sleep 3
 unconnected=0 dead=0
@@ -20,7 +18,6 @@ for ((round = 1; round <= rounds; ++round)); do
     kill_peer services
     sleep 0.5
     serve
-    await services ready $((round + 1))
     sleep 3.5  # links that were refused have been asked for once more
     ask clients
     sleep 0.5
@@ -35,7 +32,6 @@ peer patient 1 use 198.51.100.2 4000 "$clients" 5 3
 sleep 5
 kill_peer services
 serve
-await services ready $((rounds + 2))
 all_fed() {
     sleep 1
     ask patient

@@ -1,16 +1,21 @@
-# A client that speaks the wire by itself, badly: plain sockets and literal bytes.
+# Plain sockets and literal bytes, nothing of the runtime. `hold`, `take` and `watch` end with their input.
 #
 #   vanish HOST PORT COUNT   connections that end at every stage of the opening exchange and of a message, half of them by
 #                            reset, ten at a time
 #   hold HOST PORT COUNT SECONDS   connections that stop at every stage of the opening exchange, and stay; says "held" and
-#                            how many came about, each within so many seconds; ends with its input
+#                            how many came about, each within so many seconds
 #   drip HOST PORT SECONDS   one that sends the end of its opening record and a call byte by byte, so many seconds between
 #                            them; says "answered" when the answer has come
-#   take PORT                takes a UDP port for itself, says "taken", ends with its input
+#   take PORT                takes a UDP port for itself, says "taken"
+#   say HOST PORT TEXT       sends a datagram
+#   hear PORT                takes a UDP port, says "ready", then each datagram that comes
+#   watch INTERFACE PORT     says "ready", then each datagram to that port that leaves by the interface or comes in by it:
+#                            "out 232.1.2.3 SIZE", its bytes behind the UDP header
 use strict;
 use warnings;
+use IO::Select;
 use IO::Socket::INET;
-use Socket qw(SOL_SOCKET SO_LINGER IPPROTO_TCP TCP_NODELAY);
+use Socket qw(SOL_SOCKET SO_LINGER IPPROTO_TCP TCP_NODELAY inet_ntoa);
 
 $| = 1;
 alarm 300;
@@ -19,10 +24,14 @@ $SIG{PIPE} = 'IGNORE';
 my ($what, @arguments) = @ARGV;
 
 sub connected {
-    my ($host, $port) = @_;
-    my $socket = IO::Socket::INET->new(PeerAddr => $host, PeerPort => $port, Timeout => 10) or return;
+    my ($host, $port, $timeout) = @_;
+    my $socket = IO::Socket::INET->new(PeerAddr => $host, PeerPort => $port, Timeout => $timeout // 10) or return;
     $socket->setsockopt(IPPROTO_TCP, TCP_NODELAY, 1);
     return $socket;
+}
+
+sub taken {
+    return IO::Socket::INET->new(Proto => 'udp', LocalAddr => '0.0.0.0', LocalPort => $_[0]) // die "bind: $!";
 }
 
 sub opening {
@@ -74,25 +83,21 @@ if ($what eq 'vanish') {
     }
 } elsif ($what eq 'hold') {
     my ($host, $port, $count, $seconds) = @arguments;
-    my @held;
-    for (my $i = 0; $i < $count; ++$i) {
-        my $socket = IO::Socket::INET->new(PeerAddr => $host, PeerPort => $port, Timeout => $seconds) or next;
-        go($socket, $i % 5);
-        push @held, $socket;
-    }
-    print "0 held ", scalar @held, "\n";
+    my @held = grep { $_ } map { connected($host, $port, $seconds) // 0 } 1 .. $count;
+    go($held[$_], $_ % 5) for 0 .. $#held;
+    print "held ", scalar @held, "\n";
     1 while <STDIN>;
 } elsif ($what eq 'drip') {
     my ($host, $port, $seconds) = @arguments;
     my $socket = connected($host, $port) or die "connect: $!";
-    my $opening = opening($socket);
-    syswrite $socket, substr $opening, 0, 1000;
     my $drip = sub {
         for my $byte (split //, $_[0]) {
             syswrite $socket, $byte;
             select undef, undef, undef, $seconds;
         }
     };
+    my $opening = opening($socket);
+    syswrite $socket, substr $opening, 0, 1000;
     $drip->(substr $opening, 1000);
     get($socket, 1024) or die 'no opening record';
     $drip->(message($socket, 48, 1, 'drip'));
@@ -102,13 +107,38 @@ if ($what eq 'vanish') {
         my $payload = $size ? get($socket, $size) : '';
         next unless $type;  # a heartbeat
         die "answer $type $error '$payload'" unless $type == 49 && $error == 0 && $payload eq 'drip';
-        print "0 answered\n";
+        print "answered\n";
         exit;
     }
 } elsif ($what eq 'take') {
-    my $socket = IO::Socket::INET->new(Proto => 'udp', LocalPort => $arguments[0]) or die "bind: $!";
-    print "0 taken\n";
+    my $socket = taken($arguments[0]);
+    print "taken\n";
     1 while <STDIN>;
+} elsif ($what eq 'say') {
+    my ($host, $port, $text) = @arguments;
+    IO::Socket::INET->new(Proto => 'udp', Broadcast => 1, PeerAddr => $host, PeerPort => $port)->send($text) or die $!;
+} elsif ($what eq 'hear') {
+    my $socket = taken($arguments[0]);
+    print "ready\n";
+    my $bytes;
+    print "$bytes\n" while defined recv $socket, $bytes, 1500, 0;
+} elsif ($what eq 'watch') {
+    my ($interface, $port) = @arguments;
+    # AF_PACKET, SOCK_DGRAM, of all protocols: what leaves is shown to no other socket. SIOCGIFINDEX tells its number.
+    my $request = pack 'a16x24', $interface;
+    socket my $socket, 17, 2, unpack('S', pack 'n', 3) or die "socket: $!";
+    ioctl $socket, 0x8933, $request or die "ioctl: $!";
+    bind $socket, pack('Snix12', 17, 3, unpack 'x16i', $request) or die "bind: $!";
+    print "ready\n";
+    my $inputs = IO::Select->new($socket, \*STDIN);
+    while (my @ready = $inputs->can_read) {
+        last unless grep { $_ == $socket } @ready;  # only the input is left, and that has ended
+        my ($protocol, $direction) = unpack 'x2nx6C', recv $socket, my $bytes, 65536, 0;
+        my ($first, $transport, $to) = unpack 'Cx8Cx6a4', $bytes;
+        next unless $protocol == 0x0800 && $transport == 17;
+        my ($to_port, $size) = unpack 'x2nn', substr $bytes, ($first & 15) * 4;
+        print $direction == 4 ? 'out' : 'in', ' ', inet_ntoa($to), ' ', $size - 8, "\n" if $to_port == $port;
+    }
 } else {
     die "what is '$what'?";
 }
