@@ -34,7 +34,6 @@ class Scene {
 public:
     Scene() : as_service(sender(c_service_ip, service.port)), as_client(sender("127.0.0.1", 0)) {
         client.Proxy_information::set_history_size(0);
-        stand();
     }
 
     /// As it was before the first input: names forgotten, forged links gone, true ones there.
@@ -110,26 +109,19 @@ private:
     unsigned inputs = 0;
 };
 
-/// The share of the waiters in the loss of a server that the pipe has no room for, and what is said to a connection that
-/// is closing: here, that the client of a late answer has stopped.
+/// What is said to a connection that is closing: here, that the client of a late answer has stopped.
 bool is_lost(const Packet& _pkt) {
-    return (_pkt.get_msg_type() == EMsg::ctrl && _pkt.header.code == c_tcp_disconnected_from_server) ||
-           _pkt.header.error == VORN_ERR_OBJECT_IS_NOT_EXIST_;
+    return _pkt.header.error == VORN_ERR_OBJECT_IS_NOT_EXIST_;
+}
+
+void run(fuzz::Input _in) {
+    static Scene& scene = *new Scene;
+    scene.stand();
+    scene.run(_in);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* _data, std::size_t _size) {
-    static Scene& scene = [] {
-        fuzz::start_runtime();
-        return std::ref(*new Scene);
-    }();
-    static fuzz::Invariants& invariants = [] {
-        for (int i = 0; i < 3; ++i) scene.run(fuzz::Input(nullptr, 0));
-        return std::ref(*new fuzz::Invariants(is_lost));
-    }();
-    scene.stand();
-    scene.run(fuzz::Input(_data, _size));
-    invariants.check();
-    return 0;
+    return fuzz::test_one(run, is_lost, {_data, _size});
 }

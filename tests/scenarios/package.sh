@@ -4,19 +4,20 @@
 #
 #   package.sh              the test; BIN is the folder of programs of a build with both kinds of library
 #   package.sh symbols LIB  prints the list of names that tests/package/symbols.txt keeps
-set -Eeuo pipefail
+set -E
 root=$(cd "$(dirname "$0")/../.." && pwd)
 consumer=$root/tests/package/consumer
 
-# Ours only: what the standard library puts into each program is the compiler's matter.
+# Ours only: what the standard library puts into each program is the compiler's matter. Thunks and the tables for
+# construction come with the classes.
 symbols() {  # the library
-    nm -D --defined-only -C "$1" | cut -d' ' -f3- | LC_ALL=C sort -u |
-        grep -E '^(((non-)?virtual thunk to|(vtable|VTT|typeinfo|typeinfo name) for) )?Vorn35::|^vorn_'
+    nm -D --defined-only -C "$1" | cut -d' ' -f3- | LC_ALL=C sort -u | grep -E '^((vtable|typeinfo) for )?Vorn35::'
 }
 if [[ ${1:-} == symbols ]]; then
     symbols "$2"
     exit
 fi
+source "${LAB%/*}/vocabulary.bash"
 
 build=$(dirname "$BIN")
 work=$(mktemp -d)
@@ -29,45 +30,26 @@ say() { echo "package: $*"; }
 
 # Runs a command whose output matters only if it fails.
 quietly() {
-    if ! "$@" >"$work/log" 2>&1; then
-        cat "$work/log"
-        say "failed: $*"
-        exit 1
-    fi
+    "$@" >"$work/log" 2>&1 || fail "failed: $* $(<"$work/log")"
 }
 
-# A program of the consumer says what it must say.
-works() {  # program
-    local said expected="VORN_ERR_NOT_INITIALIZE_ 198.51.100.7 0 1"
-    said=$("$1")
-    [[ $said == "$expected" ]] || { say "${1##*/}: '$said' and not '$expected'"; exit 1; }
-}
-
-# Whether a program needs the shared library, by the name that holds for all versions it may be replaced with.
-needs_shared() { [[ $(readelf -d "$1") == *NEEDED*"[libvorn.so.$soversion]"* ]]; }
-is_static() { [[ $(readelf -d "$1") != *libvorn* ]]; }
-
-install_only() {  # prefix, component...
-    local prefix=$1 component
-    for component in "${@:2}"; do
-        quietly cmake --install "$build" --prefix "$prefix" --component "$component"
+# Programs of the consumer say what they must say, and need the shared library, by the name that holds for all versions
+# it may be replaced with, or do not.
+works() {  # kind or "", programs...
+    local program needs expected="VORN_ERR_NOT_INITIALIZE_ 198.51.100.7 0 1"
+    for program in "${@:2}"; do
+        [[ $("$program") == "$expected" ]] || fail "${program##*/}: '$("$program")' and not '$expected'"
+        needs=$(readelf -d "$program" | grep -o '\[libvorn[^]]*\]' || true)
+        case $1 in
+            static) [[ -z $needs ]] ;;
+            shared) [[ $needs == "[libvorn.so.$soversion]" ]] ;;
+        esac
     done
 }
 
-configure_consumer() {  # folder, options...
+build_consumer() {  # folder, options...
     quietly cmake -S "$consumer" -B "$1" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0 "${@:2}"
-}
-
-with_pkg_config() {  # prefix, folder for the programs, options of pkg-config
-    local flags
-    flags=$(PKG_CONFIG_PATH=$1/lib/pkgconfig pkg-config --cflags --libs "${@:3}" vorn35)
-    mkdir -p "$2"
-    # shellcheck disable=SC2086  # the flags are words
-    c++ -std=c++20 "$consumer/consumer.cpp" -o "$2/cpp" $flags "-Wl,-rpath,$1/lib"
-    # shellcheck disable=SC2086
-    cc -std=c11 "$consumer/consumer.c" -o "$2/c" $flags "-Wl,-rpath,$1/lib"
-    works "$2/cpp"
-    works "$2/c"
+    quietly cmake --build "$1" --parallel 2
 }
 
 # The code of one section of the README, block by block: of a language, the n-th.
@@ -84,26 +66,27 @@ library=$build/libvorn.so
 soversion=$(readelf -d "$library" | sed -n 's/.*(SONAME).*\[libvorn\.so\.\(.*\)\]/\1/p')
 version=$(basename "$(readlink -f "$library")" | sed 's/^libvorn\.so\.//')
 [[ -n $soversion && $version == "$soversion".* ]]
-if ! diff "$root/tests/package/symbols.txt" <(symbols "$library"); then
-    say "the public names have changed; if that is meant:"
-    say "    bash tests/scenarios/package.sh symbols $library > tests/package/symbols.txt"
-    exit 1
-fi
+diff "$root/tests/package/symbols.txt" <(symbols "$library") || fail "the public names have changed; if that is meant:
+    bash tests/scenarios/package.sh symbols $library > tests/package/symbols.txt"
+# Of C, what its header declares: functions, and constants.
+diff <(grep -oE '\bvorn_([a-z0-9_]+\(|on_[a-z]+;)' "$root/export/Vorn35/Vorn.h" | tr -d '(;' | LC_ALL=C sort -u) \
+    <(nm -D --defined-only "$library" | grep -o '\bvorn_.*' | LC_ALL=C sort) || fail "the header in C, and the library"
 
 for kind in static shared; do
     say "$kind: find_package, pkg-config"
-    install_only "$work/$kind" common "$kind"
-    configure_consumer "$work/find_$kind" -DCMAKE_PREFIX_PATH="$work/$kind"
-    quietly cmake --build "$work/find_$kind"
-    works "$work/find_$kind/cpp_vorn"
-    works "$work/find_$kind/c_vorn"
-    options=()
-    [[ $kind == shared ]] || options=(--static)
-    with_pkg_config "$work/$kind" "$work/pkg_$kind" "${options[@]}"
-done
-for way in find_%/cpp_vorn find_%/c_vorn pkg_%/cpp pkg_%/c; do
-    is_static "$work/${way/\%/static}"
-    needs_shared "$work/${way/\%/shared}"
+    prefix=$work/$kind
+    for component in common "$kind"; do
+        quietly cmake --install "$build" --prefix "$prefix" --component "$component"
+    done
+    build_consumer "$work/find_$kind" -DCMAKE_PREFIX_PATH="$prefix"
+    options=(--cflags --libs)
+    [[ $kind == shared ]] || options+=(--static)
+    flags=$(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config "${options[@]}" vorn35)
+    # shellcheck disable=SC2086  # the flags are words
+    c++ -std=c++20 "$consumer/consumer.cpp" -o "$work/cpp_$kind" $flags "-Wl,-rpath,$prefix/lib"
+    # shellcheck disable=SC2086
+    cc -std=c11 "$consumer/consumer.c" -o "$work/c_$kind" $flags "-Wl,-rpath,$prefix/lib"
+    works "$kind" "$work/find_$kind"/{cpp,c}_vorn "$work"/{cpp,c}_"$kind"
 done
 
 say "README"
@@ -119,17 +102,15 @@ run_block() {  # folder, number
 }
 run_block "$work/here" 1
 run_block "$work/app" 3
-works "$work/app/build/app"
-works "$work/app/build/app_in_c"
-is_static "$work/app/build/app"
+works static "$work/app/build/app"
+works "" "$work/app/build/app_in_c"
 quietly cmake -S "$work/app" -B "$work/app/build" -DBUILD_SHARED_LIBS=ON
 quietly cmake --build "$work/app/build"
-works "$work/app/build/app"
-needs_shared "$work/app/build/app"
+works shared "$work/app/build/app"
 # Its second half needs what its first half exports, as in the shell of a reader.
 (block sh 4; block sh 5) >"$work/lines"
 [[ $(cd "$work/app" && HOME=$work/home bash -euo pipefail "$work/lines" 2>"$work/log" | uniq -c) == *" 3 "*" 0 1" ]] ||
-    { cat "$work/log"; exit 1; }
+    fail "$(<"$work/log")"
 
 if command -v dpkg-deb >/dev/null; then
     say "Debian package"
@@ -142,24 +123,15 @@ if command -v dpkg-deb >/dev/null; then
     dpkg-deb -x "$debian" "$work/root"
     # Finds nothing of it outside its /usr.
     [[ $(ls "$work/root") == usr ]]
-    configure_consumer "$work/debian" -DCMAKE_PREFIX_PATH="$work/root/usr" "-DKINDS=vorn_static;vorn_shared"
-    quietly cmake --build "$work/debian"
-    for program in cpp_vorn_static c_vorn_static cpp_vorn_shared c_vorn_shared; do
-        works "$work/debian/$program"
-    done
-    needs_shared "$work/debian/cpp_vorn_shared"
-    is_static "$work/debian/cpp_vorn_static"
+    build_consumer "$work/debian" -DCMAKE_PREFIX_PATH="$work/root/usr" "-DKINDS=vorn_static;vorn_shared"
+    works static "$work/debian"/{cpp,c}_vorn_static
+    works shared "$work/debian"/{cpp,c}_vorn_shared
 fi
 
 # Last, since it compiles the library. The folder is kept: the next time only what has changed is compiled.
 say "add_subdirectory"
-configure_consumer "$build/embedded" -DVORN35_SOURCE="$root" "-DKINDS=vorn;vorn_static;vorn_shared" \
-    -DBUILD_SHARED_LIBS=ON
-quietly cmake --build "$build/embedded" --parallel 2
-for program in "$build"/embedded/{cpp,c}_vorn{,_static,_shared}; do
-    works "$program"
-done
-needs_shared "$build/embedded/cpp_vorn"
-is_static "$build/embedded/cpp_vorn_static"
+build_consumer "$build/embedded" -DVORN35_SOURCE="$root" "-DKINDS=vorn;vorn_static;vorn_shared" -DBUILD_SHARED_LIBS=ON
+works shared "$build/embedded"/{cpp,c}_vorn{,_shared}
+works static "$build/embedded"/{cpp,c}_vorn_static
 # Nothing but the library comes along.
 [[ ! -e $build/embedded/bin ]]

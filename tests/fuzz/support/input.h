@@ -105,23 +105,4 @@ enum Form : std::uint8_t {
     form_count
 };
 
-/// Sends in pieces whose lengths follow from `_seed`; 0: all at once. `_consumed` is called between two pieces and
-/// returns when the first has been read, so that the receiver meets each end.
-template <class Consumed>
-void send_in_pieces(const net::Raw_socket& _to, const Bytes& _bytes, std::uint8_t _seed, Consumed _consumed) {
-    unsigned state = _seed;
-    for (auto from = _bytes.begin(); from != _bytes.end();) {
-        std::ptrdiff_t length = _bytes.end() - from;
-        // Few ends, and most of them inside of headers: each costs a turn of the receiver.
-        if (_seed != 0 && state != 0) {
-            state = (state * 5 + 3) & 0xFF;
-            if (state % 16 == 0) state = 0;  // the rest in one piece
-            length = std::min<std::ptrdiff_t>(length, state % 3 == 0 ? state * 8 : state % 23 + 1);
-        }
-        _to.send(Bytes(from, from + length));
-        from += length;
-        if (from != _bytes.end()) _consumed();
-    }
-}
-
 }  // namespace fuzz

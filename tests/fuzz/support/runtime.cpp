@@ -3,7 +3,6 @@
 #include <sys/ioctl.h>
 
 #include <csignal>
-#include <map>
 #include <set>
 #include <tuple>
 
@@ -14,39 +13,11 @@ namespace {
 /// Of more listeners an input shows nothing that it does not show of two.
 constexpr std::size_t c_listeners = 2;
 
-class Echo : public Stub_call {
-public:
-    Echo() : Stub_call(net::c_code, 64) {}
-
-private:
-    Error on_call(Addr, const void* _in, Pksize _in_size, void* _out_, Pksize* _out_size_, double, double) override {
-        *_out_size_ = _in_size;
-        if (_in_size != 0) std::memcpy(_out_, _in, _in_size);
-        return 0;
-    }
+/// Those that have nothing to do with the inputs.
+struct Others {
+    net::Service service;
+    net::Client client;
 };
-
-class Asker : public Proxy_call {
-public:
-    Asker() : Proxy_call(net::c_code) {}
-    net::Events<Bytes> returned;
-
-private:
-    void on_return(Msg_num, Error _err, const void* _data, Pksize _size, double) override {
-        require(_err == 0, "others are served");
-        returned.put(net::copy(_data, _size));
-    }
-};
-
-/// Live as long as the process, as the runtime does.
-Echo& echo() {
-    static Echo& object = *new Echo;
-    return object;
-}
-Asker& asker() {
-    static Asker& object = *new Asker;
-    return object;
-}
 
 /// Bytes that have arrived and were not yet read.
 int waiting(Socket _socket) {
@@ -54,17 +25,10 @@ int waiting(Socket _socket) {
     return ::ioctl(_socket, FIONREAD, &count) == 0 ? count : 0;
 }
 
-/// A socket for datagrams holds a block from its first one on.
-void wake_datagram_sockets() {
-    const net::Raw_socket from(::socket(AF_INET, SOCK_DGRAM, 0));
-    {
-        const std::lock_guard lock(g_udp_map_lock);
-        for (const auto& [port, record] : g_udp_map) {
-            const sockaddr_in to = net::socket_address(port);
-            require(::sendto(from.fd, "", 1, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 1, "a port");
-        }
-    }
-    until(is_quiet, "what is no message is dropped");
+bool all_is_read(const Is_ours& _is_ours) {
+    const std::lock_guard lock(ooo);
+    return std::none_of(g_tcp_records.begin(), g_tcp_records.end(),
+                        [&](const auto* _record) { return _is_ours(*_record) && waiting(_record->socket) != 0; });
 }
 
 // What the workers hold is looked at while they run. A look that came in between is set right by a second one, so these
@@ -83,6 +47,127 @@ VORN35_LOOKS_BESIDE Packet copy_of(const void* _packet) {
     return copy;
 }
 
+/// What the runtime may hold between two inputs.
+class Invariants {
+public:
+    /// The objects of the target are up and have done once what they do with each input.
+    Invariants(Others* _others, bool (*_is_lost)(const Packet&)) : others(*_others), is_lost(_is_lost) {
+        wake_datagram_sockets();
+        // What is seen most often while the first inputs' messages go away and directories come and go.
+        std::map<std::pair<std::size_t, std::size_t>, int> seen;
+        for (int i = 0; i < 300; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            ++seen[{net::records(), net::live().blocks}];
+        }
+        const auto by_count = [](const auto& _a, const auto& _b) { return _a.second < _b.second; };
+        std::tie(connections, blocks) = std::max_element(seen.begin(), seen.end(), by_count)->first;
+        files = net::descriptors();
+    }
+
+    void check() {
+        for (int i = 0; i < 20000 && !is_at_rest(); ++i) std::this_thread::yield();
+        // Whatever is still there after a second is not on its way: it was lost.
+        for (int i = 0; i < 1000 && !is_at_rest(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        if (!is_at_rest()) free_lost();
+        until([this] { return net::records() <= connections; }, "connections that ended are given up");
+        until([this] { return is_at_rest(); }, "blocks are given back");
+        if (++inputs % 64 == 0) {
+            const Bytes question = net::number(inputs, 4);
+            const net::Answer answer = others.client.delegate_and_take(question);
+            require(others.service.called.take().data == question && answer.err == 0 && answer.data == question,
+                    "others are served");
+        }
+        if (inputs % 1024 == 0)
+            until([this] { return net::descriptors() <= files + c_fuzzer_files; }, "descriptors are closed");
+    }
+
+private:
+    /// A socket for datagrams holds a block from its first one on.
+    static void wake_datagram_sockets() {
+        const net::Raw_socket from(::socket(AF_INET, SOCK_DGRAM, 0));
+        {
+            const std::lock_guard lock(g_udp_map_lock);
+            for (const auto& [port, record] : g_udp_map) {
+                const sockaddr_in to = net::socket_address(port);
+                require(::sendto(from.fd, "", 1, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 1, "a port");
+            }
+        }
+        until(is_quiet, "what is no message is dropped");
+    }
+
+    bool is_at_rest() const { return net::records() <= connections && is_quiet() && net::live().blocks <= blocks; }
+
+    /// Headers of messages that the rules have lost, it seems, each with its data or 0.
+    std::map<mm_t, mm_t> lost() const {
+        std::set<mm_t> in_use{heartbeat_token.header_mm};
+        {
+            const std::lock_guard lock(ooo);
+            for (const auto* record : g_tcp_records) in_use.insert(header_of(record->recv_token));
+        }
+        {
+            const std::lock_guard lock(g_udp_map_lock);
+            for (const auto& [port, record] : g_udp_map) in_use.insert(header_of(record->recv_token));
+        }
+        // As long as this is held no block dies.
+        const std::lock_guard lock(gp_memory->mtx);
+        std::map<mm_t, Packet> headers;
+        std::multimap<std::size_t, mm_t> data;
+        for (const mm_t mm : net::keys_of(*gp_memory)) {
+            const std::size_t size = gp_memory->get_size(mm);
+            if (size != sizeof(Packet)) {
+                data.emplace(size, mm);
+            } else if (!in_use.contains(mm)) {
+                const Packet packet = copy_of(gp_memory->get_addr(mm));
+                const bool loss = packet.get_msg_type() == EMsg::ctrl;
+                if ((loss && packet.header.code == c_tcp_disconnected_from_server) || is_lost(packet)) {
+                    headers.emplace(mm, packet);
+                }
+            }
+        }
+        // Which data was its own cannot be told from its contents, and its size is enough: the objects of the fuzzers
+        // hold only values that are larger than any input.
+        std::map<mm_t, mm_t> found;
+        for (const auto& [header, packet] : headers) {
+            const auto own = data.extract(packet.get_total_size());
+            found[header] = own.empty() ? mm_t{0} : own.mapped();
+        }
+        return found;
+    }
+
+    /// Gives back what is still lost at a second look.
+    void free_lost() const {
+        const auto before = lost();
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        for (const auto& [header, data] : lost()) {
+            if (!before.contains(header)) continue;  // on its way
+            if (data != 0) gp_memory->proc_free(data);
+            gp_memory->proc_free(header);
+        }
+    }
+
+    Others& others;
+    bool (*const is_lost)(const Packet&);
+    std::size_t connections = 0;
+    std::size_t blocks = 0;
+    std::size_t files = 0;
+    unsigned inputs = 0;
+};
+
+/// Lives as long as the process, as the runtime does.
+Others* start_runtime() {
+    testing::FLAGS_gtest_throw_on_failure = true;
+    // A fuzzer's own alarm, by which it would find an input that hangs, interrupts the calls of the test vocabulary.
+    // Every wait here has a watchdog instead.
+    sigset_t alarm;
+    ::sigemptyset(&alarm);
+    ::sigaddset(&alarm, SIGALRM);
+    require(::pthread_sigmask(SIG_BLOCK, &alarm, nullptr) == 0, "no alarms");
+    require(initialize(c_listeners, 16, 0) == 0, "the runtime starts");
+    auto* const others = new Others;
+    others->client.connect(others->service.open());
+    return others;
+}
+
 }  // namespace
 
 void look_at(const void* _data, std::size_t _size) {
@@ -92,39 +177,12 @@ void look_at(const void* _data, std::size_t _size) {
     sink += sum;
 }
 
-void start_runtime() {
-    testing::FLAGS_gtest_throw_on_failure = true;
-    // A fuzzer's own alarm, by which it would find an input that hangs, interrupts the calls of the test vocabulary.
-    // Every wait here has a watchdog instead.
-    sigset_t alarm;
-    ::sigemptyset(&alarm);
-    ::sigaddset(&alarm, SIGALRM);
-    require(::pthread_sigmask(SIG_BLOCK, &alarm, nullptr) == 0, "no alarms");
-    require(initialize(c_listeners, 16, 0) == 0, "the runtime starts");
-    Port port = 0;
-    require(echo().start(nullptr, &port) == 0 && asker().start(Addr(c_loopback_ip, port)) == 0, "others start");
-    until([] { return asker().is_connected(); }, "others connect");
-}
-
-void until_read(const std::function<bool(const struct_epoll_overlapped_tcp&)>& _is_ours) {
-    until(
-        [&] {
-            const std::lock_guard lock(ooo);
-            const auto waits = [&](const struct_epoll_overlapped_tcp* _record) {
-                return _is_ours(*_record) && waiting(_record->socket) != 0;
-            };
-            return std::none_of(g_tcp_records.begin(), g_tcp_records.end(), waits);
-        },
-        "what arrives is read");
+void until_read(const Is_ours& _is_ours) {
+    until([&] { return all_is_read(_is_ours); }, "what arrives is read");
 }
 
 bool is_quiet() {
-    {
-        const std::lock_guard lock(ooo);
-        for (const auto* record : g_tcp_records) {
-            if (waiting(record->socket) != 0) return false;
-        }
-    }
+    if (!all_is_read([](const auto&) { return true; })) return false;
     {
         const std::lock_guard lock(g_udp_map_lock);
         for (const auto& [port, record] : g_udp_map) {
@@ -134,85 +192,31 @@ bool is_quiet() {
     return gp_processor->test_empty();
 }
 
-Invariants::Invariants(std::function<bool(const Packet&)> _is_lost) : is_lost(std::move(_is_lost)) {
-    wake_datagram_sockets();
-    // What is seen most often while the first inputs' messages go away and directories come and go.
-    using Seen = std::pair<std::size_t, std::size_t>;
-    std::map<Seen, int> seen;
-    for (int i = 0; i < 300; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        ++seen[{net::records(), net::live().blocks}];
-    }
-    const auto by_count = [](const auto& _a, const auto& _b) { return _a.second < _b.second; };
-    std::tie(connections, blocks) = std::max_element(seen.begin(), seen.end(), by_count)->first;
-    files = net::descriptors();
-}
-
-bool Invariants::is_at_rest() const {
-    return net::records() <= connections && is_quiet() && net::live().blocks <= blocks;
-}
-
-void Invariants::check() {
-    for (int i = 0; i < 20000 && !is_at_rest(); ++i) std::this_thread::yield();
-    // Whatever is still there after a second is not on its way: it was lost.
-    for (int i = 0; i < 1000 && !is_at_rest(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    if (!is_at_rest()) free_lost();
-    until([this] { return net::records() <= connections; }, "connections that ended are given up");
-    until([this] { return is_at_rest(); }, "blocks are given back");
-    if (++inputs % 64 == 0) {
-        const Bytes question = net::number(inputs, 4);
-        Msg_num num = 0;
-        require(asker().delegate_call(&num, question.data(), 4, 20) == 0, "others can ask");
-        require(asker().returned.take() == question, "others are answered");
-    }
-    if (inputs % 1024 == 0)
-        until([this] { return net::descriptors() <= files + c_fuzzer_files; }, "descriptors are closed");
-}
-
-std::map<mm_t, mm_t> Invariants::lost() const {
-    std::set<mm_t> in_use{heartbeat_token.header_mm};
-    {
-        const std::lock_guard lock(ooo);
-        for (const auto* record : g_tcp_records) in_use.insert(header_of(record->recv_token));
-    }
-    {
-        const std::lock_guard lock(g_udp_map_lock);
-        for (const auto& [port, record] : g_udp_map) in_use.insert(header_of(record->recv_token));
-    }
-    // As long as this is held no block dies.
-    const std::lock_guard lock(gp_memory->mtx);
-    std::map<mm_t, Packet> headers;
-    std::multimap<std::size_t, mm_t> data;
-    for (const mm_t mm : net::keys_of(*gp_memory)) {
-        const std::size_t size = gp_memory->get_size(mm);
-        if (size != sizeof(Packet)) {
-            data.emplace(size, mm);
-        } else if (!in_use.contains(mm)) {
-            const Packet packet = copy_of(gp_memory->get_addr(mm));
-            if (is_lost(packet)) headers.emplace(mm, packet);
+void send_in_pieces(const net::Raw_socket& _to, const Bytes& _bytes, std::uint8_t _seed, const Is_ours& _is_ours) {
+    unsigned state = _seed;
+    for (auto from = _bytes.begin(); from != _bytes.end();) {
+        std::ptrdiff_t length = _bytes.end() - from;
+        // Few ends, and most of them inside of headers: each costs a turn of the receiver.
+        if (state != 0) {
+            state = (state * 5 + 3) & 0xFF;
+            if (state % 16 == 0) state = 0;  // the rest in one piece
+            length = std::min<std::ptrdiff_t>(length, state % 3 == 0 ? state * 8 : state % 23 + 1);
         }
+        _to.send(Bytes(from, from + length));
+        from += length;
+        until_read(_is_ours);
     }
-    // Which data was its own cannot be told from its contents, and its size is enough: the objects of the fuzzers hold
-    // only values that are larger than any input.
-    std::map<mm_t, mm_t> found;
-    for (const auto& [header, packet] : headers) {
-        mm_t& own = found[header];
-        const auto of_size = data.find(packet.get_total_size());
-        if (of_size == data.end()) continue;
-        own = of_size->second;
-        data.erase(of_size);
-    }
-    return found;
 }
 
-void Invariants::free_lost() const {
-    const auto before = lost();
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    for (const auto& [header, data] : lost()) {
-        if (!before.contains(header)) continue;  // on its way
-        if (data != 0) gp_memory->proc_free(data);
-        gp_memory->proc_free(header);
-    }
+int test_one(void (*_run)(Input), bool (*_is_lost)(const Packet&), Input _in) {
+    static Invariants& invariants = [&] {
+        Others* const others = start_runtime();
+        for (int i = 0; i < 3; ++i) _run(Input(nullptr, 0));
+        return std::ref(*new Invariants(others, _is_lost));
+    }();
+    _run(_in);
+    invariants.check();
+    return 0;
 }
 
 }  // namespace fuzz

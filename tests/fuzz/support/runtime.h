@@ -26,38 +26,28 @@ void until(Condition _condition, const char* _promise) {
     require(net::eventually(_condition), _promise);
 }
 
-/// Makes failures of the test vocabulary end the process, and starts the runtime. To be called once.
-void start_runtime();
+/// A connection to or from the runtime as its table has it.
+using Is_ours = std::function<bool(const struct_epoll_overlapped_tcp&)>;
 
-/// The bytes that arrived at the process by this connection were all read. `_is_ours` picks its record.
-void until_read(const std::function<bool(const struct_epoll_overlapped_tcp&)>& _is_ours);
+/// The bytes that arrived at the process by these connections were all read.
+void until_read(const Is_ours& _is_ours);
 
 /// Nothing that has arrived waits to be read, and no message to be processed.
 bool is_quiet();
+inline void until_processed() {
+    until([] { return gp_processor->test_empty(); }, "messages are processed");
+}
 
-/// What the runtime may hold between two inputs, and a pair of a service and a client that have nothing to do with them.
-class Invariants {
-public:
-    /// @param _is_lost messages that the rules of the system lose with their blocks.
-    /// The objects of the target are up and have done once what they do with each input.
-    explicit Invariants(std::function<bool(const Packet&)> _is_lost);
+/// Sends in pieces whose lengths follow from `_seed`, 0: all at once, until the runtime has read all. Each piece is read
+/// before the next is sent, so that the receiver meets each end.
+void send_in_pieces(const net::Raw_socket& _to, const Bytes& _bytes, std::uint8_t _seed, const Is_ours& _is_ours);
 
-    /// After an input: no message under way, all records and blocks given back; now and then also descriptors, and
-    /// that the others are served.
-    void check();
-
-private:
-    bool is_at_rest() const;
-    /// Headers of messages that the rules have lost, it seems, each with its data or 0.
-    std::map<mm_t, mm_t> lost() const;
-    /// Gives back what is still lost at a second look.
-    void free_lost() const;
-
-    const std::function<bool(const Packet&)> is_lost;
-    std::size_t connections = 0;
-    std::size_t blocks = 0;
-    std::size_t files = 0;
-    unsigned inputs = 0;
-};
+/// One input for a process whose runtime is started with the first one.
+/// @param _run what is done with each input.
+/// @param _is_lost messages that the rules of the system lose with their blocks, besides the share of the waiters in the
+///     loss of a server that the pipe has no room for.
+/// @return 0. It does not, unless there is no message under way, all records and blocks are given back, and now and then
+///     also descriptors, and unless a pair of a service and a client that have nothing to do with the inputs goes on.
+int test_one(void (*_run)(Input), bool (*_is_lost)(const Packet&), Input _in);
 
 }  // namespace fuzz
