@@ -14,23 +14,20 @@ namespace {
 using namespace Vorn35;
 using fuzz::require;
 
-/// The file that the relay will read: the process moves to where it is found. The folder goes with the process.
-class Place {
-public:
+/// Where the process moves, so that the relay finds the file there. It goes with the process.
+struct Place {
     Place() {
-        std::string name = (std::filesystem::temp_directory_path() / "vorn35-fuzz-XXXXXX").string();
         require(::mkdtemp(name.data()) != nullptr, "there is a folder");
-        folder = name;
-        std::filesystem::create_directories(folder / "Config");
-        std::filesystem::create_directories(folder / "run");
-        std::filesystem::current_path(folder / "run");
+        std::filesystem::create_directories(name + "/Config");
+        std::filesystem::create_directories(name + "/run");
+        std::filesystem::current_path(name + "/run");
     }
     Place(const Place&) = delete;
     ~Place() {
         std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
+        std::filesystem::remove_all(name, ignored);
     }
-    std::filesystem::path folder;
+    std::string name = (std::filesystem::temp_directory_path() / "vorn35-fuzz-XXXXXX").string();
 };
 
 }  // namespace
@@ -39,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* _data, std::size_t _si
     static Place place;
     static const std::size_t files = net::descriptors();
     static unsigned inputs = 0;
-    std::ofstream(place.folder / "Config" / "vorn.ini", std::ios::binary)
+    std::ofstream(place.name + "/Config/vorn.ini", std::ios::binary)
         .write(reinterpret_cast<const char*>(_data), static_cast<std::streamsize>(_size));
 
     initialize_memory();

@@ -23,21 +23,16 @@ inline Error decision(double _limit) {
     return _limit < 1000 ? 77 : 0;
 }
 
+/// Of many kinds, all by one code.
+template <class... Kinds>
+struct Members : Kinds... {
+    Members() : Kinds(c_member)... {}
+};
+
 class Service : public Stub_call,
-                public Stub_signal,
-                public Stub_event,
-                public Stub_information,
-                public Stub_command,
-                public Stub_datagram {
+                public Members<Stub_signal, Stub_event, Stub_information, Stub_command, Stub_datagram> {
 public:
-    Service()
-        : Stub_call(c_member, 512),
-          Stub_signal(c_member),
-          Stub_event(c_member),
-          Stub_information(c_member),
-          Stub_command(c_member),
-          Stub_datagram(c_member),
-          decided(c_decided, *this, &Service::decide) {
+    Service() : Stub_call(c_member, 512), decided(c_decided, *this, &Service::decide) {
         Stub_information::set_history_size(2);
         // What it held at the loss of its client would be lost with it.
         Stub_command::set_history_size(0);
@@ -78,20 +73,9 @@ private:
     Stub_signal decided;
 };
 
-class Client : public Proxy_call,
-               public Proxy_signal,
-               public Proxy_event,
-               public Proxy_information,
-               public Proxy_command,
-               public Proxy_datagram {
+class Client : public Members<Proxy_call, Proxy_signal, Proxy_event, Proxy_information, Proxy_command, Proxy_datagram> {
 public:
-    Client()
-        : Proxy_call(c_member),
-          Proxy_signal(c_member),
-          Proxy_event(c_member),
-          Proxy_information(c_member),
-          Proxy_command(c_member),
-          Proxy_datagram(c_member) {
+    Client() {
         Proxy_information::set_history_size(2);
         Proxy_information::set_sync(true);
     }

@@ -1,5 +1,5 @@
-// Runs a fuzzer's function over files, or all files of folders: how the corpus and every input that was once a find
-// are tested without the fuzzer.
+// Runs a fuzzer's function over all files of folders: how the corpus and every input that was once a find are tested
+// without the fuzzer.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -13,13 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* _data, std::size_t _si
 int main(int _count, char** _arguments) {
     std::set<std::filesystem::path> files;
     for (int i = 1; i < _count; ++i) {
-        if (!std::filesystem::is_directory(_arguments[i])) {
-            files.insert(_arguments[i]);
-            continue;
-        }
         for (const auto& entry : std::filesystem::directory_iterator(_arguments[i])) files.insert(entry.path());
     }
-    if (files.empty()) return 2;
     for (const auto& file : files) {
         std::ifstream stream(file, std::ios::binary);
         const std::vector<char> bytes{std::istreambuf_iterator<char>(stream), {}};
@@ -29,5 +24,5 @@ int main(int _count, char** _arguments) {
         // A copy that ends where the input ends, as the fuzzer gives it.
         LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
     }
-    return 0;
+    return files.empty() ? 2 : 0;
 }
