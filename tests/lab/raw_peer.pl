@@ -1,4 +1,4 @@
-# Plain sockets and literal bytes, nothing of the runtime. `hold`, `take` and `watch` end with their input.
+# Plain sockets and literal bytes, nothing of the runtime. `hold` and `watch` end with their input.
 #
 #   vanish HOST PORT COUNT   connections that end at every stage of the opening exchange and of a message, half of them by
 #                            reset, ten at a time
@@ -6,9 +6,8 @@
 #                            how many came about, each within so many seconds
 #   drip HOST PORT SECONDS   one that sends the end of its opening record and a call byte by byte, so many seconds between
 #                            them; says "answered" when the answer has come
-#   take PORT                takes a UDP port for itself, says "taken"
 #   say HOST PORT TEXT       sends a datagram
-#   hear PORT                takes a UDP port, says "ready", then each datagram that comes
+#   hear PORT                takes a UDP port for itself, says "ready", then each datagram that comes
 #   watch INTERFACE PORT     says "ready", then each datagram to that port that leaves by the interface or comes in by it:
 #                            "out 232.1.2.3 SIZE", its bytes behind the UDP header
 use strict;
@@ -28,10 +27,6 @@ sub connected {
     my $socket = IO::Socket::INET->new(PeerAddr => $host, PeerPort => $port, Timeout => $timeout // 10) or return;
     $socket->setsockopt(IPPROTO_TCP, TCP_NODELAY, 1);
     return $socket;
-}
-
-sub taken {
-    return IO::Socket::INET->new(Proto => 'udp', LocalAddr => '0.0.0.0', LocalPort => $_[0]) // die "bind: $!";
 }
 
 sub opening {
@@ -110,15 +105,11 @@ if ($what eq 'vanish') {
         print "answered\n";
         exit;
     }
-} elsif ($what eq 'take') {
-    my $socket = taken($arguments[0]);
-    print "taken\n";
-    1 while <STDIN>;
 } elsif ($what eq 'say') {
     my ($host, $port, $text) = @arguments;
     IO::Socket::INET->new(Proto => 'udp', Broadcast => 1, PeerAddr => $host, PeerPort => $port)->send($text) or die $!;
 } elsif ($what eq 'hear') {
-    my $socket = taken($arguments[0]);
+    my $socket = IO::Socket::INET->new(Proto => 'udp', LocalAddr => '0.0.0.0', LocalPort => $arguments[0]) or die "bind: $!";
     print "ready\n";
     my $bytes;
     print "$bytes\n" while defined recv $socket, $bytes, 1500, 0;

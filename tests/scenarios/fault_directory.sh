@@ -4,8 +4,8 @@ source "${LAB%/*}/vocabulary.bash"
 in_lab 3
 
 # Its port is taken: by address everything works, the name is unknown to all, and the port comes with the next start only.
-stranger thief 3 take 9845
-await thief taken
+stranger thief 3 hear 9845
+await thief ready
 peer first 2 serve 4001 1 0 0 twice
 peer deaf 3 serve 4002 1 10 64
 await deaf ready
