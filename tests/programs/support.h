@@ -31,7 +31,7 @@ using namespace Vorn35;
 using Count = std::uint64_t;
 using Clock_t = std::chrono::steady_clock;
 
-/// Of this process.
+/// Of this process. What takes a descriptor to look at is 0 where there is none left.
 struct Size {
     Count resident = 0;  ///< Bytes.
     Count descriptors = 0;
@@ -42,7 +42,8 @@ inline Size size_now() {
     Size size;
     std::ifstream("/proc/self/statm") >> size.resident >> size.resident;
     size.resident *= static_cast<Count>(::sysconf(_SC_PAGESIZE));
-    const std::filesystem::directory_iterator files("/proc/self/fd");
+    std::error_code none_left;
+    const std::filesystem::directory_iterator files("/proc/self/fd", none_left);
     size.descriptors = static_cast<Count>(std::distance(begin(files), end(files)));
     const std::lock_guard lock(gp_memory->mtx);
     size.blocks = gp_memory->allocs.size();
