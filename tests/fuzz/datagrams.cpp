@@ -1,5 +1,5 @@
-// Datagrams to the port of a service, where its client in this process hears them, too, and to that of the directory. An
-// input is a number of datagrams, each with its own way to be made.
+// Datagrams to the port of a service, where its client in this process hears them, too, and to that of the directory.
+// An input is a number of datagrams, each with its own way to be made.
 #include "fuzz/support/objects.h"
 
 namespace {

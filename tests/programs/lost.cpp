@@ -1,5 +1,5 @@
-// lost [waits]: what docs/lost.md tells (or only of waits), measured: how much is lost, and that the patterns lose nothing.
-// Both ends are in this process. 0 if the patterns held.
+// lost [waits]: what docs/lost.md tells (or only of waits), measured: how much is lost, and that the patterns lose
+// nothing. Both ends are in this process. 0 if the patterns held.
 #include <memory>
 
 #include "../../examples/sure_call.h"

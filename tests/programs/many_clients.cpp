@@ -1,6 +1,6 @@
-// many_clients COUNT IDLE: so many clients in this process, connected to one service in another: what a connection costs
-// in memory and, while it is idle for so many seconds, in processor time; and whether all of them are answered afterwards.
-// 0 if calls that are spread over a while are.
+// many_clients COUNT IDLE: so many clients in this process, connected to one service in another: what a connection
+// costs in memory and, while it is idle for so many seconds, in processor time; and whether all of them are answered
+// afterwards. 0 if calls that are spread over a while are.
 #include <sys/socket.h>
 #include <sys/wait.h>
 

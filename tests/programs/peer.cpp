@@ -7,9 +7,9 @@
 // peer publish PORT                      publishes each line of its input, and says "left" for each client that goes
 // peer follow ADDRESS PORT               follows that by multicast: says "linked", then each value
 //
-// Says what happens in lines that begin with the milliseconds of the monotonic clock, which all processes of a lab share.
-// All but `publish` answer each line of their input with the counts so far ("fed": clients that had an event since the last
-// answer). They end with it.
+// Says what happens in lines that begin with the milliseconds of the monotonic clock, which all processes of a lab
+// share. All but `publish` answer each line of their input with the counts so far ("fed": clients that had an event
+// since the last answer). They end with it.
 #include <deque>
 #include <functional>
 

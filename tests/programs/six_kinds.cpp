@@ -1,9 +1,9 @@
-// six_kinds serve PORT                     two members of each kind that has two forms, one of the others, until its input
-//                                          ends; says "ready"
+// six_kinds serve PORT                       two members of each kind that has two forms, one of the others, until its
+//                                            input ends; says "ready"
 // six_kinds drive ADDRESS PORT SECONDS RATE  so many messages a second of each kind and form, both ways at once
 //
-// The driver prints what was sent, taken, refused by a full pipe and lost, and how memory and descriptors went, and ends
-// with 0 only if nothing is lost but what may be.
+// The driver prints what was sent, taken, refused by a full pipe and lost, and how memory and descriptors went, and
+// ends with 0 only if nothing is lost but what may be.
 #include "programs/support.h"
 
 namespace {
@@ -44,7 +44,7 @@ struct Tally {
     }
 };
 
-// Code 1: the form with a callback, or the reliable one; 2: the one that is waited for, or may be dropped; 3: the control.
+// Code 1: the form with a callback, or the reliable one; 2: the one that is waited for, or may be dropped; 3: control.
 
 struct Calls : Echo, Tally {
     using Echo::Echo;

@@ -1,5 +1,5 @@
 /// @file
-/// A service and a client with a member of every kind, all by one code, whose callbacks look at all that they are given.
+/// A service and a client with a member of every kind, all by one code, whose callbacks look at all they are given.
 #pragma once
 
 #include "fuzz/support/runtime.h"

@@ -38,16 +38,16 @@ inline void until_processed() {
     until([] { return gp_processor->test_empty(); }, "messages are processed");
 }
 
-/// Sends in pieces whose lengths follow from `_seed`, 0: all at once, until the runtime has read all. Each piece is read
-/// before the next is sent, so that the receiver meets each end.
+/// Sends in pieces whose lengths follow from `_seed`, 0: all at once, until the runtime has read all. Each piece is
+/// read before the next is sent, so that the receiver meets each end.
 void send_in_pieces(const net::Raw_socket& _to, const Bytes& _bytes, std::uint8_t _seed, const Is_ours& _is_ours);
 
-/// One input for a process whose runtime is started with the first one.
-/// @param _run what is done with each input.
-/// @param _is_lost messages that the rules of the system lose with their blocks, besides the share of the waiters in the
-///     loss of a server that the pipe has no room for.
-/// @return 0. It does not, unless there is no message under way, all records and blocks are given back, and now and then
-///     also descriptors, and unless a pair of a service and a client that have nothing to do with the inputs goes on.
+/// One input for a process whose runtime is started with the first one. Ends the process unless afterwards no message
+/// is under way, all records and blocks are given back, now and then also descriptors, and a pair of a service and a
+/// client that have nothing to do with the inputs goes on.
+/// @param _is_lost messages that the rules of the system lose with their blocks, besides the share of the waiters in
+///     the loss of a server that the pipe has no room for.
+/// @return 0.
 int test_one(void (*_run)(Input), bool (*_is_lost)(const Packet&), Input _in);
 
 }  // namespace fuzz
