@@ -1,15 +1,15 @@
 # Plain sockets and literal bytes, nothing of the runtime. `hold` and `watch` end with their input.
 #
-#   vanish HOST PORT COUNT   connections that end at every stage of the opening exchange and of a message, half of them by
-#                            reset, ten at a time
-#   hold HOST PORT COUNT SECONDS   connections that stop at every stage of the opening exchange, and stay; says "held" and
-#                            how many came about, each within so many seconds
-#   drip HOST PORT SECONDS   one that sends the end of its opening record and a call byte by byte, so many seconds between
-#                            them; says "answered" when the answer has come
+#   vanish HOST PORT COUNT   connections that end at every stage of the opening exchange and of a message, half of
+#                            them by reset, ten at a time
+#   hold HOST PORT COUNT SECONDS   connections that stop at every stage of the opening exchange, and stay; says "held"
+#                            and how many came about, each within so many seconds
+#   drip HOST PORT SECONDS   one that sends the end of its opening record and a call byte by byte, so many seconds
+#                            between them; says "answered" when the answer has come
 #   say HOST PORT TEXT       sends a datagram
 #   hear PORT                takes a UDP port for itself, says "ready", then each datagram that comes
-#   watch INTERFACE PORT     says "ready", then each datagram to that port that leaves by the interface or comes in by it:
-#                            "out 232.1.2.3 SIZE", its bytes behind the UDP header
+#   watch INTERFACE PORT     says "ready", then each datagram to that port that leaves by the interface or comes in by
+#                            it: "out 232.1.2.3 SIZE", its bytes behind the UDP header
 use strict;
 use warnings;
 use IO::Select;
@@ -109,7 +109,8 @@ if ($what eq 'vanish') {
     my ($host, $port, $text) = @arguments;
     IO::Socket::INET->new(Proto => 'udp', Broadcast => 1, PeerAddr => $host, PeerPort => $port)->send($text) or die $!;
 } elsif ($what eq 'hear') {
-    my $socket = IO::Socket::INET->new(Proto => 'udp', LocalAddr => '0.0.0.0', LocalPort => $arguments[0]) or die "bind: $!";
+    my @any = (Proto => 'udp', LocalAddr => '0.0.0.0');
+    my $socket = IO::Socket::INET->new(@any, LocalPort => $arguments[0]) or die "bind: $!";
     print "ready\n";
     my $bytes;
     print "$bytes\n" while defined recv $socket, $bytes, 1500, 0;

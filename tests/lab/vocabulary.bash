@@ -1,5 +1,5 @@
-# Sourced by the scripts of scenarios/ and soak/: what their steps are made of. LAB is the lab, BIN the folder of programs.
-# What is started lives as long as the lab, and its output is in /run/NAME.
+# Sourced by the scripts of scenarios/ and soak/: what their steps are made of. LAB is the lab, BIN the folder of
+# programs. What is started lives as long as the lab, and its output is in /run/NAME.
 set -euo pipefail
 
 declare -A pid_of key_of heard

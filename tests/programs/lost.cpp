@@ -31,11 +31,11 @@ struct Client : Proxy_call, Proxy_event, Proxy_information {
     std::atomic<unsigned> values{0};
 };
 
-/// Until a count does not change for a while.
+/// Until a count does not change for a while, in which each client has tried to connect.
 template <class Look>
 auto settled(Look _look) {
     for (auto last = _look();;) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(400));
+        std::this_thread::sleep_for(std::chrono::milliseconds(1200));
         if (const auto now = std::exchange(last, _look()); now == last) return now;
     }
 }

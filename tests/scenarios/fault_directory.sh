@@ -3,7 +3,7 @@
 source "${LAB%/*}/vocabulary.bash"
 in_lab 3
 
-# Its port is taken: by address everything works, the name is unknown to all, and the port comes with the next start only.
+# Its port is taken: by address everything works, the name is unknown to all, and the port comes with the next start.
 stranger thief 3 hear 9845
 await thief ready
 peer first 2 serve 4001 1 0 0 twice

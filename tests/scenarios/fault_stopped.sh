@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# One peer of many stands still for a while: the others go on at their rates, what waits for it costs what it weighs, and
-# it follows when it goes on. Once it is a client, and once a service.
+# One peer of many stands still for a while: the others go on at their rates, what waits for it costs what it weighs,
+# and it follows when it goes on. Once it is a client, and once a service.
 source "${LAB%/*}/vocabulary.bash"
 # Among other tests the machine itself may take more than the tenth that the long form allows.
 least=${LEAST:-75} still=${STILL:-2} others=${OTHERS:-4} rate=50 size=${SIZE:-60000}

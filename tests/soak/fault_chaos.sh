@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # A minute (LONG seconds) of whatever can happen, in an order that the seed decides (SEED, default 1): services killed,
-# processes that stand still, cables out, strangers at the ports. Afterwards everything comes right by itself, and nothing
-# is left.
+# processes that stand still, cables out, strangers at the ports. Afterwards everything comes right by itself, and
+# nothing is left.
 source "${LAB%/*}/vocabulary.bash"
 in_lab 4
 
@@ -75,8 +75,8 @@ figure "until all clients were served by all again" "$try" s
 anew=$(cat /run/client?? | grep -c anew || true)
 figure "losses that the clients were told, and new starts" "$(cat /run/client?? | grep -c down), $anew" ""
 
-# A client that was stopped while it connected leaves its connection to the service, which keeps it; a stranger whose reset
-# was lost with the cable leaves an opening that nobody will end. No descriptor beyond these, and no message.
+# A client that was stopped while it connected leaves its connection to the service, which keeps it; a stranger whose
+# reset was lost with the cable leaves an opening that nobody will end. No descriptor beyond these, and no message.
 more() {  # names...: descriptors more than before go to $sum
     local name
     sum=0

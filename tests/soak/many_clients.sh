@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# 1,000 clients (CLIENTS) connected to one process.
+# 1,000 clients (CLIENTS) connected to one process, which are idle for a minute (IDLE seconds) and then call.
 source "${LAB%/*}/vocabulary.bash"
 ulimit -n "$(ulimit -Hn)"
 in_lab 1
 
-# Attempts that the listener's short queue drops are made again by the kernel after seconds: a service of so many clients
-# has a longer one.
+# Attempts that the listener's short queue drops are made again by the kernel after seconds: a service of so many
+# clients has a longer one.
 mkdir -p /run/place/Config /run/place/work
 cat >/run/place/Config/vorn.ini <<'TEXT'
 [VORN]
