@@ -23,7 +23,9 @@ start() {  # name, host, command...
     [[ -p /run/$1.key ]] || mkfifo "/run/$1.key"
     touch "/run/$1"
     [[ -z ${key_of[$1]:-} ]] || end_input "$1"
-    exec {key_of[$1]}<>"/run/$1.key"
+    local key
+    exec {key}<>"/run/$1.key"
+    key_of[$1]=$key
     (
         for key in "${key_of[@]}"; do exec {key}>&-; done
         exec "$LAB" on "${@:2}"
