@@ -316,7 +316,8 @@ int drive(Addr _service, double _seconds, std::uint32_t _rate) {
 
     figure("seconds", seconds_since(begin), "s");
     bool good = all_is_there(driver, there);
-    good &= flat("client", early, late, _seconds) & flat("service", early_there, there.size, _seconds);
+    good &= flat("client", early, late, _seconds);
+    good &= flat("service", early_there, there.size, _seconds);
     figure("broken messages", broken);
     figure("connections lost", driver.losses.load());
     figure("client processor time", processor_seconds(), "s");
