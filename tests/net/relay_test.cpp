@@ -192,8 +192,12 @@ TEST_F(Relay, BrokenAfterItsEndWasSeen) {
         Raw_client raw(address.port, 4096);
         raw.open();
         raw.send(raw.call(1, {}));
-        ASSERT_TRUE(eventually([&] { return queued_for(raw.port()) != 0; }));
+        ASSERT_TRUE(eventually([&] { return is_served(raw.port()); }));
         auto* const record = with_server_record(raw.port(), [](auto* _record) { return _record; });
+        ASSERT_TRUE(eventually([&] {
+            const std::lock_guard lock(record->send_queue_lock);
+            return !record->send_queue.empty() && record->send_queue.back().has_data();  // no heartbeat
+        }));
         ::shutdown(raw.fd, SHUT_WR);
         service.disconnected.take();
         ASSERT_TRUE(eventually([&] {
