@@ -1,5 +1,7 @@
 // The life of the runtime and of the objects in it.
 
+#include <algorithm>
+#include <array>
 #include <boost/property_tree/exceptions.hpp>
 #include <cstdlib>
 #include <fstream>
@@ -263,6 +265,52 @@ TEST_F(Life, OfTwoMembersOfOneCodeTheFirstAnswers) {
     client.connect(base.open());
     EXPECT_EQ(attached.delegate_and_take({}).err, VORN_ERR_NOT_SUPPORT_CODE_);
     EXPECT_EQ(client.delegate_and_take(text("own")).data, text("own"));
+}
+
+/// Has a listener tell that a connection came up or was lost at a time.
+void tell(Client* _client, bool _up, ks_clock_t _made, Port _gate = 1) {
+    Token event = message(EMsg::ctrl, _up ? c_tcp_connected_to_server : c_tcp_disconnected_from_server);
+    event.get_header_packet()->arrival_cpu_clock_counter = _made;
+    event.get_header_packet()->set_dst_port(_gate);
+    {
+        const Shared_hold hold;
+        _Proxy::of(_client)->adapter_proxy(event);
+    }
+    event.free();
+}
+
+TEST_F(Life, ConnectionEventsInAnyOrder) {
+    ASSERT_EQ(initialize(), 0);
+    const auto us = [](int _count) { return std::chrono::microseconds(_count); };
+    const Addr nobody(c_here, Raw_server().port());
+    auto& client = make<Client>();
+    std::array<int, 4> order{0, 1, 2, 3};  // up, down, up, down
+    do {
+        ASSERT_EQ(client.start(nobody), 0);
+        const ks_clock_t started = relay_clock();
+        std::string told;
+        for (const int i : order) {
+            told += " " + std::to_string(i);
+            tell(&client, i % 2 == 0, started + us(i + 1));
+        }
+        EXPECT_FALSE(client.is_connected()) << told;
+        EXPECT_EQ(client.connected.size(), client.disconnected.size()) << told;
+        EXPECT_EQ(client.stop(), 0);
+        for (Events<int>* events : {&client.connected, &client.disconnected}) events->take(events->size());
+    } while (std::next_permutation(order.begin(), order.end()));
+
+    // Of two that came up ahead of a loss the later one stands.
+    client.connect(make<Service>().open());
+    Addr here;
+    Addr there;
+    ASSERT_EQ(client.get_address(&here, &there), 0);
+    const ks_clock_t now = relay_clock();
+    tell(&client, true, now + us(3), here.port);
+    tell(&client, true, now + us(2));
+    tell(&client, false, now + us(1));
+    client.disconnected.take();
+    client.connected.take();
+    EXPECT_TRUE(client.is_connected());
 }
 
 // --- configuration ---------------------------------------------------------------------------------------

@@ -1,5 +1,6 @@
 #include "Vorn/SDK/Proxy/_Proxy.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "Kestrane/_chrono.h"
@@ -172,7 +173,7 @@ void _Proxy::came_up(Connection _connection) {
         // A connection of before the last start, or one that is known.
         if (_connection.clk <= connected_clk) return;
         if (live_state) {
-            next_connection = _connection;
+            if (_connection.clk > next_connection.clk) next_connection = _connection;
             return;
         }
         live_state = true;
@@ -202,11 +203,13 @@ void _Proxy::adapter_object_destroy(Token _token) {
     Connection next;
     {
         const Lock_guard lock(connection_mutex);
-        if (told_by_relay && made_at(pkt) < connected_clk) return;
-        if (!live_state) {
-            if (told_by_relay) lost_clk = made_at(pkt);
-            return;
+        if (told_by_relay) {
+            const ks_clock_t made = made_at(pkt);
+            if (made < connected_clk) return;
+            // Also if it takes effect now: it may be the loss of a connection that is yet to be told.
+            lost_clk = std::max(lost_clk, made);
         }
+        if (!live_state) return;
         live_state = false;
         std::swap(next, next_connection);
     }

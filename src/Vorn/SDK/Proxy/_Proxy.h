@@ -133,9 +133,9 @@ private:
     Mutex<lock_order::connection> connection_mutex;
     /// When the connection that stands came up; or when this object was started.
     ks_clock_t connected_clk VORN35_GUARDED_BY(connection_mutex){};
-    /// Loss of a connection that was not yet known.
+    /// The latest loss that is known. One after `connected_clk` is that of a connection which is not known to stand.
     ks_clock_t lost_clk VORN35_GUARDED_BY(connection_mutex){};
-    /// Came up before the loss of the one that stands was known.
+    /// The latest that came up before the loss of the one that stands was known.
     Connection next_connection VORN35_GUARDED_BY(connection_mutex);
 
     void came_up(Connection _connection);
