@@ -1,5 +1,6 @@
 // Events: who hears them.
 
+#include "Vorn/SDK/Proxy/_Proxy.h"
 #include "net/support/kinds.h"
 
 using namespace net;
@@ -7,6 +8,29 @@ using namespace net;
 namespace {
 
 class Event : public Runtime {};
+
+TEST_F(Event, ConfirmationOfTheConnectionBefore) {
+    auto& publisher = make<Event_service>();
+    auto& subscriber = make<Event_client>();
+    subscriber.connect(publisher.open());
+    // Told by a listener that was overtaken by the loss and by the next connection.
+    Token confirm;
+    confirm.alloc_header_force();
+    Packet* const pkt = confirm.get_header_packet();
+    pkt->initialize_packet(c_here, relay_clock(), c_no_limit);
+    pkt->initialize_header(0, 1, EMsg::delegate_event_confirm, c_code, 0);
+    pkt->set_to_proxy(Addr(c_here, 1), Addr());
+    {
+        const Shared_hold hold;
+        _Proxy::of(&subscriber)->adapter_proxy(confirm);
+    }
+    confirm.free();
+    EXPECT_EQ(subscriber.log.take(), "link 0");
+    EXPECT_FALSE(subscriber.is_linked());
+    EXPECT_EQ(subscriber.link(), "link 0");
+    publisher.put("x");
+    EXPECT_EQ(subscriber.log.take(), "value x");
+}
 
 TEST_F(Event, TwoClientsAtOnce) {
     auto& publisher = make<Event_service>();

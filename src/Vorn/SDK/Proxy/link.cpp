@@ -1,5 +1,6 @@
 #include "Vorn/SDK/Proxy/link.h"
 
+#include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/SDK/Proxy/Promise.h"
 #include "Vorn/SDK/Proxy/_Proxy.h"
 #include "Vorn/Vorn_processor/object_lock.h"
@@ -19,7 +20,7 @@ Error _Linking_method::await_link_return(Promise_ _promise_, double* _time_) {
     return await_answer(_pp, _promise_, _time_, [this](Token _answer) {
         const Packet* const pkt = _answer.get_header_packet();
         take_answer(pkt, true);
-        if (is_confirm(pkt->get_msg_type())) stand();
+        if (is_confirm(pkt->get_msg_type())) stand(pkt);
         return pkt->header.error;
     });
 }
@@ -27,17 +28,24 @@ Error _Linking_method::await_link_return(Promise_ _promise_, double* _time_) {
 void _Linking_method::adapter_delegate_on_link(Token _token) {
     Packet* const pkt = _token.get_header_packet();
     take_answer(pkt, false);
-    if (pkt->header.error == 0) stand();
+    if (pkt->header.error == 0) stand(pkt);
     const Released released;
     pkt->update_packet_time_and_return_timeout();
     tell_link(pkt->header.num, pkt->header.error, pkt->packet_live_time);
 }
 
-/// A loss of the connection that was handled ahead of this confirm has found no link to end; the link must
-/// not outlive it. Whoever takes the connection down clears `live_state` first and looks at the link then.
-void _Linking_method::stand() {
+/// The link must not outlive its connection. A loss that is still to be told will find it; one that was told ahead of
+/// this answer, and perhaps the next connection with it, has found no link to end.
+void _Linking_method::stand(const Packet* _answer) {
+    if (is_of_the_past(_answer)) return;
     connect_state = true;
-    if (!_pp->is_live()) connect_state = false;
+    if (is_of_the_past(_answer)) connect_state = false;
+}
+
+bool _Linking_method::is_of_the_past(const Packet* _answer) const {
+    if (!_pp->is_live()) return true;
+    const Port gate = get_gate_port_of_local(_pp->get_stub_addr());
+    return gate != 0 && gate != _answer->get_dst_port();
 }
 
 void _Linking_method::adapter_disconnect(Token _token) {

@@ -34,6 +34,9 @@ protected:
     using _Proxy_method::_Proxy_method;
     ~_Linking_method() = default;
 
+    /// The connection that an answer came over is known to be lost, or another one stands. `mutex_01` shared.
+    bool is_of_the_past(const Packet* _answer) const;
+
     /// The link stands. Read and written with no lock; two requests at once may both find it down and be
     /// sent.
     std::atomic<bool> connect_state{false};
@@ -58,7 +61,7 @@ private:
     /// The link is down. False: it was before.
     virtual bool end_link() { return connect_state.exchange(false); }
 
-    void stand();
+    void stand(const Packet* _answer);
 };
 
 }  // namespace Vorn35

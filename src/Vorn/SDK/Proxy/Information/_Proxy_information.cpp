@@ -23,6 +23,8 @@ bool _Proxy_information::is_confirm(EMsg _type) const {
 
 void _Proxy_information::take_answer(const Packet* _answer, bool _waited) {
     if (_waited) mct_if = _answer->get_mct_if();
+    // A waiter may come here after the end of the relay, too.
+    if (is_of_the_past(_answer)) return;
     switch (_answer->get_msg_type()) {
         case EMsg::information_tcp_confirm:
         case EMsg::delegate_information_tcp_confirm:
@@ -31,8 +33,6 @@ void _Proxy_information::take_answer(const Packet* _answer, bool _waited) {
         case EMsg::information_udp_confirm:
         case EMsg::delegate_information_udp_confirm: {
             tcp_confirm = false;
-            // A waiter may come here after the end of its connection, and of the relay.
-            if (!_pp->is_live()) break;
             const Addr service = _pp->get_stub_addr();
             add_membership(multicast_group(service.port, code), _answer->get_mct_if(), service.ip, service.port);
             break;
