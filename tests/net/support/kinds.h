@@ -112,7 +112,10 @@ public:
 
 protected:
     void on_link(Msg_num, Error _err, double) override { this->log.put("link " + name_of(_err)); }
-    void on_unlink(Error _err) override { this->log.put("unlink " + name_of(_err)); }
+    void on_unlink(Error _err) override {
+        EXPECT_EQ(get_last_error(), _err);
+        this->log.put("unlink " + name_of(_err));
+    }
 };
 
 inline std::string value_line(const void* _data, Pksize _size) {

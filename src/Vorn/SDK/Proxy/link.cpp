@@ -51,6 +51,7 @@ bool _Linking_method::is_of_the_past(const Packet* _answer) const {
 void _Linking_method::adapter_disconnect(Token _token) {
     if (!end_link()) return;
     const Error error = _token.get_header_packet()->header.error;
+    g_last_error = error;
     const Released released;
     tell_unlink(error);
 }
