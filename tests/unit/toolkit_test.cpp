@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <limits>
 #include <thread>
 
 #include "Kestrane/Nonshared_pipe.h"
 #include "Kestrane/_chrono.h"
+#include "Vorn/SDK/beat.h"
 
 using namespace Kestrane;
 using namespace std::chrono_literals;
@@ -84,6 +86,14 @@ TEST(Chrono, EveryDoubleIsADuration) {
     EXPECT_FALSE(deadline_fits(9223372036.0, 1s));
     EXPECT_TRUE(deadline_fits(60.0));
     for (const double seconds : {9223372036.0, huge, std::nan("")}) EXPECT_FALSE(deadline_fits(seconds));
+}
+
+TEST(Beat, IntervalOfNothingOrLessGoesOn) {
+    for (const double interval : {0.0, -1e300, std::nan("")}) {
+        std::atomic<int> calls{0};
+        const Vorn35::Beat beat(interval, [&calls] { ++calls; });
+        while (calls < 5) std::this_thread::yield();
+    }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "Vorn/SDK/beat.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -20,10 +21,12 @@ Beat::~Beat() {
 }
 
 void Beat::run(double _interval) {
+    // Of nothing or less: a call at once, and no step back in time, of which there is only so much.
+    const auto step = std::max(Kestrane::to_duration(_interval), std::chrono::nanoseconds(0));
     auto next = std::chrono::steady_clock::now();
     Unique_lock lock(mutex);
     for (;;) {
-        next += Kestrane::to_duration(_interval);
+        next += step;
         if (wake.wait_until(lock.native(), next, [this]() VORN35_REQUIRES(mutex) { return ending; })) return;
         lock.unlock();
         tick();
