@@ -33,11 +33,11 @@ struct Sample_output {
     int x;
 };
 
-/// A payload as the structure that it is. Null when there is none, as in the answer of a call that failed,
-/// and when its size is another: whoever sent that does not speak this interface.
+/// A payload as the structure that it begins with. Null when it is too short for one, or there is none, as in the
+/// answer of a call that failed.
 template <class Data>
 const Data* typed(const void* _data_, Pksize _size) {
-    return _size == sizeof(Data) ? static_cast<const Data*>(_data_) : nullptr;
+    return _size >= sizeof(Data) ? static_cast<const Data*>(_data_) : nullptr;
 }
 
 /// The field, 0 where there is no structure.
