@@ -18,9 +18,10 @@ class _Proxy;
 /// any such attached member stops the whole `Proxy`.
 ///
 /// Threads: any operation may be called from any thread, also from a callback. Callbacks run on the runtime's
-/// listener threads with no lock held, several at once; they may come until the client is stopped and those that run
-/// have returned. Stop an object of a derived class, and see its callbacks out, before its destructor begins; or
-/// let it outlive `finalize`, after which no callback runs.
+/// listener threads with no lock held, several at once, and must not throw. They may come until the client is stopped
+/// and those that run have returned; `stop` does not wait for them. Stop an object of a derived class, and see its
+/// callbacks out, before its destructor begins; or let it outlive `finalize`, after which no callback runs. A member
+/// that is attached after `start` may be called before the constructor of a derived class has run.
 ///
 /// @code
 /// struct Client : Vorn35::Proxy_call {
@@ -49,8 +50,7 @@ protected:
 
 public:
     /// Begins to connect. One process has at most one started `Proxy` per service address.
-    /// @return 0, also when nobody listens there yet; "VORN_ERR_NOT_INITIALIZE_",
-    /// "VORN_ERR_ALREADY_CREATED_",
+    /// @return 0, also when nobody listens there yet; "VORN_ERR_NOT_INITIALIZE_", "VORN_ERR_ALREADY_CREATED_",
     ///         "VORN_ERR_ALREADY_USED_ADDR_", or a positive `errno`.
     Error start(Addr _stub_addr);
     /// Lets what is queued go out and closes the connection. No `on_unlink` and no `on_disconnect` follow.

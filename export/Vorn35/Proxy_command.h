@@ -50,6 +50,7 @@ public:
     bool is_linked();
     /// Asks for the link, and returns at once.
     /// @param _msg_num_ receives the number that `on_link` will name, before the request is sent. Not null.
+    /// @param _limit_time the service sees it, too.
     /// @return 0, "VORN_ERR_IS_NOT_CREATED_", "VORN_ERR_OBJECT_IS_NOT_EXIST_" (not connected),
     ///         "VORN_ERR_ALREADY_CONNECTED_" (the link stands), "VORN_ERR_EMPTY_VORN_MEMORY_",
     ///         "VORN_ERR_BUSY_LOCALHOST_".
@@ -66,28 +67,25 @@ public:
     /// Ends the link.
     void unlink();
 
+    /// Chooses how values are sent. Returns when a send that runs is done.
     /// @param _reliability true, as it is at first: no value is dropped. False: a value is dropped while the
     ///        connection is behind.
-    /// @param _interval in the model `on_timer`, the seconds between two sends of the current value, without
-    /// drift and
-    ///        until the model changes or the member is destroyed. Must be above 0. Not used in the model
-    ///        `on_post`.
-    /// Returns when a send that runs is done.
+    /// @param _interval in the model `on_timer`, the seconds between two sends of the current value, without drift and
+    ///        until the model changes or the member is destroyed. Must be above 0. Not used in the model `on_post`.
     void set_sync_model(bool _reliability, Sync_model _sync_model, double _interval);
     /// A block to write the next value into; the runtime's until `post` or `cancel`.
-    /// @return null when the client is not started or no memory can be had.
+    /// @return null when the client is not started, or was stopped while another writer was waited for.
     void* get(Pksize _size);
     /// Gives the block back unsent. Without a block: nothing.
     void cancel();
     /// Makes the block the current value; in the model `on_post` it goes out, if the link stands.
     /// @param _size bytes of the value, at most what `get` was asked for.
-    /// @return 0, whether or not the value could be sent; "VORN_ERR_IS_NOT_CREATED_"; "VORN_ERR_DONT_GET_"
-    /// (no
-    ///         block); "VORN_ERR_TOO_BIG_SIZE_" and "VORN_ERR_DURTY_MEMORY_", after which the block is still
-    ///         there.
+    /// @return 0, whether or not the value could be sent; "VORN_ERR_IS_NOT_CREATED_"; "VORN_ERR_DONT_GET_" (no block);
+    ///         "VORN_ERR_TOO_BIG_SIZE_" and "VORN_ERR_DURTY_MEMORY_", after which the block is still there.
     Error post(Pksize _size);
     /// `get`, copy, `post`.
-    /// @return as `post`; "VORN_ERR_EMPTY_VORN_MEMORY_" when there is no block to be had.
+    /// @return as `post`; "VORN_ERR_EMPTY_VORN_MEMORY_" when the client was stopped while another writer was waited
+    ///         for.
     Error write(const void* _data_, Pksize _size);
 
     /// The newest values that were sent, at most so many, newest first; never null. For a `History`, which

@@ -56,6 +56,7 @@ public:
     /// Asks for the link, and returns at once.
     /// @param _msg_num_ receives the number that `on_link` will name, before the request is sent. Not null.
     /// @param _reliability true: by TCP; false: by multicast.
+    /// @param _limit_time the service sees it, too.
     /// @return 0, "VORN_ERR_IS_NOT_CREATED_", "VORN_ERR_OBJECT_IS_NOT_EXIST_" (not connected),
     ///         "VORN_ERR_ALREADY_CONNECTED_" (the link stands), "VORN_ERR_EMPTY_VORN_MEMORY_",
     ///         "VORN_ERR_BUSY_LOCALHOST_".

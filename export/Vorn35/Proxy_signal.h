@@ -31,14 +31,15 @@ public:
     ~Proxy_signal() override;
 
     /// The answer of a `delegate_signal`; runs on a listener thread.
-    /// @param _err 0, the error of the service, or that of its host, for instance
-    /// "VORN_ERR_NOT_SUPPORT_CODE_".
+    /// @param _err 0, the error of the service, or that of its host, for instance "VORN_ERR_NOT_SUPPORT_CODE_".
     /// @param _elapsed_time seconds that the answer has lived.
     virtual void on_return(Msg_num _msg_num, Error _err, double _elapsed_time);
 
     /// Sends, and returns at once. If the answer never comes, `on_return` is never called; a lost connection
     /// does not call it either.
     /// @param _msg_num_ receives the number that `on_return` will name, before the signal is sent. Not null.
+    /// @param _signal_data_ copied before the return. Null sends no payload.
+    /// @param _limit_time with 0 or less the signal is dropped at the far end.
     /// @return 0, "VORN_ERR_IS_NOT_CREATED_", "VORN_ERR_OBJECT_IS_NOT_EXIST_" (not connected),
     ///         "VORN_ERR_EMPTY_VORN_MEMORY_", "VORN_ERR_BUSY_LOCALHOST_".
     Error delegate_signal(Msg_num* _msg_num_, const void* _signal_data_, Pksize _signal_size, double _limit_time);

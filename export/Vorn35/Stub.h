@@ -18,11 +18,11 @@ class _Stub;
 /// which must outlive it; destroying any such member stops the whole `Stub`.
 ///
 /// Threads: any operation may be called from any thread, also from a callback. Callbacks run on the runtime's
-/// listener threads with no lock held, so they may come until the service is stopped and those that run have
-/// returned; `stop` does not wait for them. Stop an object of a derived class, and see its callbacks out, before its
-/// destructor begins; or let it outlive `finalize`, after which no callback runs. Attach members before `start`: one
-/// that is attached later has no order among its messages, and may be called before the constructor of a derived
-/// class has run.
+/// listener threads with no lock held, and must not throw. They may come until the service is stopped and those that
+/// run have returned; `stop` does not wait for them. Stop an object of a derived class, and see its callbacks out,
+/// before its destructor begins; or let it outlive `finalize`, after which no callback runs. Attach members before
+/// `start`: one that is attached later has no order among its messages, and may be called before the constructor of a
+/// derived class has run.
 ///
 /// @code
 /// struct Clock : Vorn35::Stub_call {

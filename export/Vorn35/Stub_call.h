@@ -25,7 +25,7 @@ public:
     ~Stub_call() override;
 
     /// A request has come. Runs on a listener thread; every operation of the runtime may be called.
-    /// @param _in_buf_ the request's payload; valid until the return.
+    /// @param _in_buf_ the request's payload; valid until the return. Null when there is none.
     /// @param _out_buf_ where the answer goes; null when the capacity is 0.
     /// @param _out_buf_size_ in: the capacity. Out: the bytes written, at most the capacity.
     /// @param _elapsed_time seconds that the request has lived so far.

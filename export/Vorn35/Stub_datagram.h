@@ -33,8 +33,7 @@ public:
 
     /// Sends to one host.
     /// @param _datagram_size bytes, at most 65000; with 0 the data is not looked at.
-    /// @return 0, also when the datagram could not leave; "VORN_ERR_IS_NOT_CREATED_";
-    /// "VORN_ERR_TOO_BIG_SIZE_";
+    /// @return 0, also when the datagram could not leave; "VORN_ERR_IS_NOT_CREATED_"; "VORN_ERR_TOO_BIG_SIZE_";
     ///         "VORN_ERR_EMPTY_VORN_MEMORY_".
     Error cast(IP _ip, const void* _datagram_data_, Pksize _datagram_size);
     /// Sends to every host of the subnet, this one included.

@@ -53,20 +53,19 @@ public:
     virtual void on_unlink(Addr _proxy_addr, Error _err);
 
     /// A block to write the next value into; the runtime's until `post` or `cancel`.
-    /// @return null when the service is not started or no memory can be had.
+    /// @return null when the service is not started, or was stopped while another writer was waited for.
     void* get(Pksize _size);
     /// Gives the block back unpublished. Without a block: nothing.
     void cancel();
     /// Makes the block the current value; in the model `on_post` the current value goes out. Of two posts at the
     /// same time both may find the later value, which then goes out twice.
     /// @param _size bytes of the value, at most what `get` was asked for.
-    /// @return 0, also when a client could not be sent to; "VORN_ERR_IS_NOT_CREATED_"; "VORN_ERR_DONT_GET_"
-    /// (no
-    ///         block); "VORN_ERR_TOO_BIG_SIZE_" and "VORN_ERR_DURTY_MEMORY_", after which the block is still
-    ///         there.
+    /// @return 0, also when a client could not be sent to; "VORN_ERR_IS_NOT_CREATED_"; "VORN_ERR_DONT_GET_" (no block);
+    ///         "VORN_ERR_TOO_BIG_SIZE_" and "VORN_ERR_DURTY_MEMORY_", after which the block is still there.
     Error post(Pksize _size);
     /// `get`, copy, `post`.
-    /// @return as `post`; "VORN_ERR_EMPTY_VORN_MEMORY_" when there is no block to be had.
+    /// @return as `post`; "VORN_ERR_EMPTY_VORN_MEMORY_" when the service was stopped while another writer was waited
+    ///         for.
     Error write(const void* _data_, Pksize _size);
     /// `on_timer`: the current value goes out each `_interval` seconds, without drift, until the model
     /// changes or the member is destroyed; also after the service was stopped and started again. `_interval`

@@ -25,8 +25,9 @@ using on_signal_sync_t = int(Stub_signal*, Addr, void*, Pksize, double, double);
 /// @code
 /// struct Door : Vorn35::Stub_signal {
 ///     Door() : Stub_signal(2) {}
-///     void on_signal(Vorn35::Addr, const void* _buf_, Vorn35::Pksize _size, double) override { ring(_buf_,
-///     _size); }
+///     void on_signal(Vorn35::Addr, const void* _buf_, Vorn35::Pksize _size, double) override {
+///         ring(_buf_, _size);
+///     }
 /// };
 /// @endcode
 class VORN35_API Stub_signal : public virtual Stub {

@@ -41,9 +41,8 @@
 /// the `delegate_` form.
 ///
 /// @code
-/// static Vorn_error on_add(Vorn_inst *call, Vorn_addr client, const void *in, Vorn_pksize in_size, void
-/// *out,
-///                          Vorn_pksize *out_size, double elapsed, double limit);
+/// static Vorn_error on_add(Vorn_inst *call, Vorn_addr client, const void *in, Vorn_pksize in_size,
+///                          void *out, Vorn_pksize *out_size, double elapsed, double limit);
 ///
 /// vorn_initialize_default();
 /// Vorn_inst *stub = vorn_stub_alloc(on_connect, on_disconnect);
@@ -171,7 +170,7 @@ typedef void on_vorn_stub_disconnect_ft(Vorn_inst* _object_, Vorn_addr _proxy_ad
 /// A call has come. Calls of one code run one at a time.
 /// @param _call_ the method.
 /// @param _proxy_addr the client.
-/// @param _in_buf_ the payload of the request.
+/// @param _in_buf_ the payload of the request; null when there is none.
 /// @param _in_buf_size its bytes.
 /// @param _out_buf_ where the answer goes; null when the method was made with a capacity of 0.
 /// @param _out_buf_size_ in: the capacity. Out: the bytes written, at most the capacity.
@@ -204,7 +203,7 @@ typedef void on_vorn_stub_signal_cancel_ft(Vorn_inst* _signal_, Vorn_addr _proxy
 typedef Vorn_error on_vorn_stub_event_link_ft(Vorn_inst* _event_, Vorn_addr _proxy_addr, double _elapsed_time,
                                               double _limit_time);
 /// A client of an event has left (its own reason), or its connection is gone (`vorn_err_disconnected_tcp`).
-/// Not called for an end that the service asked for.
+/// Not called for an end that the service asked for. A client that leaves without a link is told of, too.
 typedef void on_vorn_stub_event_unlink_ft(Vorn_inst* _event_, Vorn_addr _proxy_addr, Vorn_error _error);
 
 /// A client asks for a link to an information; also one that has a link already.
@@ -395,19 +394,19 @@ VORN_API void vorn_stub_information_unlink(Vorn_inst* _information_, Vorn_addr _
 /// Ends the links of all clients, which are told of it.
 VORN_API void vorn_stub_information_unlink_all_proxy(Vorn_inst* _information_);
 /// A block of `_size` bytes to write the next value into; the runtime's until `post` or `cancel`.
-/// @return null when the service is not started or no memory can be had.
+/// @return null when the service is not started, or was stopped while another writer was waited for.
 VORN_API void* vorn_stub_information_get(Vorn_inst* _information_, Vorn_pksize _size);
 /// Gives the block back unpublished. Without a block: nothing.
 VORN_API void vorn_stub_information_cancel(Vorn_inst* _information_);
 /// Publishes the block.
 /// @param _information_ the method.
 /// @param _size bytes of the value, at most what `get` was asked for.
-/// @return 0, also when a client could not be sent to; `vorn_err_is_not_created`; `vorn_err_dont_get` (no
-/// block);
+/// @return 0, also when a client could not be sent to; `vorn_err_is_not_created`; `vorn_err_dont_get` (no block);
 ///         `vorn_err_too_big_size` and `vorn_err_durty_memory`, after which the block is still there.
 VORN_API Vorn_error vorn_stub_information_post(Vorn_inst* _information_, Vorn_pksize _size);
 /// `get`, copy, `post`.
-/// @return as `vorn_stub_information_post`; `vorn_err_empty_vorn_memory` when there is no block to be had.
+/// @return as `vorn_stub_information_post`; `vorn_err_empty_vorn_memory` when the service was stopped while another
+///         writer was waited for.
 VORN_API Vorn_error vorn_stub_information_write(Vorn_inst* _information_, const void* _data_, Vorn_pksize _size);
 /// A snapshot of the newest values that went out, at most `_size`; null when the service is not started.
 /// There is no function in C to read or to free it, and what it holds is never given back: use
@@ -542,13 +541,11 @@ VORN_API Vorn_promise* vorn_proxy_call_async_call(Vorn_inst* _call_, const void*
 /// @param _call_ the method.
 /// @param _promise_ of `vorn_proxy_call_async_call`.
 /// @param _return_data_ receives the answer; may be null if none is due.
-/// @param _size_ in: bytes of the buffer. Out: bytes of the answer, also when it did not fit. May be null if
-/// none
-///        is due.
+/// @param _size_ in: bytes of the buffer. Out: bytes of the answer, also when it did not fit. May be null if none is
+///        due.
 /// @param _time_ if not null: seconds since the call.
-/// @return the result of the service; `vorn_err_boundout_buffer` for an answer that does not fit, which is
-/// gone
-///         then; `vorn_err_local_timeout`; `vorn_err_disconnected_tcp`; `vorn_err_is_not_created`;
+/// @return the result of the service; `vorn_err_boundout_buffer` for an answer that does not fit, which is gone then;
+///         `vorn_err_local_timeout`; `vorn_err_disconnected_tcp`; `vorn_err_is_not_created`;
 ///         `vorn_err_null_return_object`; or the failure of the call.
 VORN_API Vorn_error vorn_proxy_call_await_return(Vorn_inst* _call_, Vorn_promise* _promise_, void* _return_data_,
                                                  Vorn_pksize* _size_, double* _time_);
@@ -699,15 +696,14 @@ VORN_API Vorn_error vorn_proxy_command_await_link_return(Vorn_inst* _command_, V
 VORN_API void vorn_proxy_command_unlink(Vorn_inst* _command_);
 /// Chooses how values are handed out.
 /// @param _command_ the method.
-/// @param _reliability true, as it is at first: no value is dropped. False: a value is dropped while the
-/// connection
-///        is behind.
+/// @param _reliability true, as it is at first: no value is dropped. False: a value is dropped while the connection is
+///        behind.
 /// @param _sync_model `vorn_on_post`, as it is at first, or `vorn_on_timer`.
 /// @param _interval for `vorn_on_timer`: seconds between two sends of the current value, above 0.
 VORN_API void vorn_proxy_command_set_sync_model(Vorn_inst* _command_, bool _reliability, Vorn_sync_model _sync_model,
                                                 double _interval);
 /// A block of `_size` bytes to write the next value into; the runtime's until `post` or `cancel`.
-/// @return null when the client is not started or no memory can be had.
+/// @return null when the client is not started, or was stopped while another writer was waited for.
 VORN_API void* vorn_proxy_command_get(Vorn_inst* _command_, Vorn_pksize _size);
 /// Gives the block back unsent. Without a block: nothing.
 VORN_API void vorn_proxy_command_cancel(Vorn_inst* _command_);
@@ -717,7 +713,8 @@ VORN_API void vorn_proxy_command_cancel(Vorn_inst* _command_);
 /// @return 0, whether or not the value could be sent; failures as those of `vorn_stub_information_post`.
 VORN_API Vorn_error vorn_proxy_command_post(Vorn_inst* _command_, Vorn_pksize _size);
 /// `get`, copy, `post`.
-/// @return as `vorn_proxy_command_post`; `vorn_err_empty_vorn_memory` when there is no block to be had.
+/// @return as `vorn_proxy_command_post`; `vorn_err_empty_vorn_memory` when the client was stopped while another writer
+///         was waited for.
 VORN_API Vorn_error vorn_proxy_command_write(Vorn_inst* _command_, const void* _data_, Vorn_pksize _size);
 /// A snapshot of the newest values that were sent, at most `_size`; never null. There is no function in C to
 /// read or to free it, and what it holds is never given back: use `vorn_proxy_command_read`.

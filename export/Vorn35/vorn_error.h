@@ -3,7 +3,8 @@
 ///
 /// No `Error` crosses the interface as an exception. A failure of the operating system that an operation
 /// passes on (an occupied port in `Stub::start`) is the positive `errno`. A `start` returns -1 where no worker of the
-/// runtime can serve its sockets, as after an `initialize` without descriptors.
+/// runtime can serve its sockets, as after an `initialize` without descriptors. What may be thrown is `std::bad_alloc`
+/// or `std::system_error`, where the system has no memory, threads or locks left, and what `initialize` says.
 #pragma once
 
 #include "Vorn35/vorn_export.h"
@@ -62,7 +63,7 @@ inline constexpr Error VORN_ERR_OVERLAPED_PACKET_ = static_cast<Error>(0xC000000
 
 /// `post` without a block taken for writing.
 inline constexpr Error VORN_ERR_DONT_GET_ = static_cast<Error>(0xD0000000U);
-/// A block could not be had.
+/// A block could not be had. (Not for want of memory: see above.)
 inline constexpr Error VORN_ERR_EMPTY_VORN_MEMORY_ = static_cast<Error>(0xD0000001U);
 /// Reserved; nothing raises it.
 inline constexpr Error VORN_ERR_EMPTY_PROCESS_MEMORY_ = static_cast<Error>(0xD0000002U);
