@@ -6,8 +6,11 @@
 /// itself is checked at run time.
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <mutex>
 #include <shared_mutex>
+#include <thread>
 
 #include "Vorn/lock_order.h"
 
@@ -67,12 +70,17 @@ private:
     std::mutex native;
 };
 
+/// `std::shared_mutex`, whose writers wait for as long as readers overlap: for ever, where some threads use the runtime
+/// without pause. So a reader that comes while a writer waits gives it some time. No more than that, because a reader
+/// that has the lock may wait for this one.
 template <const Lock_place& place>
 class VORN35_CAPABILITY("mutex") Shared_mutex {
 public:
     void lock() VORN35_ACQUIRE() {
         lock_check::taking(&native, place);
+        ++waiting_writers;
         native.lock();
+        --waiting_writers;
     }
     void unlock() VORN35_RELEASE() {
         lock_check::released(&native);
@@ -80,6 +88,9 @@ public:
     }
     void lock_shared() VORN35_ACQUIRE_SHARED() {
         lock_check::taking(&native, place);
+        for (int i = 0; i < 100 && waiting_writers.load(std::memory_order_relaxed) != 0; ++i) {
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
+        }
         native.lock_shared();
     }
     void unlock_shared() VORN35_RELEASE_SHARED() {
@@ -89,6 +100,7 @@ public:
 
 private:
     std::shared_mutex native;
+    std::atomic<int> waiting_writers{0};
 };
 
 /// `std::lock_guard`, which clang knows nothing of.

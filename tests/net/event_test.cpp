@@ -32,6 +32,28 @@ TEST_F(Event, ConfirmationOfTheConnectionBefore) {
     EXPECT_EQ(subscriber.log.take(), "value x");
 }
 
+TEST_F(Event, StoppedWhileOthersPublishWithoutPause) {
+    auto& publisher = make<Publisher>();
+    publisher.open();
+    std::atomic<bool> done{false};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 6; ++i) {
+        threads.emplace_back([&, value = std::string(10'000, 'x')] {
+            while (!done) publisher.publish(value);
+        });
+    }
+    Events<Error> stops;
+    threads.emplace_back([&] {
+        for (int i = 0; i < 10; ++i) {
+            stops.put(publisher.stop());
+            publisher.open();
+        }
+    });
+    for (int i = 0; i < 10 && !testing::Test::HasFailure(); ++i) EXPECT_EQ(stops.take(), 0);
+    done = true;
+    for (std::thread& one : threads) one.join();
+}
+
 TEST_F(Event, TwoClientsAtOnce) {
     auto& publisher = make<Event_service>();
     const Addr service = publisher.open();

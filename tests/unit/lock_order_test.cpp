@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <mutex>
-#include <shared_mutex>
 #include <string>
 #include <thread>
 
@@ -15,7 +14,6 @@ namespace {
 
 static_assert(sizeof(Mutex<lock_order::ooo>) == sizeof(std::mutex));
 static_assert(sizeof(Unique_lock<lock_order::ooo>) == sizeof(std::unique_lock<std::mutex>));
-static_assert(sizeof(Shared_mutex<lock_order::processor>) == sizeof(std::shared_mutex));
 
 #ifdef VORN35_CHECK_LOCKS
 
