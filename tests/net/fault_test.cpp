@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdarg>
+#include <new>
 #include <set>
 #include <system_error>
 #include <thread>
@@ -153,6 +154,26 @@ TEST_F(Clock_jump, MovesTheEndOfAWaitAndNothingElse) {
         EXPECT_EQ(get_address("clock", &found), 1U);
     }
     EXPECT_TRUE(client.disconnected.empty() && service.disconnected.empty());
+}
+
+class Memory : public Runtime {};
+
+TEST_F(Memory, ARequestThatThereIsNoneForHoldsNone) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizer itself takes more address space than that";
+#endif
+    auto& client = make<Client>();
+    client.connect(make<Service>().open());
+    rlimit limit{};
+    ::getrlimit(RLIMIT_AS, &limit);
+    const rlimit low{std::size_t{4} << 30, limit.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_AS, &low), 0);
+    constexpr Pksize too_much = 0xFFFFFFFF;
+    Msg_num num = 0;
+    EXPECT_THROW(client.delegate_call(&num, "", too_much, 20), std::bad_alloc);
+    EXPECT_THROW(client.async_call("", too_much, 20), std::bad_alloc);
+    ::setrlimit(RLIMIT_AS, &limit);
+    EXPECT_EQ(client.delegate_and_take(text("x")).data, text("x"));
 }
 
 /// Takes all descriptors but some.

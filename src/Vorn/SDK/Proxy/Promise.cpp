@@ -25,14 +25,14 @@ Error prepare(const _Proxy* _pp, const Request& _request, Token* _token_) {
     if (!_pp->is_created()) return VORN_ERR_IS_NOT_CREATED_;
     if (!_pp->is_live()) return VORN_ERR_OBJECT_IS_NOT_EXIST_;
     if (_request.linked != nullptr && *_request.linked) return VORN_ERR_ALREADY_CONNECTED_;
-    if (_token_->alloc_header() != 0) return VORN_ERR_EMPTY_VORN_MEMORY_;
-    if (_request.data == nullptr || _request.size == 0) return VORN_ERR_NONE_;
-    if (_token_->alloc_data(_request.size) != 0) {
-        _token_->free_header();
-        return VORN_ERR_EMPTY_VORN_MEMORY_;
+    // The payload first: if there is no memory for it, which throws, nothing else is held yet.
+    if (_request.data != nullptr && _request.size != 0) {
+        if (_token_->alloc_data(_request.size) != 0) return VORN_ERR_EMPTY_VORN_MEMORY_;
+        std::memcpy(_token_->get_data(), _request.data, _request.size);
     }
-    std::memcpy(_token_->get_data(), _request.data, _request.size);
-    return VORN_ERR_NONE_;
+    if (_token_->alloc_header() == 0) return VORN_ERR_NONE_;
+    _token_->free_data();
+    return VORN_ERR_EMPTY_VORN_MEMORY_;
 }
 
 Error stamp_and_send(_Proxy* _pp, const Request& _request, Token _token, Msg_num _num, ks_clock_t _clock) {
