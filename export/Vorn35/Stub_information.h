@@ -19,7 +19,8 @@ class _Stub_information;
 ///
 /// A value is written in place: `get` a block, fill it, `post` it; or in one step with `write`. One writer at
 /// a time: a `get` on another thread waits until the writer has called `post` or `cancel`; a second `get` on
-/// the writer's own thread waits for ever. A stop takes the block away from its writer.
+/// the writer's own thread waits for ever. A stop takes the block away from its writer: what is still written there,
+/// until the next stop that takes one, goes nowhere.
 ///
 /// Threads: any operation from any thread. `on_link` and `on_unlink` of one member run one at a time, on
 /// listener threads and with no lock held. Times are in seconds.

@@ -170,9 +170,11 @@ TEST_F(Information, OneWriterAtATime) {
     EXPECT_EQ(joined(publisher.see_history(2)), "2nd,");
 
     // A stop takes the block from its writer, and lets go whoever waits for it.
-    ASSERT_NE(publisher.get(4), nullptr);
+    void* const taken = publisher.get(4);
+    ASSERT_NE(taken, nullptr);
     std::thread waits([&] { EXPECT_EQ(publisher.get(4), nullptr); });
     EXPECT_EQ(publisher.stop(), 0);
+    std::memcpy(taken, "late", 4);  // the writer cannot know
     waits.join();
     EXPECT_EQ(publisher.post(1), VORN_ERR_IS_NOT_CREATED_);
     publisher.open();

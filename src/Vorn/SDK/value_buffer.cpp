@@ -11,6 +11,7 @@ namespace Vorn35 {
 Value_buffer::~Value_buffer() {
     safe_free_mm(&sync_mm);
     safe_free_mm(&mm);
+    safe_free_mm(&taken_away);
 }
 
 void* Value_buffer::get(Pksize _size) {
@@ -107,7 +108,10 @@ Error Value_buffer::read(void* _data_, Pksize* _size_) {
 void Value_buffer::release_values() {
     {
         const Lock_guard lock(mm_mutex);
-        safe_free_mm(&mm);
+        if (mm != 0) {
+            safe_free_mm(&taken_away);
+            taken_away = std::exchange(mm, 0);
+        }
         const Lock_guard sync_lock(sync_mm_mutex);
         safe_free_mm(&sync_mm);
         history.clear();

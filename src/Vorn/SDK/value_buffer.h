@@ -90,6 +90,8 @@ private:
     Mutex<lock_order::mm> mm_mutex;
     std::condition_variable mm_free;  ///< No block is being written any more.
     mm_t mm VORN35_GUARDED_BY(mm_mutex) = 0;
+    /// The block that a stop last took from its writer, who may still be writing.
+    mm_t taken_away VORN35_GUARDED_BY(mm_mutex) = 0;
     Pksize size VORN35_GUARDED_BY(mm_mutex) = 0;
 
     /// Guards the current value, its number and the history. Held while a value goes out, so that values keep
