@@ -42,7 +42,7 @@ public:
     /// The copy refers to the same service and owns nothing of it: it must not outlive the original.
     Stub(const Stub& _other) = default;
     Stub& operator=(const Stub&) = delete;
-    /// Stops the service, if it is started, and takes every trace of it out of the runtime.
+    /// Stops the service, if it is started, and takes it out of the runtime; its name stays in use.
     virtual ~Stub();
 
     /// Opens the port and publishes the name.
