@@ -104,7 +104,8 @@ protected:
             const EMsg type = pkt->get_msg_type();
             const std::size_t payload = get_ptr_size(mm) - sizeof(Packet);
             const bool directory = type == EMsg::ctrl_broadcast && (payload == 0 || payload % 32 == 8);
-            if (directory || (type == EMsg::ctrl && payload == 0)) {
+            const bool own_value = hears_itself && type == EMsg::information_udp;
+            if (directory || own_value || (type == EMsg::ctrl && payload == 0)) {
                 ++in_pipe;
             } else if (!under_pressure || payload != 0 || pkt->get_client_gate_port() == 0) {
                 ++left;
@@ -131,6 +132,8 @@ protected:
     /// Headers sent to a service on a connection that was closing are lost, too, however many there were; and so are
     /// notices of a loss that a full pipe refused.
     bool under_pressure = false;
+    /// Values that this process sends by multicast come to itself, at any time up to the end.
+    bool hears_itself = false;
 
     std::vector<std::shared_ptr<void>> objects;
     std::size_t threads_before = 0;
