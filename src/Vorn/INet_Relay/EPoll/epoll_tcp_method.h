@@ -78,6 +78,7 @@ int udp_initialize(Port _port);
 void udp_finalize(Port _port);
 /// All of them, and the use counts. Only when no worker runs, so without the locks.
 void udp_finalize() VORN35_NO_THREAD_SAFETY_ANALYSIS;
-void set_multicast_if(IP _multicast_if, Port _port);
+/// Lets the port's socket receive from all groups that this host is a member of, not only from its own.
+void admit_multicast(Port _port);
 
 }  // namespace Vorn35

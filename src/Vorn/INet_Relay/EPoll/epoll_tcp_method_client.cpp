@@ -80,6 +80,7 @@ int request_recv_client_init(struct_epoll_overlapped_tcp* _record) {
 
 int add_client(Addr _stub_addr) {
     if (const int failure = add_udp(_stub_addr.port); failure != 0) return failure;
+    admit_multicast(_stub_addr.port);
     const Lock_guard lock(g_client_lock);
     set_aside(&g_connect_map, _stub_addr);
     set_aside(&g_establish_client_map, _stub_addr);

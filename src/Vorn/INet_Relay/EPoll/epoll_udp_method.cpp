@@ -4,6 +4,7 @@
 #include <sys/epoll.h>
 
 #include <cerrno>
+#include <cstring>
 #include <memory>
 
 #include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
@@ -38,6 +39,27 @@ ip_mreq_source membership(IP _multicast_ip, IP _multicast_if, IP _source_ip) {
     request.imr_sourceaddr.s_addr = _source_ip;
     return request;
 }
+
+/// The interface that a datagram leaves by, named with the datagram itself: the socket has no state for it that could be
+/// out of date.
+class Source {
+public:
+    /// @param _interface its address.
+    void attach(IP _interface, msghdr* _message_) {
+        in_pktinfo info{};
+        info.ipi_spec_dst.s_addr = _interface;
+        _message_->msg_control = control;
+        _message_->msg_controllen = sizeof control;
+        cmsghdr* const head = CMSG_FIRSTHDR(_message_);
+        head->cmsg_level = IPPROTO_IP;
+        head->cmsg_type = IP_PKTINFO;
+        head->cmsg_len = CMSG_LEN(sizeof info);
+        std::memcpy(CMSG_DATA(head), &info, sizeof info);
+    }
+
+private:
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(in_pktinfo))];
+};
 
 enum class Datagram { taken, dropped, none };
 
@@ -128,6 +150,9 @@ int udp_initialize(Port _port) {
     ::setsockopt(fd, IPPROTO_IP, IP_MULTICAST_TTL, &ttl, sizeof ttl);
     const unsigned char loop = 1;
     ::setsockopt(fd, IPPROTO_IP, IP_MULTICAST_LOOP, &loop, sizeof loop);
+    // A publisher would receive its own values, since others on this host are members; `admit_multicast` undoes it.
+    const int off = 0;
+    ::setsockopt(fd, IPPROTO_IP, IP_MULTICAST_ALL, &off, sizeof off);
     auto* const record = new struct_epoll_overlapped_ex(fd, c_socket_udp, Addr(0, _port));
     const bool watched =
         watch(epoll_udp_recv, record, c_watch_input) == 0 && watch(epoll_udp_send, record, c_parked) == 0;
@@ -183,7 +208,6 @@ int send_udp(struct_epoll_overlapped_ex* _record) {
         }
         Packet* const pkt = token.get_header_packet();
         pkt->update_packet_time_and_return_timeout();
-        if (pkt->is_information_udp()) set_multicast_if(pkt->get_mct_if(), _record->local_addr.port);
 
         sockaddr_in peer{};
         peer.sin_family = AF_INET;
@@ -198,6 +222,8 @@ int send_udp(struct_epoll_overlapped_ex* _record) {
         message.msg_namelen = sizeof peer;
         message.msg_iov = pieces;
         message.msg_iovlen = token.has_data() ? 2 : 1;
+        Source source;
+        if (pkt->is_information_udp()) source.attach(pkt->get_mct_if(), &message);
         const ssize_t sent =
             uninterrupted([&] { return ::sendmsg(_record->socket, &message, MSG_DONTWAIT | MSG_NOSIGNAL); });
         if (sent == -1 && is_would_block(errno)) {
@@ -222,8 +248,9 @@ int recv_udp(struct_epoll_overlapped_ex* _record) {
     return 0;
 }
 
-void set_multicast_if(IP _multicast_if, Port _port) {
-    set_option(_port, IP_MULTICAST_IF, _multicast_if);
+void admit_multicast(Port _port) {
+    const int on = 1;
+    set_option(_port, IP_MULTICAST_ALL, on);
 }
 
 void add_membership(IP _multicast_ip, IP _multicast_if, IP _source_ip, Port _port) {
