@@ -57,8 +57,28 @@ private:
     Shared& shared_;
 };
 
+void throw_if(Error error) {
+    if (error != VORN_ERR_NONE_) throw std::runtime_error(get_err_str(error));
+}
+
+/// The part of each client that waits for the connection.
+class Connecting : public virtual Proxy {
+public:
+    void bring_up(Addr addr) {
+        throw_if(start(addr));
+        connected_.wait(false);
+    }
+
+private:
+    void on_connect() override {
+        connected_ = true;
+        connected_.notify_all();
+    }
+    std::atomic<bool> connected_{false};
+};
+
 /// A client that calls again from the callback of the answer.
-class Caller : public Proxy_call {
+class Caller : public Proxy_call, public Connecting {
 public:
     Caller() : Proxy_call(1) {}
     void go_on() {
@@ -84,16 +104,10 @@ private:
     Window* window_ = nullptr;
 };
 
-void throw_if(Error error) {
-    if (error != VORN_ERR_NONE_) throw std::runtime_error(get_err_str(error));
-}
-
-/// Brings a client up: the connection, and the link where the kind has one.
-template <class Client>
-void bring_up(Client& client, Addr addr) {
-    throw_if(client.start(addr));
-    while (!client.is_connected()) std::this_thread::sleep_for(std::chrono::microseconds(200));
-}
+class Commander : public Proxy_command, public Connecting {
+public:
+    Commander() : Proxy_command(1) {}
+};
 
 template <class Link>
 void link(Link ask) {
@@ -145,14 +159,14 @@ public:
             while (get_address(c_name, &addr) == 0) std::this_thread::sleep_for(std::chrono::microseconds(200));
         }
         if (job.kind == "command") {
-            command_ = new Proxy_command(1);
-            bring_up(*command_, addr);
+            command_ = new Commander;
+            command_->bring_up(addr);
             link([&] { return command_->await_link_return(command_->async_link(0.2), nullptr); });
             return;
         }
         call_ = new Caller;
         if (job.kind == "idle") addr = at(index, port);
-        bring_up(*call_, addr);
+        call_->bring_up(addr);
         gather(addr);
     }
 
@@ -175,11 +189,11 @@ public:
         const Addr addr(Vorn35::inet_addr(job.kind == "multicast" ? "198.51.100.1" : "127.0.0.1"), port);
         if (job.kind == "event") {
             auto* const client = new Event_client(*this);
-            bring_up(*client, addr);
+            client->bring_up(addr);
             link([&] { return client->await_link_return(client->async_link(0.2), nullptr); });
         } else {
             auto* const client = new Information_client(*this);
-            bring_up(*client, addr);
+            client->bring_up(addr);
             const bool reliable = job.kind != "multicast";
             link([&] { return client->await_link_return(client->async_link(reliable, 0.2), nullptr); });
         }
@@ -188,12 +202,12 @@ public:
     }
 
 private:
-    struct Event_client : Proxy_event {
+    struct Event_client : Proxy_event, Connecting {
         explicit Event_client(Vorn& peer) : Proxy_event(1), peer(peer) {}
         void on_event(const void* _data_, Pksize _size, double) override { peer.received(_data_, _size); }
         Vorn& peer;
     };
-    struct Information_client : Proxy_information {
+    struct Information_client : Proxy_information, Connecting {
         explicit Information_client(Vorn& peer) : Proxy_information(1), peer(peer) {}
         void on_sync(Sync_model, double, double, const void* _data_, Pksize _size) override {
             peer.received(_data_, _size);
@@ -215,7 +229,7 @@ private:
     void gather(Addr addr) {
         const std::uint64_t begin = now_ns();
         if (job.crowd_of == "connections") {
-            for (unsigned n = 0; n < job.crowd; ++n) bring_up(*new Caller, at(n + 1, addr.port));
+            for (unsigned n = 0; n < job.crowd; ++n) (new Caller)->bring_up(at(n + 1, addr.port));
         } else if (job.crowd_of == "queued") {
             auto* const slow = new Proxy_call(2, *call_);
             for (unsigned n = 0; n < job.crowd; ++n) {
@@ -244,7 +258,7 @@ private:
 
     // Never freed: the process ends without taking the runtime down.
     Caller* call_ = nullptr;
-    Proxy_command* command_ = nullptr;
+    Commander* command_ = nullptr;
     Stub_event* event_ = nullptr;
     Stub_information* information_ = nullptr;
     std::vector<char> answer_;

@@ -4,6 +4,9 @@
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <boost/property_tree/ini_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 #include <cctype>
@@ -16,6 +19,9 @@ namespace {
 /// The value of a key; nothing when there is no INI file to read.
 template <class T>
 std::optional<T> read_value(const char* _file, const char* _section, const char* _key) {
+    // Most processes have no file, and the first exception of a process, streams included, costs a third of a
+    // millisecond.
+    if (::faccessat(AT_FDCWD, _file, R_OK, AT_EACCESS) != 0) return std::nullopt;
     boost::property_tree::ptree tree;
     try {
         boost::property_tree::read_ini(_file, tree);
