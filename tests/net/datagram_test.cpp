@@ -11,6 +11,20 @@ class Datagram : public Runtime {};
 /// Broadcasts of this host come from here.
 const IP c_lan = Vorn35::inet_addr("198.51.100.1");
 
+/// Each host is a member.
+constexpr const char* c_all_hosts = "224.0.0.1";
+
+class Called : public Serving<Stub_call> {
+public:
+    Called() : Serving(c_code, Pksize{0}) {}
+
+private:
+    Error on_call(Addr, const void* _data, Pksize _size, void*, Pksize*, double, double) override {
+        log.put(bytes_of(_data, _size));
+        return 0;
+    }
+};
+
 class Receiver : public Calling<Proxy_datagram> {
 public:
     using Calling::Calling;
@@ -69,6 +83,27 @@ TEST_F(Datagram, BroadcastReachesEverySocketOfThePort) {
     Bytes bytes = raw.read(23);
     for (const int own : {6, 7, 10, 11}) bytes[static_cast<std::size_t>(own)] = 0;  // its time and number
     EXPECT_EQ(bytes, (Wire_message{6, c_code, 0, text("all")}.bytes()));
+}
+
+TEST_F(Datagram, AGroupOfTheHostReachesClientsAndNoService) {
+    auto& service = make<Called>();
+    auto& sender = make<Stub_datagram>(c_code, service);
+    const Addr addr = service.open();
+    const Raw_socket raw = datagram_socket(0);
+    const auto call_at = [&](const char* _ip, std::uint16_t _num, const char* _data) {
+        const sockaddr_in to = socket_address(addr.port, _ip);
+        const auto bytes =
+            Wire_message{static_cast<std::uint8_t>(EMsg::call), c_code, _num, text(_data), addr.port}.bytes();
+        ::sendto(raw.fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+    };
+    call_at(c_all_hosts, 1, "to the group");
+    call_at("127.0.0.1", 2, "to the service");
+    EXPECT_EQ(service.log.take(), "to the service");
+
+    auto& receiver = make<Receiver>();
+    receiver.connect({c_lan, addr.port});
+    EXPECT_EQ(sender.cast(Vorn35::inet_addr(c_all_hosts), "all", 3), 0);
+    EXPECT_EQ(receiver.got.take().second, "all");
 }
 
 }  // namespace
