@@ -33,13 +33,13 @@ TEST_F(Event, ConfirmationOfTheConnectionBefore) {
 }
 
 TEST_F(Event, StoppedWhileOthersPublishWithoutPause) {
-    auto& publisher = make<Publisher>();
+    auto& publisher = make<Event_service>();
     publisher.open();
     std::atomic<bool> done{false};
     std::vector<std::thread> threads;
     for (int i = 0; i < 6; ++i) {
         threads.emplace_back([&, value = std::string(10'000, 'x')] {
-            while (!done) publisher.publish(value);
+            while (!done) publisher.put(value);
         });
     }
     Events<Error> stops;

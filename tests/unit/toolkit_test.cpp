@@ -7,10 +7,12 @@
 #include <cmath>
 #include <limits>
 #include <thread>
+#include <tuple>
 
 #include "Kestrane/Nonshared_pipe.h"
 #include "Kestrane/_chrono.h"
 #include "Vorn/SDK/beat.h"
+#include "Vorn/burst.h"
 
 using namespace Kestrane;
 using namespace std::chrono_literals;
@@ -94,6 +96,34 @@ TEST(Beat, IntervalOfNothingOrLessGoesOn) {
         const Vorn35::Beat beat(interval, [&calls] { ++calls; });
         while (calls < 5) std::this_thread::yield();
     }
+}
+
+TEST(Burst, WakesOnceAtTheEndOfTheOutermost) {
+    using Vorn35::Burst;
+    static int senders = 0;
+    static int listeners = 0;
+    const auto wake = [](int _times) {
+        for (; _times > 0; --_times) {
+            Burst::wake_at_end([] { ++senders; });
+            Burst::wake_at_end([] { ++listeners; }, 3);
+        }
+    };
+    wake(2);
+    EXPECT_EQ(std::tuple(senders, listeners), std::tuple(2, 2)) << "at once";
+    {
+        const Burst outer;
+        {
+            const Burst inner;
+            wake(7);
+        }
+        EXPECT_EQ(std::tuple(senders, listeners), std::tuple(2, 4)) << "patience ends early, twice";
+    }
+    EXPECT_EQ(std::tuple(senders, listeners), std::tuple(3, 5)) << "one was left over";
+    {
+        const Burst again;
+        wake(3);
+    }
+    EXPECT_EQ(std::tuple(senders, listeners), std::tuple(4, 6)) << "none was left over";
 }
 
 }  // namespace

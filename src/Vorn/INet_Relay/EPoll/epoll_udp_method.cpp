@@ -40,26 +40,25 @@ ip_mreq_source membership(IP _multicast_ip, IP _multicast_if, IP _source_ip) {
     return request;
 }
 
-/// The interface that a datagram leaves by, named with the datagram itself: the socket has no state for it that could be
-/// out of date.
-class Source {
-public:
-    /// @param _interface its address.
-    void attach(IP _interface, msghdr* _message_) {
-        in_pktinfo info{};
-        info.ipi_spec_dst.s_addr = _interface;
-        _message_->msg_control = control;
-        _message_->msg_controllen = sizeof control;
-        cmsghdr* const head = CMSG_FIRSTHDR(_message_);
-        head->cmsg_level = IPPROTO_IP;
-        head->cmsg_type = IP_PKTINFO;
-        head->cmsg_len = CMSG_LEN(sizeof info);
-        std::memcpy(CMSG_DATA(head), &info, sizeof info);
-    }
-
-private:
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(in_pktinfo))];
+/// Room for the interface that a datagram leaves by.
+union Interface_control {
+    cmsghdr head;
+    char bytes[CMSG_SPACE(sizeof(in_pktinfo))];
 };
+
+/// The interface is named with the datagram itself: the socket has no state for it that could be out of date.
+/// @param _multicast_if its address.
+void set_multicast_if(IP _multicast_if, Interface_control* _control_, msghdr* _message_) {
+    in_pktinfo info{};
+    info.ipi_spec_dst.s_addr = _multicast_if;
+    _message_->msg_control = _control_;
+    _message_->msg_controllen = sizeof *_control_;
+    cmsghdr* const head = CMSG_FIRSTHDR(_message_);
+    head->cmsg_level = IPPROTO_IP;
+    head->cmsg_type = IP_PKTINFO;
+    head->cmsg_len = CMSG_LEN(sizeof info);
+    std::memcpy(CMSG_DATA(head), &info, sizeof info);
+}
 
 enum class Datagram { taken, dropped, none };
 
@@ -222,8 +221,8 @@ int send_udp(struct_epoll_overlapped_ex* _record) {
         message.msg_namelen = sizeof peer;
         message.msg_iov = pieces;
         message.msg_iovlen = token.has_data() ? 2 : 1;
-        Source source;
-        if (pkt->is_information_udp()) source.attach(pkt->get_mct_if(), &message);
+        Interface_control control;
+        if (pkt->is_information_udp()) set_multicast_if(pkt->get_mct_if(), &control, &message);
         const ssize_t sent =
             uninterrupted([&] { return ::sendmsg(_record->socket, &message, MSG_DONTWAIT | MSG_NOSIGNAL); });
         if (sent == -1 && is_would_block(errno)) {
