@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <deque>
+#include <memory>
 #include <string>
 
 #include "Kestrane/Nonshared_pipe.h"
@@ -97,11 +98,11 @@ void return_table(benchmark::State& state) {
     for (std::size_t n = 0; n < others.size(); ++n)
         gp_processor->add_return(key(static_cast<std::int64_t>(n + 2)), &others[n]);
     for (auto _ : state) {
-        return_record_t record;
-        gp_processor->add_return(key(1), &record);
+        const auto record = std::make_shared<return_record_t>();
+        gp_processor->add_return(key(1), record.get());
         gp_processor->return_processor(message(EMsg::call_return, server, Addr(1, 2), 1, 0));
         gp_processor->del_return(key(1));
-        record.token.free();
+        record->token.free();
     }
     for (std::size_t n = 0; n < others.size(); ++n) gp_processor->del_return(key(static_cast<std::int64_t>(n + 2)));
 }
