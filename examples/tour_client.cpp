@@ -188,12 +188,12 @@ private:
         const tour::Stopwatch watch;
         Promise_ const promise = work_call.async_call(&work, sizeof work, 5.0);
         std::thread canceller([this] {
-            std::this_thread::sleep_for(100ms);
+            std::this_thread::sleep_for(300ms);
             work_call.cancel(VORN_ERR_NONE_);
         });
         const Error result = work_call.await_return(promise, nullptr, nullptr, nullptr);
         canceller.join();
-        account.step("3 s of work, cancelled after 0.1 s", text_of(result), watch.seconds(), result == tour::c_gave_up);
+        account.step("3 s of work, cancelled after 0.3 s", text_of(result), watch.seconds(), result == tour::c_gave_up);
     }
 
     void nobody() {
