@@ -108,6 +108,8 @@ TEST_F(Signal, LossEndsTheWaitAndTheNextConnectionServes) {
     until_waited_for(promise);
     // Orders the look at the promise ahead of its end, which only the sockets do otherwise.
     { const std::lock_guard lock(gp_processor->return_map_mutex); }
+    // Else it might come back undelivered, as a second answer, which is lost with its block.
+    g_gate.until_reached();
     sender.lose_connection();
     waits.join();
     EXPECT_TRUE(eventually([&] { return !is_served(port); }));

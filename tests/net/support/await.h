@@ -68,18 +68,27 @@ public:
     void open() { set(true); }
     void pass() {
         std::unique_lock lock(mutex);
+        ++came_to_it;
+        changed.notify_all();
         EXPECT_TRUE(changed.wait_for(lock, c_watchdog, [this] { return is_open; })) << "a gate stayed closed";
+    }
+    /// Until somebody has come to the gate since it was set last.
+    void until_reached() {
+        std::unique_lock lock(mutex);
+        EXPECT_TRUE(changed.wait_for(lock, c_watchdog, [this] { return came_to_it != 0; })) << "nobody came to a gate";
     }
 
 private:
     void set(bool _open) {
         const std::lock_guard lock(mutex);
         is_open = _open;
+        came_to_it = 0;
         changed.notify_all();
     }
     std::mutex mutex;
     std::condition_variable changed;
     bool is_open = true;
+    unsigned came_to_it = 0;
 };
 
 }  // namespace net
