@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <semaphore>
+#include <thread>
 
 #include "tour_streams.h"
 
@@ -69,6 +70,8 @@ public:
             const tour::Reading reading{i, 0};
             level.write(&reading, sizeof reading);
             if (i % (tour::c_burst_readings / tour::c_burst_notes) == 0) noted.event("burst", 5);
+            // Still faster by far than the receiver. Without a pause all could be there before it has taken the first.
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
         }
         return VORN_ERR_NONE_;
     }
