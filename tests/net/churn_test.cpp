@@ -408,15 +408,22 @@ unsigned setting(const char* _name, unsigned _otherwise) {
     return text == nullptr ? _otherwise : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
 }
 
-/// Blocks that a life left, given back: all but notices of a loss that the full pipe refused, as type/code/size.
+/// Lost by the rules, in any number: a notice of a loss that the full pipe refused, and what says only a word to a service
+/// on a connection that is closing.
+bool is_lost(const Packet& _pkt, std::size_t _size) {
+    if (_size != sizeof(Packet)) return false;
+    if (_pkt.get_msg_type() == EMsg::ctrl) return _pkt.header.code == c_tcp_disconnected_from_server;
+    return _pkt.get_data_size() == 0 && _pkt.get_client_gate_port() != 0;
+}
+
+/// Blocks that a life left, given back: all but lost ones, as type/code/size.
 std::vector<std::string> sweep() {
     std::vector<std::string> left;
     for (const mm_t mm : keys_of(lasting_memory())) {
         const auto* const pkt = static_cast<const Packet*>(get_ptr(mm));
         const int type = static_cast<int>(pkt->get_msg_type());
         const std::size_t size = get_ptr_size(mm);
-        if (size != sizeof(Packet) || pkt->get_msg_type() != EMsg::ctrl ||
-            pkt->header.code != c_tcp_disconnected_from_server)
+        if (!is_lost(*pkt, size))
             left.push_back(std::to_string(type) + "/" + std::to_string(pkt->header.code) + "/" + std::to_string(size));
         while (lasting_memory().get_ref(mm) > 1) lasting_memory().proc_free(mm);
         lasting_memory().proc_free(mm);
