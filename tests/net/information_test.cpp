@@ -124,10 +124,11 @@ TEST_F(Information, Histories) {
     EXPECT_EQ(follower->log.take(), "value told");
     EXPECT_EQ(follower->newest(), "VORN_ERR_EMPTY_HISTORY_");
 
+    follower->unlink();
+    EXPECT_EQ(publisher->log.take(), "unlink 0");
+    EXPECT_EQ(follower->see_history(1), nullptr);
     EXPECT_EQ(publisher->stop(), 0);
     EXPECT_EQ(publisher->see_history(1), nullptr);
-    follower->unlink();
-    EXPECT_EQ(follower->see_history(1), nullptr);
     EXPECT_EQ(follower->stop(), 0);
     publisher.reset();
     follower.reset();

@@ -57,10 +57,10 @@ TEST_F(Supervision, SilentServiceIsCutAndTriedAgain) {
     const Raw_connection connection = server.accept_open();
     client.connected.take();
     Waiter waiter(client, client.ask(text("x")));
+    EXPECT_EQ(connection.next().payload, text("x"));
     timer_shutdown_client(hours_ahead());
     client.disconnected.take();
     EXPECT_EQ(waiter.answer().err, VORN_ERR_DISCONNECTED_TCP_);
-    EXPECT_EQ(connection.next().payload, text("x"));
     EXPECT_TRUE(connection.ends());
     const Raw_connection again = server.accept_open();
     client.connected.take();

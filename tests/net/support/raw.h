@@ -165,7 +165,7 @@ public:
         const Bytes head = read(20);
         if (head.size() < 20) {
             ADD_FAILURE() << "the stream ended where a message was due";
-            return {};
+            return {0xFF};  // no heartbeat, or whoever awaits something else would go on asking
         }
         const auto at = [&head](std::size_t _at, std::size_t _size) {
             std::uint32_t value = 0;
