@@ -178,10 +178,9 @@ inline std::size_t queued_for(std::uint16_t _client_port) {
     return with_server_record(_client_port, [](auto* _record) -> std::size_t {
         if (_record == nullptr) return 0;
         const std::lock_guard lock(_record->send_queue_lock);
-        return static_cast<std::size_t>(
-            std::ranges::count_if(_record->send_queue.all(), [](const Token& _token) {
-                return _token.header_mm != heartbeat_token.header_mm;
-            }));
+        return static_cast<std::size_t>(std::ranges::count_if(_record->send_queue.all(), [](const Token& _token) {
+            return _token.header_mm != heartbeat_token.header_mm;
+        }));
     });
 }
 

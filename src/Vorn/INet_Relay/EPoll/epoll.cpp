@@ -73,18 +73,15 @@ int delete_overlapped(struct_epoll_overlapped_tcp* _record) {
     token_queue_t undelivered;
     Socket ended = -1;
     {
-        // An in-flight send has ended once the lock is had: no step of the send worker blocks under it.
         const Lock_guard lock(_record->send_queue_lock);
         if (_record->ended) return 0;
         _record->ended = true;
         _record->send_state = false;
-        undelivered.swap(_record->send_queue);
+        // A send that is under way still reads the messages: its worker returns them then.
+        if (_record->in_hand == 0) undelivered.swap(_record->send_queue);
         ended = end_socket(_record);
     }
-    const bool server = _record->is_server_side();
-    for (; !undelivered.empty(); undelivered.pop()) {
-        return_undelivered(undelivered.front(), VORN_ERR_NOT_CONNECTED_TCP_, server);
-    }
+    return_all_undelivered(&undelivered, _record->is_server_side());
     destroy_overlapped_tcp(std::unique_ptr<struct_epoll_overlapped_tcp>(_record), ended);
     return 0;
 }
@@ -104,6 +101,12 @@ void return_undelivered(Token _token, Error _error, bool _to_stub) {
     if (_to_stub && is_return) pkt->set_client_gate_port(pkt->get_src_port());
     if (!has_form || send_sdk__(notice, pkt) != 0) notice.free();
     _token.free_header();
+}
+
+void return_all_undelivered(token_queue_t* _queue_, bool _to_stub) {
+    for (; !_queue_->empty(); _queue_->pop()) {
+        return_undelivered(_queue_->front(), VORN_ERR_NOT_CONNECTED_TCP_, _to_stub);
+    }
 }
 
 void clear_tcp_records() {

@@ -71,10 +71,13 @@ using epoll_overlapped_t = struct_epoll_overlapped;
 struct struct_epoll_overlapped_ex : struct_epoll_overlapped {
     Token recv_token;  ///< The message being received; owned. The receive worker's alone.
     /// Guards `send_queue`, `send_state`, `send_buf`, `send_len` (once established), `header_send`,
-    /// `b_remove_client` and `ended`. Below the tables' locks.
+    /// `in_hand`, `b_remove_client` and `ended`. Below the tables' locks.
     Mutex<lock_order::send_queue> send_queue_lock;
     /// Unbounded; owned. The front token is the one being sent.
     token_queue_t send_queue VORN35_GUARDED_BY(send_queue_lock);
+    /// Messages at the front of `send_queue` that the send worker gives to the socket without the lock: nobody else
+    /// takes them out or gives them back.
+    std::size_t in_hand VORN35_GUARDED_BY(send_queue_lock) = 0;
     bool send_state VORN35_GUARDED_BY(send_queue_lock) =
         false;                                       ///< The send worker is armed or at work for this record.
     std::atomic<ks_clock_t> recv_clk{ks_clock_t{}};  ///< Last bytes received.
@@ -216,6 +219,8 @@ void clear_tcp_records() VORN35_NO_THREAD_SAFETY_ANALYSIS;
 /// @param _to_stub the message had been sent by a `Stub`, to which an undelivered return comes back as its
 /// cancel.
 void return_undelivered(Token _token, Error _error, bool _to_stub);
+/// The same for all that a connection had not sent when it ended.
+void return_all_undelivered(token_queue_t* _queue_, bool _to_stub);
 
 // Supervision, called by `inet_interval_event` in this order.
 void timer_cancel_connect(ks_clock_t _clk);

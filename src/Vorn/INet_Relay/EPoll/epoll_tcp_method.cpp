@@ -74,7 +74,8 @@ struct Gathered {
     }
 };
 
-/// Sends what is queued; lock held, a message is at the front.
+/// Sends what is queued; lock held, a message is at the front. Lets go of the lock meanwhile: what is in hand stays at
+/// the front of the queue, and the queue with a record that ends.
 /// @param _all_ receives whether the socket took everything that it was given.
 Transfer send_queued(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_, bool* _all_)
     VORN35_REQUIRES(_record->send_queue_lock) {
@@ -94,7 +95,11 @@ Transfer send_queued(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_,
         // Ahead of the send: the acknowledgement may be here before the call returns.
         if (server && !(front && front_begun)) wait_ack(_record, token, pkt);
     }
+    _record->in_hand = gathered.messages;
+    _record->send_queue_lock.unlock();
     const Transfer result = send_stream(_record->socket, gathered.pieces, gathered.count, _moved_);
+    _record->send_queue_lock.lock();
+    _record->in_hand = 0;
     const std::size_t moved = result == Transfer::moved ? *_moved_ : 0;
     *_all_ = moved == gathered.bytes;
     if (server) {
@@ -233,7 +238,16 @@ int send_connection(struct_epoll_overlapped_tcp* _record) {
         }
         std::size_t moved = 0;
         bool all = false;
-        switch (send_queued(_record, &moved, &all)) {
+        const Transfer result = send_queued(_record, &moved, &all);
+        if (_record->ended) {
+            if (result == Transfer::moved) departed(_record, moved);
+            token_queue_t undelivered;
+            undelivered.swap(_record->send_queue);
+            lock.unlock();
+            return_all_undelivered(&undelivered, _record->is_server_side());
+            return 0;
+        }
+        switch (result) {
             case Transfer::ended:
                 _record->send_state = false;
                 // The receiving side finds the failure, unless it has been here already.

@@ -10,6 +10,12 @@ constexpr std::uint32_t c_connected = 0x04;
 constexpr std::uint32_t c_connected_and_hung_up = 0x14;
 constexpr std::uint32_t c_refused = 0x1C;
 
+/// The kernel is about to end the connection: its error shows before its hang-up does. Nobody is told of the hang-up
+/// unless the socket is armed again.
+bool is_half_told(std::uint32_t _events) {
+    return (_events & (EPOLLERR | EPOLLHUP)) == EPOLLERR;
+}
+
 void step(struct_epoll_overlapped* _record, std::uint32_t _events) {
     switch (_record->type) {
         case c_socket_listener:
@@ -22,6 +28,8 @@ void step(struct_epoll_overlapped* _record, std::uint32_t _events) {
                 completed_connect(client);
             } else if (_events == c_refused) {
                 failed_connect(client);
+            } else if (is_half_told(_events)) {
+                arm(epoll_tcp_init, client, c_arm_send);
             }
             return;
         }
