@@ -95,8 +95,15 @@ if ($what eq 'vanish') {
     syswrite $socket, substr $opening, 0, 1000;
     $drip->(substr $opening, 1000);
     get($socket, 1024) or die 'no opening record';
-    $drip->(message($socket, 48, 1, 'drip'));
+    # A full pipe refuses a message, and says nothing: so it asks again, as often as it takes.
+    my $answers = IO::Select->new($socket);
+    my $asked = 0;
     for (;;) {
+        if (time >= $asked + 5) {
+            $drip->(message($socket, 48, 1, 'drip'));
+            $asked = time;
+        }
+        next unless $answers->can_read(1);
         my $header = get($socket, 20) or die 'no answer';
         my (undef, $type, undef, undef, undef, undef, undef, $error, $size) = unpack 'CCvvvvvVV', $header;
         my $payload = $size ? get($socket, $size) : '';
