@@ -63,8 +63,8 @@ kill_peer() {  # name
 
 # Waits for the nth line that is the pattern behind its time, if it has one. Leaves it in $line and that time in $when.
 said() {  # name, pattern, n (default 1), seconds (default 30)
-    local try
-    for ((try = 0; try < ${4:-30} * 50; ++try)); do
+    local end=$((SECONDS + ${4:-30}))
+    while ((SECONDS <= end)); do
         line=$(grep -Ex -m "${3:-1}" "([0-9]+ )?($2)" "/run/$1" | sed -n "${3:-1}p" || true)
         when=${line%% *}
         [[ -z $line ]] || return 0
@@ -107,8 +107,8 @@ count() {  # name, what ("time" for the time of the answer)
 
 # Asks again until a condition on the counts holds.
 counts_come() {  # name, seconds, condition...
-    local try
-    for ((try = 0; try < $2 * 20; ++try)); do
+    local end=$((SECONDS + $2))
+    while ((SECONDS <= end)); do
         ask "$1"
         ! "${@:3}" || return 0
         sleep 0.05
