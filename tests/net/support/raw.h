@@ -9,8 +9,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdint>
 #include <cstring>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -165,7 +167,7 @@ public:
         const Bytes head = read(20);
         if (head.size() < 20) {
             ADD_FAILURE() << "the stream ended where a message was due";
-            return {0xFF};  // no heartbeat, or whoever awaits something else would go on asking
+            throw std::runtime_error("end of the stream");  // whoever awaits something else would go on asking
         }
         const auto at = [&head](std::size_t _at, std::size_t _size) {
             std::uint32_t value = 0;
@@ -180,17 +182,30 @@ public:
     }
     /// The next message but for heartbeats.
     Wire_message next() const {
-        for (;;) {
+        for (const Watch watch;;) {
             Wire_message message = any();
             if (!message.is_heartbeat()) return message;
+            if (watch.is_over()) throw std::runtime_error("no message");
         }
     }
     /// The far side ends the stream, after whatever it still says; a reset counts.
     bool ends() const {
-        while (!read(1).empty()) {
+        for (const Watch watch; !read(1).empty();) {
+            if (watch.is_over()) break;
         }
         return !testing::Test::HasFailure();
     }
+
+private:
+    /// Heartbeats keep the watchdog of the socket quiet.
+    struct Watch {
+        const std::chrono::steady_clock::time_point end = std::chrono::steady_clock::now() + std::chrono::seconds(25);
+        bool is_over() const {
+            if (std::chrono::steady_clock::now() < end) return false;
+            ADD_FAILURE() << "nothing came but heartbeats";
+            return true;
+        }
+    };
 };
 
 inline int stream() {
