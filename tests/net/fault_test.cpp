@@ -1,8 +1,9 @@
-// The process itself in trouble: no descriptors, no threads, and a system clock that jumps.
+// The process itself in trouble: no descriptors, no watches, no threads, and a system clock that jumps.
 
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <linux/futex.h>
+#include <sys/epoll.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 
@@ -26,6 +27,8 @@ namespace {
 std::atomic<std::int64_t> g_ahead{0};
 /// Threads that this program may still start. Only ever lowered by a test.
 std::atomic<unsigned> g_threads_left{~0U};
+/// The addition to an epoll instance that is refused, counted from the next one as 1; none if not positive.
+std::atomic<int> g_refused_watch{0};
 constexpr std::int64_t c_second = 1000000000;
 
 std::int64_t nanoseconds(const timespec& _time) {
@@ -78,7 +81,38 @@ extern "C" int pthread_create(pthread_t* _thread_, const pthread_attr_t* _attrib
     return create(_thread_, _attributes, _entry, _argument);
 }
 
+/// In front of the library's: refuses the one that is asked for.
+extern "C" int epoll_ctl(int _epoll, int _operation, int _fd, epoll_event* _event) noexcept {
+    using control_t = int(int, int, int, epoll_event*);
+    static control_t* const control = reinterpret_cast<control_t*>(::dlsym(RTLD_NEXT, "epoll_ctl"));
+    if (_operation == EPOLL_CTL_ADD && g_refused_watch > 0 && --g_refused_watch == 0) {
+        errno = ENOSPC;
+        return -1;
+    }
+    return control(_epoll, _operation, _fd, _event);
+}
+
 namespace {
+
+class Watches : public Runtime {};
+
+/// Each of the five that make a connection: in the end there is one, and nothing is left of those that failed.
+TEST_F(Watches, OneRefusedInTheMakingOfAConnection) {
+    const Addr address = make<Service>().open();
+    for (int number = 1; number <= 5; ++number) {
+        auto& client = make<Client>();
+        g_refused_watch = number;
+        ASSERT_EQ(client.start(address), 0);
+        EXPECT_TRUE(eventually([&] {
+            timer_reconnect_client();
+            return !client.connected.empty();
+        })) << number;
+        EXPECT_LE(g_refused_watch, 0) << "it was asked for";
+        EXPECT_EQ(client.delegate_and_take(text("x")).data, text("x"));
+        EXPECT_EQ(client.stop(), 0);
+        EXPECT_TRUE(eventually([] { return records() == 0; }));
+    }
+}
 
 class Threads : public Runtime {};
 

@@ -66,14 +66,12 @@ int request_send_client_init(struct_epoll_overlapped_tcp* _record) {
     _record->tcp_client_header.set_port_of_sender(_record->local_addr.port);
     _record->tcp_client_header.set_port_of_receiver(_record->remote_addr.port);
     _record->send_len = Tcp_header::get_size();
-    watch(epoll_tcp_send, _record, c_arm_send);
-    return 0;
+    return watch(epoll_tcp_send, _record, c_arm_send) == 0 ? 0 : failed_connect_init(_record);
 }
 
 int request_recv_client_init(struct_epoll_overlapped_tcp* _record) {
     _record->recv_len = Tcp_header::get_size();
-    watch(epoll_tcp_recv, _record, c_arm_recv);
-    return 0;
+    return watch(epoll_tcp_recv, _record, c_arm_recv) == 0 ? 0 : failed_connect_init(_record);
 }
 
 }  // namespace
@@ -101,14 +99,15 @@ int request_connect(struct_epoll_overlapped_tcp* _record) {
     remote.sin_family = AF_INET;
     remote.sin_addr.s_addr = _record->remote_addr.ip;
     remote.sin_port = htons(_record->remote_addr.port);
-    if (::connect(fd, reinterpret_cast<const sockaddr*>(&remote), sizeof remote) == -1 && errno != EINPROGRESS) {
+    _record->socket = fd;
+    if ((::connect(fd, reinterpret_cast<const sockaddr*>(&remote), sizeof remote) == -1 && errno != EINPROGRESS) ||
+        watch(epoll_tcp_init, _record, c_arm_send) != 0) {
         const int failure = errno;
+        _record->socket = -1;
         ::close(fd);
         return failure;
     }
-    _record->socket = fd;
     g_connect_map[_record->remote_addr] = _record;
-    watch(epoll_tcp_init, _record, c_arm_send);
     return 0;
 }
 

@@ -22,16 +22,14 @@ namespace {
 
 int request_recv_server_init(struct_epoll_overlapped_tcp* _record) {
     _record->recv_len = Tcp_header::get_size();
-    watch(epoll_tcp_recv, _record, c_arm_recv);
-    return 0;
+    return watch(epoll_tcp_recv, _record, c_arm_recv) == 0 ? 0 : failed_server_init(_record);
 }
 
 int request_send_server_init(struct_epoll_overlapped_tcp* _record) {
     _record->tcp_server_header.set_port_of_sender(_record->local_addr.port);
     _record->tcp_server_header.set_port_of_receiver(_record->remote_addr.port);
     _record->send_len = Tcp_header::get_size();
-    watch(epoll_tcp_send, _record, c_arm_send);
-    return 0;
+    return watch(epoll_tcp_send, _record, c_arm_send) == 0 ? 0 : failed_server_init(_record);
 }
 
 /// Failures of one connection, which say nothing about the next.
