@@ -6,7 +6,7 @@
 ///
 /// Who touches what:
 ///  - the receiving side of a record (`recv_*`): the worker of the direction alone, until the record is reaped;
-///  - the sending side: whoever holds `send_queue_lock`;
+///  - the sending side: whoever holds `send_queue_lock`, but for what the send worker has in hand;
 ///  - the tables: under their locks, and a record that is in a table is alive.
 /// A record that ends goes to `retire` (reap.h), which frees it when no worker can still have it in hand.
 ///

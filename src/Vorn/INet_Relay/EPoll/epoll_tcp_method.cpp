@@ -19,7 +19,7 @@ constexpr std::size_t c_read_ahead = 16 * 1024;
 
 /// Steps that one wake-up takes for one connection before the others get their turn.
 constexpr int c_steps_per_wake_up = 64;
-/// The same in bytes for the sending side, whose lock callers wait for.
+/// The same in bytes for the sending side.
 constexpr std::size_t c_bytes_per_wake_up = 256 * 1024;
 
 /// No header goes out whose size is not followed by that many bytes.

@@ -65,7 +65,7 @@ int failed_server_init(struct_epoll_overlapped_tcp* _record);
 /// A `signal_return` or `call_return` whose header starts to go out waits for its acknowledgement from here
 /// on.
 void wait_ack(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _pkt_);
-/// Its header did not start to go out after all. The caller has held `send_queue_lock` since `wait_ack`.
+/// Its header did not start to go out after all. Only the send worker puts any there, so the last ones are its own.
 void unwait_ack(struct_epoll_overlapped_tcp* _record, Packet* _pkt_);
 /// Takes one acknowledgement; matched by order alone. One that nothing waits for is dropped.
 void take_ack(struct_epoll_overlapped_tcp* _record);

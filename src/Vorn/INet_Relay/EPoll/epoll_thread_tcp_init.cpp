@@ -10,10 +10,10 @@ constexpr std::uint32_t c_connected = 0x04;
 constexpr std::uint32_t c_connected_and_hung_up = 0x14;
 constexpr std::uint32_t c_refused = 0x1C;
 
-/// The kernel is about to end the connection: its error shows before its hang-up does. Nobody is told of the hang-up
+/// The kernel is about to end the connection: its error shows ahead of the rest of the word. Nobody is told of the rest
 /// unless the socket is armed again.
 bool is_half_told(std::uint32_t _events) {
-    return (_events & (EPOLLERR | EPOLLHUP)) == EPOLLERR;
+    return (_events & EPOLLERR) != 0;
 }
 
 void step(struct_epoll_overlapped* _record, std::uint32_t _events) {

@@ -2,7 +2,7 @@
 
 #include <sys/socket.h>
 
-#include <algorithm>
+#include <thread>
 #include <vector>
 
 #include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
@@ -26,23 +26,26 @@ void keep_or_note(struct_epoll_overlapped_tcp* _record, ks_clock_t _clk,
     }
 }
 
-/// Returns that the silent peer never acknowledged come back to their `Stub` as cancels. What is being sent is left
-/// out: it comes back with the rest of the queue when the connection ends.
+/// Returns that the silent peer never acknowledged come back to their `Stub` as cancels. The one that is
+/// being sent is left out: it comes back with the rest of the queue when the connection ends.
 void return_unacknowledged(struct_epoll_overlapped_tcp* _record) {
     token_queue_t unacknowledged;
-    std::vector<mm_t> being_sent;
+    mm_t being_sent = 0;
     {
-        const Lock_guard queue_lock(_record->send_queue_lock);
-        const auto& queue = _record->send_queue.all();
-        for (std::size_t i = 0; i < std::min(queue.size(), std::max<std::size_t>(_record->in_hand, 1)); ++i) {
-            being_sent.push_back(queue[i].header_mm);
+        Unique_lock queue_lock(_record->send_queue_lock);
+        // Until a write that is under way has returned, nobody knows which of them it takes along. It never blocks.
+        while (_record->in_hand != 0) {
+            queue_lock.unlock();
+            std::this_thread::yield();
+            queue_lock.lock();
         }
+        if (!_record->send_queue.empty()) being_sent = _record->send_queue.front().header_mm;
         const Lock_guard lock(_record->ack_wait_q_lock);
         unacknowledged.swap(_record->ack_wait_q);
     }
     for (; !unacknowledged.empty(); unacknowledged.pop()) {
         Token token = unacknowledged.front();
-        if (std::ranges::find(being_sent, token.header_mm) != being_sent.end()) {
+        if (token.header_mm == being_sent) {
             token.free();
         } else {
             return_undelivered(token, VORN_ERR_DISCONNECTED_TCP_, true);
