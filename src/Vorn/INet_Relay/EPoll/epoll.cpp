@@ -3,6 +3,7 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
+#include <thread>
 #include <utility>
 
 #include "Vorn/INet_Relay/EPoll/reap.h"
@@ -69,19 +70,30 @@ struct_epoll_overlapped_tcp* new_overlapped_tcp(Socket _socket, enum_socket_type
     return record;
 }
 
+void until_write_is_over(struct_epoll_overlapped_tcp* _record) {
+    while (_record->in_hand != 0) {
+        _record->send_queue_lock.unlock();
+        std::this_thread::yield();
+        _record->send_queue_lock.lock();
+    }
+}
+
 int delete_overlapped(struct_epoll_overlapped_tcp* _record) {
     token_queue_t undelivered;
     Socket ended = -1;
     {
         const Lock_guard lock(_record->send_queue_lock);
+        until_write_is_over(_record);
         if (_record->ended) return 0;
         _record->ended = true;
         _record->send_state = false;
-        // A send that is under way still reads the messages: its worker returns them then.
-        if (_record->in_hand == 0) undelivered.swap(_record->send_queue);
+        undelivered.swap(_record->send_queue);
         ended = end_socket(_record);
     }
-    return_all_undelivered(&undelivered, _record->is_server_side());
+    const bool server = _record->is_server_side();
+    for (; !undelivered.empty(); undelivered.pop()) {
+        return_undelivered(undelivered.front(), VORN_ERR_NOT_CONNECTED_TCP_, server);
+    }
     destroy_overlapped_tcp(std::unique_ptr<struct_epoll_overlapped_tcp>(_record), ended);
     return 0;
 }
@@ -101,12 +113,6 @@ void return_undelivered(Token _token, Error _error, bool _to_stub) {
     if (_to_stub && is_return) pkt->set_client_gate_port(pkt->get_src_port());
     if (!has_form || send_sdk__(notice, pkt) != 0) notice.free();
     _token.free_header();
-}
-
-void return_all_undelivered(token_queue_t* _queue_, bool _to_stub) {
-    for (; !_queue_->empty(); _queue_->pop()) {
-        return_undelivered(_queue_->front(), VORN_ERR_NOT_CONNECTED_TCP_, _to_stub);
-    }
 }
 
 void clear_tcp_records() {

@@ -75,8 +75,8 @@ struct struct_epoll_overlapped_ex : struct_epoll_overlapped {
     Mutex<lock_order::send_queue> send_queue_lock;
     /// Unbounded; owned. The front token is the one being sent.
     token_queue_t send_queue VORN35_GUARDED_BY(send_queue_lock);
-    /// Messages at the front of `send_queue` that the send worker gives to the socket without the lock: nobody else
-    /// takes them out or gives them back.
+    /// Messages at the front of `send_queue` that the send worker gives to the socket without the lock: they stay
+    /// there, and whoever wants to take them out waits (`until_write_is_over`).
     std::size_t in_hand VORN35_GUARDED_BY(send_queue_lock) = 0;
     bool send_state VORN35_GUARDED_BY(send_queue_lock) =
         false;                                       ///< The send worker is armed or at work for this record.
@@ -205,6 +205,9 @@ void arm(int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events);
 
 struct_epoll_overlapped_tcp* new_overlapped_tcp(Socket _socket, enum_socket_type _type, Addr _local_addr,
                                                 Addr _remote_addr);
+/// Until the send worker has nothing of the record in hand, and so knows what of it went out. Lets go of the lock
+/// meanwhile, for no longer than a turn of the worker, whose writes do not block.
+void until_write_is_over(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(_record->send_queue_lock);
 /// Ends a TCP record that is in no table: closes the socket, turns what was queued into errors, and retires
 /// the record. Safe to call twice.
 int delete_overlapped(struct_epoll_overlapped_tcp* _record);
@@ -219,8 +222,6 @@ void clear_tcp_records() VORN35_NO_THREAD_SAFETY_ANALYSIS;
 /// @param _to_stub the message had been sent by a `Stub`, to which an undelivered return comes back as its
 /// cancel.
 void return_undelivered(Token _token, Error _error, bool _to_stub);
-/// The same for all that a connection had not sent when it ended.
-void return_all_undelivered(token_queue_t* _queue_, bool _to_stub);
 
 // Supervision, called by `inet_interval_event` in this order.
 void timer_cancel_connect(ks_clock_t _clk);

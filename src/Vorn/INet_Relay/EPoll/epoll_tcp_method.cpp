@@ -75,7 +75,7 @@ struct Gathered {
 };
 
 /// Sends what is queued; lock held, a message is at the front. Lets go of the lock meanwhile: what is in hand stays at
-/// the front of the queue, and the queue with a record that ends.
+/// the front of the queue.
 /// @param _all_ receives whether the socket took everything that it was given.
 Transfer send_queued(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_, bool* _all_)
     VORN35_REQUIRES(_record->send_queue_lock) {
@@ -238,16 +238,7 @@ int send_connection(struct_epoll_overlapped_tcp* _record) {
         }
         std::size_t moved = 0;
         bool all = false;
-        const Transfer result = send_queued(_record, &moved, &all);
-        if (_record->ended) {
-            if (result == Transfer::moved) departed(_record, moved);
-            token_queue_t undelivered;
-            undelivered.swap(_record->send_queue);
-            lock.unlock();
-            return_all_undelivered(&undelivered, _record->is_server_side());
-            return 0;
-        }
-        switch (result) {
+        switch (send_queued(_record, &moved, &all)) {
             case Transfer::ended:
                 _record->send_state = false;
                 // The receiving side finds the failure, unless it has been here already.

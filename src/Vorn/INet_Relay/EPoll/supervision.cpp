@@ -2,7 +2,6 @@
 
 #include <sys/socket.h>
 
-#include <thread>
 #include <vector>
 
 #include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
@@ -32,13 +31,8 @@ void return_unacknowledged(struct_epoll_overlapped_tcp* _record) {
     token_queue_t unacknowledged;
     mm_t being_sent = 0;
     {
-        Unique_lock queue_lock(_record->send_queue_lock);
-        // Until a write that is under way has returned, nobody knows which of them it takes along. It never blocks.
-        while (_record->in_hand != 0) {
-            queue_lock.unlock();
-            std::this_thread::yield();
-            queue_lock.lock();
-        }
+        const Lock_guard queue_lock(_record->send_queue_lock);
+        until_write_is_over(_record);
         if (!_record->send_queue.empty()) being_sent = _record->send_queue.front().header_mm;
         const Lock_guard lock(_record->ack_wait_q_lock);
         unacknowledged.swap(_record->ack_wait_q);
