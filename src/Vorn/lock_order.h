@@ -51,7 +51,7 @@ inline constexpr Lock_place repeats{130, "last_seq_num_mutex"};
 inline constexpr Lock_place connection{130, "connection_mutex"};
 inline constexpr Lock_place timer{130, "Vorn_processor::timer_mutex"};
 inline constexpr Lock_place beat{130, "Beat::mutex"};
-inline constexpr Lock_place send_line{130, "Send_line::lock"};
+inline constexpr Lock_place ready_list{130, "Ready_list::lock"};
 inline constexpr Lock_place reap{130, "g_reap_lock"};
 
 inline constexpr Lock_place memory{140, "Ref_memory::mtx"};

@@ -12,7 +12,7 @@
 #include "Kestrane/Nonshared_pipe.h"
 #include "Kestrane/_chrono.h"
 #include "Vorn/SDK/beat.h"
-#include "Vorn/burst.h"
+#include "Vorn/wakeup_coalescing.h"
 
 using namespace Kestrane;
 using namespace std::chrono_literals;
@@ -98,29 +98,29 @@ TEST(Beat, IntervalOfNothingOrLessGoesOn) {
     }
 }
 
-TEST(Burst, WakesOnceAtTheEndOfTheOutermost) {
-    using Vorn35::Burst;
+TEST(Wakeup_coalescing, WakesOnceAtTheEndOfTheOutermost) {
+    using Vorn35::Wakeup_coalescing;
     static int senders = 0;
     static int listeners = 0;
     const auto wake = [](int _times) {
         for (; _times > 0; --_times) {
-            Burst::wake_at_end([] { ++senders; });
-            Burst::wake_at_end([] { ++listeners; }, 3);
+            Wakeup_coalescing::request([] { ++senders; });
+            Wakeup_coalescing::request([] { ++listeners; }, 3);
         }
     };
     wake(2);
     EXPECT_EQ(std::tuple(senders, listeners), std::tuple(2, 2)) << "at once";
     {
-        const Burst outer;
+        const Wakeup_coalescing outer;
         {
-            const Burst inner;
+            const Wakeup_coalescing inner;
             wake(7);
         }
         EXPECT_EQ(std::tuple(senders, listeners), std::tuple(2, 4)) << "patience ends early, twice";
     }
     EXPECT_EQ(std::tuple(senders, listeners), std::tuple(3, 5)) << "one was left over";
     {
-        const Burst again;
+        const Wakeup_coalescing again;
         wake(3);
     }
     EXPECT_EQ(std::tuple(senders, listeners), std::tuple(4, 6)) << "none was left over";

@@ -7,7 +7,7 @@
 #pragma once
 
 #include "Vorn/Memory/vorn_memory.h"
-#include "Vorn/burst.h"
+#include "Vorn/wakeup_coalescing.h"
 
 namespace Vorn35 {
 

@@ -9,7 +9,7 @@
 #include "Vorn/SDK/Proxy/_Proxy.h"
 #include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/Vorn_processor/object_lock.h"
-#include "Vorn/burst.h"
+#include "Vorn/wakeup_coalescing.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -93,7 +93,7 @@ Vorn_processor::~Vorn_processor() {
 
 Error Vorn_processor::apply_process(Token _token) {
     const auto result = eproc_push(_token, pipe_bound(_token.get_header_packet()->get_msg_type()));
-    if (result != shutdown) Burst::wake_at_end([] { gp_processor->proc_wake(); }, c_wake_every);
+    if (result != shutdown) Wakeup_coalescing::request([] { gp_processor->proc_wake(); }, c_wake_every);
     switch (result) {
         case success:
             return VORN_ERR_NONE_;

@@ -24,7 +24,7 @@ int control(int _operation, int _epoll, struct_epoll_overlapped* _record, std::u
     epoll_event event{};
     event.events = _events;
     event.data.ptr = _record;
-    _record->baton.fetch_add(1, std::memory_order_release);
+    _record->handoff.fetch_add(1, std::memory_order_release);
     return ::epoll_ctl(_epoll, _operation, _record->socket, &event);
 }
 
@@ -70,8 +70,8 @@ struct_epoll_overlapped_tcp* new_overlapped_tcp(Socket _socket, enum_socket_type
     return record;
 }
 
-void until_write_is_over(struct_epoll_overlapped_tcp* _record) {
-    while (_record->in_hand != 0) {
+void wait_for_write(struct_epoll_overlapped_tcp* _record) {
+    while (_record->in_flight != 0) {
         _record->send_queue_lock.unlock();
         std::this_thread::yield();
         _record->send_queue_lock.lock();
@@ -83,7 +83,7 @@ int delete_overlapped(struct_epoll_overlapped_tcp* _record) {
     Socket ended = -1;
     {
         const Lock_guard lock(_record->send_queue_lock);
-        until_write_is_over(_record);
+        wait_for_write(_record);
         if (_record->ended) return 0;
         _record->ended = true;
         _record->send_state = false;

@@ -53,11 +53,11 @@ struct struct_epoll_overlapped {
     Addr local_addr;
 
     /// Passed on when a worker arms the record for another one, so that what it wrote is seen there.
-    std::atomic<unsigned> baton{0};
+    std::atomic<unsigned> handoff{0};
 
-    /// The record's own node, and where it is kept while the record is not in a send line (send_line.h).
-    std::list<struct_epoll_overlapped*> place{this};
-    const std::list<struct_epoll_overlapped*>::iterator node = place.begin();
+    /// The record's own node, and where it is kept while the record is not in a send line (ready_list.h).
+    std::list<struct_epoll_overlapped*> parked{this};
+    const std::list<struct_epoll_overlapped*>::iterator node = parked.begin();
 
     struct_epoll_overlapped(Socket _socket, enum_socket_type _type, Addr _local_addr)
         : socket(_socket), type(_type), local_addr(_local_addr) {}
@@ -71,13 +71,13 @@ using epoll_overlapped_t = struct_epoll_overlapped;
 struct struct_epoll_overlapped_ex : struct_epoll_overlapped {
     Token recv_token;  ///< The message being received; owned. The receive worker's alone.
     /// Guards `send_queue`, `send_state`, `send_buf`, `send_len` (once established), `header_send`,
-    /// `in_hand`, `b_remove_client` and `ended`. Below the tables' locks.
+    /// `in_flight`, `b_remove_client` and `ended`. Below the tables' locks.
     Mutex<lock_order::send_queue> send_queue_lock;
     /// Unbounded; owned. The front token is the one being sent.
     token_queue_t send_queue VORN35_GUARDED_BY(send_queue_lock);
     /// Messages at the front of `send_queue` that the send worker gives to the socket without the lock: they stay
-    /// there, and whoever wants to take them out waits (`until_write_is_over`).
-    std::size_t in_hand VORN35_GUARDED_BY(send_queue_lock) = 0;
+    /// there, and whoever wants to take them out waits (`wait_for_write`).
+    std::size_t in_flight VORN35_GUARDED_BY(send_queue_lock) = 0;
     bool send_state VORN35_GUARDED_BY(send_queue_lock) =
         false;                                       ///< The send worker is armed or at work for this record.
     std::atomic<ks_clock_t> recv_clk{ks_clock_t{}};  ///< Last bytes received.
@@ -207,7 +207,7 @@ struct_epoll_overlapped_tcp* new_overlapped_tcp(Socket _socket, enum_socket_type
                                                 Addr _remote_addr);
 /// Until the send worker has nothing of the record in hand, and so knows what of it went out. Lets go of the lock
 /// meanwhile, for no longer than a turn of the worker, whose writes do not block.
-void until_write_is_over(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(_record->send_queue_lock);
+void wait_for_write(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(_record->send_queue_lock);
 /// Ends a TCP record that is in no table: closes the socket, turns what was queued into errors, and retires
 /// the record. Safe to call twice.
 int delete_overlapped(struct_epoll_overlapped_tcp* _record);

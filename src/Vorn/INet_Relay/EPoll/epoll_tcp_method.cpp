@@ -7,7 +7,7 @@
 #include <cstring>
 #include <new>
 
-#include "Vorn/INet_Relay/EPoll/send_line.h"
+#include "Vorn/INet_Relay/EPoll/ready_list.h"
 #include "Vorn/INet_Relay/EPoll/socket_call.h"
 
 namespace Vorn35 {
@@ -95,11 +95,11 @@ Transfer send_queued(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_,
         // Ahead of the send: the acknowledgement may be here before the call returns.
         if (server && !(front && front_begun)) wait_ack(_record, token, pkt);
     }
-    _record->in_hand = gathered.messages;
+    _record->in_flight = gathered.messages;
     _record->send_queue_lock.unlock();
     const Transfer result = send_stream(_record->socket, gathered.pieces, gathered.count, _moved_);
     _record->send_queue_lock.lock();
-    _record->in_hand = 0;
+    _record->in_flight = 0;
     const std::size_t moved = result == Transfer::moved ? *_moved_ : 0;
     *_all_ = moved == gathered.bytes;
     if (server) {
@@ -199,7 +199,7 @@ int recv_connection(struct_epoll_overlapped_tcp* _record) {
             }
             _record->recv_clk = relay_clock();
             // Listeners and acknowledgements are on their way when all that has arrived was handed on.
-            const Burst burst;
+            const Wakeup_coalescing coalescing;
             arrived(_record, std::min(moved, awaited));
             for (std::size_t done = awaited; done < moved;) {
                 const std::size_t count = std::min(moved - done, _record->recv_len);
@@ -259,7 +259,7 @@ int send_connection(struct_epoll_overlapped_tcp* _record) {
         arm(epoll_tcp_send, _record, c_arm_send);
         return 0;
     }
-    g_tcp_send_line.put(_record);
+    g_tcp_ready_list.put(_record);
     return 0;
 }
 
@@ -270,7 +270,7 @@ void queue_message(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _
     if (!idle) return;
     start_front(_record);
     _record->send_state = true;
-    g_tcp_send_line.put(_record);
+    g_tcp_ready_list.put(_record);
 }
 
 void queue_closing_marker(struct_epoll_overlapped_tcp* _record) {
@@ -280,7 +280,7 @@ void queue_closing_marker(struct_epoll_overlapped_tcp* _record) {
     // A queue that stands still after a failed send is woken, too: the worker finds the failure and ends it.
     if (idle || !_record->send_state) {
         _record->send_state = true;
-        g_tcp_send_line.put(_record);
+        g_tcp_ready_list.put(_record);
     }
 }
 

@@ -221,7 +221,7 @@ int completed_recv_client_header(struct_epoll_overlapped_tcp* _record) {
 }
 
 int send_tcp_client(Addr _node_addr, Token _token, Packet* _pkt_) {
-    const Burst burst;
+    const Wakeup_coalescing coalescing;
     const Lock_guard lock(g_client_lock);
     const auto found = g_establish_client_map.find(_node_addr);
     if (found == g_establish_client_map.end() || found->second->b_cut) return -1;
@@ -241,7 +241,7 @@ int send_tcp_client(Addr _node_addr, Token _token, Packet* _pkt_) {
 
 void del_client(Addr _stub_addr) {
     del_udp(_stub_addr.port);
-    const Burst burst;
+    const Wakeup_coalescing coalescing;
     const Lock_guard lock(g_client_lock);
     if (const auto found = g_establish_client_map.find(_stub_addr); found != g_establish_client_map.end()) {
         struct_epoll_overlapped_tcp* const record = found->second;

@@ -179,7 +179,7 @@ int unestablish_accept(struct_epoll_overlapped_tcp* _record) {
 int shutdown_server(struct_epoll_overlapped_tcp* _record) {
     _record->recv_token.free();
     unestablish_accept(_record);
-    const Burst burst;
+    const Wakeup_coalescing coalescing;
     const Lock_guard lock(_record->send_queue_lock);
     if (!_record->ended) queue_closing_marker(_record);
     return 0;
@@ -229,7 +229,7 @@ void take_ack(struct_epoll_overlapped_tcp* _record) {
 }
 
 int send_tcp_server(Addr _proxy_addr, Token _token, Packet* _pkt_) {
-    const Burst burst;
+    const Wakeup_coalescing coalescing;
     const Lock_guard lock(g_establish_server_map_lock);
     const auto found = g_establish_server_map.find(_proxy_addr);
     if (found == g_establish_server_map.end()) return -1;

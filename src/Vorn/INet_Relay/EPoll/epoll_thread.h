@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <string>
 
-#include "Vorn/INet_Relay/EPoll/send_line.h"
+#include "Vorn/INet_Relay/EPoll/ready_list.h"
 
 namespace Vorn35 {
 
@@ -34,7 +34,7 @@ inline constexpr int c_served_per_look = 64;
 /// @param _line of a send worker: its records have something to send, and are served without an event.
 /// @param _step called with the record and the event word; one event a turn.
 template <class Record, class Step>
-void run_worker(Worker _worker, int _epoll, On_fault _on_fault, Send_line* _line, Step _step) {
+void run_worker(Worker _worker, int _epoll, On_fault _on_fault, Ready_list* _line, Step _step) {
     if (_epoll == -1) return;  // there was no descriptor for it: nothing can come
     worker_begin(_worker);
     int served = 0;
@@ -56,7 +56,7 @@ void run_worker(Worker _worker, int _epoll, On_fault _on_fault, Send_line* _line
             if (event.data.ptr == nullptr) break;
             if (is_wake_up(event.data.ptr)) continue;
             auto* const record = static_cast<struct_epoll_overlapped*>(event.data.ptr);
-            record->baton.load(std::memory_order_acquire);
+            record->handoff.load(std::memory_order_acquire);
             _step(static_cast<Record*>(record), event.events);
         } catch (const std::string&) {
             if (_on_fault == On_fault::end) break;

@@ -33,7 +33,7 @@ void epoll_thread_tcp_send_entry() {
     // first where they share a processor.
     const sched_param none{};
     ::pthread_setschedparam(::pthread_self(), SCHED_BATCH, &none);
-    run_worker<struct_epoll_overlapped_tcp>(Worker::tcp_send, epoll_tcp_send, On_fault::end, &g_tcp_send_line, step);
+    run_worker<struct_epoll_overlapped_tcp>(Worker::tcp_send, epoll_tcp_send, On_fault::end, &g_tcp_ready_list, step);
 }
 
 }  // namespace Vorn35

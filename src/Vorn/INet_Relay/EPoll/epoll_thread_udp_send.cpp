@@ -4,7 +4,7 @@
 namespace Vorn35 {
 
 void epoll_thread_udp_send_entry() {
-    run_worker<struct_epoll_overlapped_ex>(Worker::udp_send, epoll_udp_send, On_fault::end, &g_udp_send_line,
+    run_worker<struct_epoll_overlapped_ex>(Worker::udp_send, epoll_udp_send, On_fault::end, &g_udp_ready_list,
                                            [](auto* _record, std::uint32_t) { send_udp(_record); });
 }
 

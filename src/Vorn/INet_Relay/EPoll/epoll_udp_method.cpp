@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
-#include "Vorn/INet_Relay/EPoll/send_line.h"
+#include "Vorn/INet_Relay/EPoll/ready_list.h"
 #include "Vorn/INet_Relay/EPoll/socket_call.h"
 
 namespace Vorn35 {
@@ -185,14 +185,14 @@ void udp_finalize() {
 
 int send_udp(Token _token, Packet* _pkt_) {
     _pkt_->update_packet_time_and_return_timeout();
-    const Burst burst;
+    const Wakeup_coalescing coalescing;
     const Lock_guard lock(g_udp_map_lock);
     const auto found = g_udp_map.find(_pkt_->get_dst_port());
     if (found == g_udp_map.end()) return -1;
     struct_epoll_overlapped_ex* const record = found->second;
     const Lock_guard queue_lock(record->send_queue_lock);
     record->send_queue.push(_token);
-    if (record->send_queue.size() == 1) g_udp_send_line.put(record);
+    if (record->send_queue.size() == 1) g_udp_ready_list.put(record);
     return 0;
 }
 
@@ -235,7 +235,7 @@ int send_udp(struct_epoll_overlapped_ex* _record) {
         token.free();
     }
     const Lock_guard lock(_record->send_queue_lock);
-    if (!_record->send_queue.empty()) g_udp_send_line.put(_record);
+    if (!_record->send_queue.empty()) g_udp_ready_list.put(_record);
     return 0;
 }
 

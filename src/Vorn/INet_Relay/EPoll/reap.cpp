@@ -10,7 +10,7 @@
 #include <array>
 #include <vector>
 
-#include "Vorn/INet_Relay/EPoll/send_line.h"
+#include "Vorn/INet_Relay/EPoll/ready_list.h"
 
 namespace Vorn35 {
 
@@ -162,7 +162,7 @@ Socket dead_socket() {
 Socket end_socket(struct_epoll_overlapped* _record) {
     const Socket ended = _record->socket.exchange(-1);
     if (ended == -1) return -1;
-    (_record->type == c_socket_udp ? g_udp_send_line : g_tcp_send_line).remove(_record);
+    (_record->type == c_socket_udp ? g_udp_ready_list : g_tcp_ready_list).remove(_record);
     for (const int* const instance : c_instances) {
         if (*instance != -1) ::epoll_ctl(*instance, EPOLL_CTL_DEL, ended, nullptr);
     }

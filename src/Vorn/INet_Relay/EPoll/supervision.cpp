@@ -32,7 +32,7 @@ void return_unacknowledged(struct_epoll_overlapped_tcp* _record) {
     mm_t being_sent = 0;
     {
         const Lock_guard queue_lock(_record->send_queue_lock);
-        until_write_is_over(_record);
+        wait_for_write(_record);
         if (!_record->send_queue.empty()) being_sent = _record->send_queue.front().header_mm;
         const Lock_guard lock(_record->ack_wait_q_lock);
         unacknowledged.swap(_record->ack_wait_q);
@@ -71,7 +71,7 @@ void timer_cancel_connect(ks_clock_t _clk) {
 
 void timer_shutdown_server(ks_clock_t _clk) {
     // Ends with the walk: what others send behind a heartbeat waits for it, and must not wait for more.
-    const Burst burst;
+    const Wakeup_coalescing coalescing;
     const Lock_guard lock(g_establish_server_map_lock);
     std::vector<struct_epoll_overlapped_tcp*> silent;
     for (const auto& [addr, record] : g_establish_server_map) keep_or_note(record, _clk, &silent);
@@ -84,7 +84,7 @@ void timer_shutdown_server(ks_clock_t _clk) {
 }
 
 void timer_shutdown_client(ks_clock_t _clk) {
-    const Burst burst;
+    const Wakeup_coalescing coalescing;
     const Lock_guard lock(g_client_lock);
     std::vector<struct_epoll_overlapped_tcp*> silent;
     for (const auto& [addr, record] : g_establish_client_map) keep_or_note(record, _clk, &silent);

@@ -27,7 +27,7 @@ Error _Stub_event::event(const void* _buffer_, Pksize _size) {
         std::memcpy(get_data(data_mm), _buffer_, _size);
     }
     {
-        const Burst burst;
+        const Wakeup_coalescing coalescing;
         const Lock_guard lock(connections_mutex);
         for (const Addr client : connections) send_to(client, EMsg::event, now, _size, data_mm);
     }

@@ -47,7 +47,7 @@ void _Stub_information::address_value(Packet* _pkt, Pksize _size) {
 }
 
 Error _Stub_information::send_value(mm_t _value_mm, double _limit) {
-    const Burst burst;
+    const Wakeup_coalescing coalescing;
     const Lock_guard lock(connections_mutex);
     if (get_header(_value_mm)->get_data_size() <= c_max_multicast_size) {
         send_multicast(_value_mm, _limit);

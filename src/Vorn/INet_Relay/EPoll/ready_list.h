@@ -13,14 +13,14 @@
 
 namespace Vorn35 {
 
-class Send_line {
+class Ready_list {
 public:
-    explicit Send_line(Worker _worker) : worker(_worker) {}
-    Send_line(const Send_line&) = delete;
-    Send_line& operator=(const Send_line&) = delete;
+    explicit Ready_list(Worker _worker) : worker(_worker) {}
+    Ready_list(const Ready_list&) = delete;
+    Ready_list& operator=(const Ready_list&) = delete;
 
     /// Puts a record at the end, if its socket is open and it is not in the line. The worker is woken at the end of the
-    /// thread's `Burst`.
+    /// thread's `Wakeup_coalescing`.
     void put(struct_epoll_overlapped* _record);
     /// A record that has ended leaves the line.
     void remove(struct_epoll_overlapped* _record);
@@ -37,14 +37,14 @@ public:
 private:
     const Worker worker;
     /// Guards the line, the places of the records in it, and `asleep`.
-    Mutex<lock_order::send_line> lock;
-    std::list<struct_epoll_overlapped*> line VORN35_GUARDED_BY(lock);  ///< Made of the records' own nodes.
+    Mutex<lock_order::ready_list> lock;
+    std::list<struct_epoll_overlapped*> ready VORN35_GUARDED_BY(lock);  ///< Made of the records' own nodes.
     /// The worker waits at epoll, and nobody has woken it for the line yet.
     bool asleep VORN35_GUARDED_BY(lock) = false;
 };
 
 /// Never destroyed: a process may end without `finalize`, while the workers run.
-extern Send_line& g_tcp_send_line;
-extern Send_line& g_udp_send_line;
+extern Ready_list& g_tcp_ready_list;
+extern Ready_list& g_udp_ready_list;
 
 }  // namespace Vorn35

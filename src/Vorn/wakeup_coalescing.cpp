@@ -1,4 +1,4 @@
-#include "Vorn/burst.h"
+#include "Vorn/wakeup_coalescing.h"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@ namespace Vorn35 {
 namespace {
 
 struct Due {
-    Burst::wake_t* wake;
+    Wakeup_coalescing::wake_t* wake;
     unsigned times;  ///< Asked for since it was called last.
 };
 
@@ -20,11 +20,11 @@ thread_local std::size_t t_count = 0;
 
 }  // namespace
 
-Burst::Burst() {
+Wakeup_coalescing::Wakeup_coalescing() {
     ++t_depth;
 }
 
-Burst::~Burst() {
+Wakeup_coalescing::~Wakeup_coalescing() {
     if (--t_depth != 0) return;
     while (t_count != 0) {
         const Due due = t_due[--t_count];
@@ -32,12 +32,12 @@ Burst::~Burst() {
     }
 }
 
-void Burst::wake_at_end(wake_t* _wake, unsigned _patience) {
+void Wakeup_coalescing::request(wake_t* _wake, unsigned _threshold) {
     if (t_depth == 0) return _wake();
     const auto end = t_due.begin() + t_count;
     const auto due = std::find_if(t_due.begin(), end, [_wake](const Due& _due) { return _due.wake == _wake; });
     if (due == end) t_due.at(t_count++) = {_wake, 0};
-    if (++due->times < _patience) return;
+    if (++due->times < _threshold) return;
     due->times = 0;
     _wake();
 }
