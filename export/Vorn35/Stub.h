@@ -62,6 +62,19 @@ public:
     /// started again, but its old port stays open, and messages go on reaching it.
     /// @return 0, or "VORN_ERR_IS_NOT_CREATED_".
     Error stop();
+    /// Stops the service on any thread, and returns when no callback of this object and its members runs or will run. From
+    /// then on an object of a derived class can be destroyed safely. Also completes a stop that was deferred, and waits for
+    /// callbacks that a plain `stop` left running.
+    ///
+    /// Do not hold a lock that one of the callbacks takes.
+    /// @param _limit seconds to wait for callbacks that run; the largest double for no limit.
+    /// @return 0; "VORN_ERR_LOCAL_TIMEOUT_" when a callback still runs after `_limit` (the service is stopped, and no further
+    ///         callback begins); "VORN_ERR_BUSY_" at once, with nothing changed, inside a callback of this object.
+    ///
+    /// @code
+    /// while (my_service.stop_and_wait(1.0) != Vorn35::VORN_ERR_NONE_) log("a callback does not return");
+    /// @endcode
+    Error stop_and_wait(double _limit);
     /// From a `start` that succeeds until `stop` or `finalize`.
     bool is_started();
 

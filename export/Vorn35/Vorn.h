@@ -316,6 +316,12 @@ VORN_API Vorn_error vorn_stub_start(Vorn_inst* _object_, const char* _name_, Vor
 /// stays open until it is freed.
 /// @return 0, or `vorn_err_is_not_created`.
 VORN_API Vorn_error vorn_stub_stop(Vorn_inst* _object_);
+/// Stops the service on any thread, and returns when no callback of it and its members runs or will run: it can be freed
+/// then. Completes a deferred stop, too.
+/// @param _limit seconds to wait for callbacks that run; DBL_MAX for no limit.
+/// @return 0; `vorn_err_local_timeout` when a callback still runs after `_limit`; `vorn_err_busy` at once, with nothing
+///         changed, inside a callback of the service or of its members.
+VORN_API Vorn_error vorn_stub_stop_and_wait(Vorn_inst* _object_, double _limit);
 /// Whether the service is started.
 VORN_API bool vorn_stub_is_started(Vorn_inst* _object_);
 
@@ -498,6 +504,12 @@ VORN_API Vorn_error vorn_proxy_start(Vorn_inst* _object_, Vorn_addr _stub_addr);
 /// good: the client counts as stopped, but its address stays in use in this process until it is freed.
 /// @return 0, or `vorn_err_is_not_created`.
 VORN_API Vorn_error vorn_proxy_stop(Vorn_inst* _object_);
+/// Stops the client on any thread, and returns when no callback of it and its members runs or will run: it can be freed
+/// then. Completes a deferred stop, too.
+/// @param _limit seconds to wait for callbacks that run; DBL_MAX for no limit.
+/// @return 0; `vorn_err_local_timeout` when a callback still runs after `_limit`; `vorn_err_busy` at once, with nothing
+///         changed, inside a callback of the client or of its members.
+VORN_API Vorn_error vorn_proxy_stop_and_wait(Vorn_inst* _object_, double _limit);
 /// Whether the connection is up.
 VORN_API bool vorn_proxy_is_connected(Vorn_inst* _object_);
 /// Whether the client is started.

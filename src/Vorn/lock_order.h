@@ -43,6 +43,7 @@ inline constexpr Lock_place ooo{120, "ooo"};
 inline constexpr Lock_place returns{130, "return_map_mutex"};
 inline constexpr Lock_place deferred{130, "destroy_vect_mutex"};
 inline constexpr Lock_place turns{130, "Sync_turns::mutex"};
+inline constexpr Lock_place dispatches{130, "dispatches.cpp: g_mutex"};
 inline constexpr Lock_place numbers{130, "seq_num_mutex"};
 inline constexpr Lock_place repeats{130, "last_seq_num_mutex"};
 inline constexpr Lock_place connection{130, "connection_mutex"};

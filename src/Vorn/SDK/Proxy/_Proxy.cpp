@@ -57,6 +57,14 @@ void _Proxy::destroy_force() {
     drop_state();
 }
 
+void _Proxy::withdraw() {
+    if (gp_processor != nullptr) {
+        if (is_created()) destroy_force();
+        gp_processor->forget_proxy(pp);
+    }
+    drop_state();
+}
+
 void _Proxy::drop_state() {
     release_events();
     release_commands();

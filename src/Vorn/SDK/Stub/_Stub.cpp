@@ -42,6 +42,14 @@ void _Stub::destroy_force() {
     drop_state();
 }
 
+void _Stub::withdraw() {
+    if (gp_processor != nullptr) {
+        if (is_created()) destroy_force();
+        gp_processor->forget_stub(op);
+    }
+    drop_state();
+}
+
 void _Stub::drop_state() {
     release_events();
     release_commands();
@@ -79,10 +87,10 @@ void _Stub::unregist() {
     walk_ordered(collect, collect);
     // Members that are destroyed ahead of their started `Stub` have left the tables that the walk sees.
     std::ranges::copy_if(declared, std::back_inserter(keys), [this](Msg_addr _addr) { return _addr.port == port; });
-    withdraw(keys);
+    make_parallel(keys);
 }
 
-void _Stub::withdraw(const std::vector<Msg_addr>& _keys) {
+void _Stub::make_parallel(const std::vector<Msg_addr>& _keys) {
     for (const Msg_addr key : _keys) {
         gp_processor->msg_processing_by_parallel(key);
         declared.erase(key);
@@ -90,7 +98,7 @@ void _Stub::withdraw(const std::vector<Msg_addr>& _keys) {
 }
 
 void _Stub::forget_order() {
-    withdraw({declared.begin(), declared.end()});
+    make_parallel({declared.begin(), declared.end()});
 }
 
 Msg_num _Stub::get_msg_num() {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Vorn/Memory/vorn_memory.h"
+#include "Vorn/Vorn_processor/dispatches.h"
 #include "Vorn/mutex.h"
 #include "Vorn35/Stub.h"
 
@@ -45,6 +46,9 @@ public:
     Error destroy();
     /// Leaves the processor, then drops all links, values and the port.
     void destroy_force();
+    /// The end of the object in every table and queue, on any thread; completes a deferred stop. Does nothing to an object
+    /// that is not started.
+    void withdraw();
     /// The part of it that needs no processor.
     void drop_state();
     /// The object is about to be destroyed: no ordering key of any of its starts stays.
@@ -103,6 +107,7 @@ public:
 
     /// The owner; its `on_connect` and `on_disconnect` are called.
     Stub* const op;
+    const dispatches_t dispatches = std::make_shared<Dispatches>();
 
 private:
     /// Guards `seq_num`. A leaf.
@@ -138,7 +143,7 @@ private:
     /// Takes back what `regist` told for this port.
     void unregist();
     /// Makes the messages of the keys parallel, and forgets them.
-    void withdraw(const std::vector<Msg_addr>& _keys);
+    void make_parallel(const std::vector<Msg_addr>& _keys);
     void shutdown_events(Addr _client, Token _token);
     void shutdown_commands(Addr _client, Token _token);
     void shutdown_informations(Addr _client, Token _token);
