@@ -786,6 +786,19 @@ VORN_API Vorn_error vorn_initialize(size_t _thread_count, size_t _call_buffer_co
 /// @return 0.
 VORN_API Vorn_error vorn_finalize(void);
 
+/// One number of `Vorn_statistics`. The texts live as long as the process.
+typedef struct {
+    const char* name;    ///< For example "vorn35_messages_received_total".
+    const char* labels;  ///< For example `kind="call"`; empty if there is none.
+    const char* help;    ///< One sentence.
+    bool is_gauge;       ///< A present state, which may fall. Otherwise a count since the start of the process.
+    double value;
+} Vorn_statistic;
+/// A snapshot of all counters and gauges, in a fixed order.
+/// @param _statistics_ room for `_count` of them; null with a count of 0.
+/// @return how many there are; no more than `_count` are written.
+VORN_API size_t Vorn_statistics(Vorn_statistic* _statistics_, size_t _count);
+
 /// Messages under `_a` and `_b` together run one at a time. Set groups up before there is traffic, one new
 /// key at a time. Without the runtime: nothing.
 VORN_API void vorn_msg_processing_by_serial_group(Vorn_msg_addr _a, Vorn_msg_addr _b);

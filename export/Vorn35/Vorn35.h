@@ -11,6 +11,7 @@
 #include "Vorn35/Proxy_event.h"
 #include "Vorn35/Proxy_information.h"
 #include "Vorn35/Proxy_signal.h"
+#include "Vorn35/Statistics.h"
 #include "Vorn35/Stub.h"
 #include "Vorn35/Stub_call.h"
 #include "Vorn35/Stub_command.h"

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn/counters.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -86,7 +87,11 @@ Error Value_buffer::write(const void* _data_, Pksize _size) {
 
 Error Value_buffer::sync(Sync_model /*_sync_model*/) {
     const Lock_guard lock(inf_sync_mm_mutex);
-    if (sync_mm == 0 || !has_receiver()) return VORN_ERR_NOT_EXIST_SYNC_DATA_;
+    if (sync_mm == 0) return VORN_ERR_NOT_EXIST_SYNC_DATA_;
+    if (!has_receiver()) {
+        counters::count(counters::Counter::commands_unsent);
+        return VORN_ERR_NOT_EXIST_SYNC_DATA_;
+    }
     history.push(Token{sync_mm, sync_mm}, history_size);
     Packet* const pkt = get_header(sync_mm);
     pkt->header.num = ++num;
@@ -117,7 +122,10 @@ Error Value_buffer::read(void* _data_, Pksize* _size_) {
 void Value_buffer::release_values() {
     {
         const Lock_guard lock(inf_mm_mutex);
-        if (inf_mm != 0) lost_blocks[writer] = std::exchange(inf_mm, 0);
+        if (inf_mm != 0) {
+            lost_blocks[writer] = std::exchange(inf_mm, 0);
+            counters::count(counters::Counter::blocks_taken);
+        }
         const Lock_guard sync_lock(inf_sync_mm_mutex);
         safe_free_mm(&sync_mm);
         history.clear();

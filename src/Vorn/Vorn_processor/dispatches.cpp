@@ -4,6 +4,7 @@
 #include <condition_variable>
 
 #include "Kestrane/_chrono.h"
+#include "Vorn/counters.h"
 #include "Vorn/mutex.h"
 
 namespace Vorn35 {
@@ -41,11 +42,13 @@ bool Dispatches::wait_for_none(double _limit) const {
 
 Dispatch::Dispatch(const dispatches_t& _of) : of(_of), outer(t_innermost) {
     ++of->under_way;
+    counters::g_busy_listeners.fetch_add(1, std::memory_order_relaxed);
     t_innermost = this;
 }
 
 Dispatch::~Dispatch() {
     t_innermost = outer;
+    counters::g_busy_listeners.fetch_sub(1, std::memory_order_relaxed);
     if (--of->under_way != 0 || g_waits == 0) return;
     { const Lock_guard lock(g_mutex); }
     g_none.notify_all();

@@ -5,6 +5,7 @@
 
 #include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/SDK/member_table.h"
+#include "Vorn/counters.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -156,8 +157,10 @@ bool _Stub::is_repeat(const Packet* _pkt) {
     {
         const Lock_guard lock(last_seq_num_mutex);
         if (header.num != 0 && header.num == last_seq_num && _pkt->src_ip == last_ip &&
-            header.type == last_transaction && header.code == last_code)
+            header.type == last_transaction && header.code == last_code) {
+            counters::count(counters::Counter::requests_repeated);
             return true;
+        }
     }
     const Lock_guard lock(last_seq_num_mutex);
     last_seq_num = header.num;

@@ -2,6 +2,7 @@
 
 #include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn/counters.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -41,6 +42,7 @@ void _Linked_method::adapter_connect(Token _token) {
         // link that stood before is left to that notice, which ended it or will.
         const Lock_guard lock(connections_mutex);
         erase(pkt_->get_src());
+        counters::count(counters::Counter::links_taken_back);
     }
     answer.free();
 }

@@ -6,6 +6,7 @@
 #include "Vorn/SDK/Proxy/Promise.h"
 #include "Vorn/SDK/Proxy/_Proxy.h"
 #include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn/counters.h"
 
 namespace Vorn35 {
 
@@ -21,10 +22,12 @@ Error copy_answer(Token _answer, void* _return_data_, Pksize* _size_) {
         if (_size_ != nullptr) *_size_ = 0;
         return result;
     }
-    if (_size_ == nullptr || _return_data_ == nullptr) return VORN_ERR_BOUNDOUT_BUFFER_;
-    const bool fits = size <= *_size_;
-    *_size_ = size;
-    if (!fits) return VORN_ERR_BOUNDOUT_BUFFER_;
+    const bool fits = _size_ != nullptr && _return_data_ != nullptr && size <= *_size_;
+    if (_size_ != nullptr && _return_data_ != nullptr) *_size_ = size;
+    if (!fits) {
+        counters::count(counters::Counter::answers_too_large);
+        return VORN_ERR_BOUNDOUT_BUFFER_;
+    }
     std::memcpy(_return_data_, _answer.get_data(), size);
     return result;
 }

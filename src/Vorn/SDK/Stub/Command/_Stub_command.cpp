@@ -2,6 +2,7 @@
 
 #include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/SDK/member_table.h"
+#include "Vorn/counters.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -24,7 +25,7 @@ void _Stub_command::adapter_sync(Token _token) {
     {
         const Lock_guard lock(connections_mutex);
         const auto found = connections.find(_token.get_header_packet()->get_src());
-        if (found == connections.end()) return;
+        if (found == connections.end()) return counters::count(counters::Counter::unlinked_dropped);
         found->second->history.push(_token, history_size);
         if (!use_on_sync) return;
         // Under the same lock: the order of `on_sync` follows the history.
