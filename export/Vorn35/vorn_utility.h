@@ -18,8 +18,8 @@ namespace Vorn35 {
 /// A process may end without `finalize`; callbacks may then run until its end.
 ///
 /// @return 0; "VORN_ERR_ALREADY_CREATED_" when the runtime is up. Failures of the network are not reported.
-/// @throws std::exception when the configuration file lacks a key or holds a number that is none, or when a thread cannot
-///         be had. Nothing is up then, and a later call may succeed.
+/// @throws std::exception when the configuration file lacks a key or holds a number that is none, or when a thread
+///        cannot be had. Nothing is up then, and a later call may succeed.
 ///
 /// @code
 /// Vorn35::initialize();
