@@ -66,8 +66,8 @@ public:
     ///         "VORN_ERR_ALREADY_USED_ADDR_" (another `Proxy` of this process has the address); -1 (no network thread
     ///         can serve it); or a positive `errno`.
     Error start(Addr _stub_addr);
-    /// Sends what is queued, then closes the connection, and ends every link without `on_unlink`. Does not wait for
-    /// callbacks, and does not end a wait of an `await_` operation.
+    /// Closes the connection after what is queued has been sent, and ends every link without `on_unlink`. Does not wait
+    /// for callbacks, and does not end a wait of an `await_` operation.
     ///
     /// After it returns, callbacks that were running may still run. If a notice of a loss was among them, its
     /// `on_disconnect` may follow. Messages that wait for their turn are dropped, unless they wait in an ordering group
