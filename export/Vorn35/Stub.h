@@ -77,8 +77,7 @@ public:
     /// - messages that wait in an ordering group together with a key of another service (vorn_serial_parallel.h).
     ///
     /// A later `start` makes new queues: a callback that still runs and a new one of the same code may run at the same
-    /// time. While connections to the old port exist, and for about a minute after them, a `start` on that port fails
-    /// with `EADDRINUSE`.
+    /// time. While connections to the old port exist, a `start` on that port fails with `EADDRINUSE`.
     ///
     /// **From a callback** the stop is incomplete until the object is destroyed: `is_started` is false and the service
     /// can be started again, but the old port stays open, and messages still reach the service there.
