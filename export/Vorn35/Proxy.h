@@ -39,14 +39,13 @@ class _Proxy;
 /// @endcode
 class VORN35_API Proxy {
 public:
-    /// A client that is not started. Before its destructor begins, stop it and let its callbacks return: see `~Proxy`.
+    /// A client that is not started. Before its destructor begins, call `stop_and_wait`: see `~Proxy`.
     Proxy();
     /// The copy refers to the same client and does not own it: it must not outlive the original. See `~Proxy`.
     Proxy(const Proxy& _other) = default;
     Proxy& operator=(const Proxy&) = delete;
     /// Stops the client, if it is started, and removes it from the runtime. Destroying an object of a derived class
-    /// while a callback runs is a data race on its vtable: first stop it and let its callbacks return, or let it
-    /// outlive `finalize`.
+    /// while a callback runs is a data race on its vtable: first call `stop_and_wait`, or let it outlive `finalize`.
     virtual ~Proxy();
 
 protected:
@@ -73,10 +72,25 @@ public:
     /// `on_disconnect` may follow. Messages that wait for their turn are dropped, unless they wait in an ordering group
     /// together with a key that stays (vorn_serial_parallel.h).
     ///
-    /// **From a callback** the stop is incomplete until the object is destroyed: `is_started` is false and requests
-    /// fail, but the connection, the links and the address stay in use, and callbacks keep coming.
+    /// **From a callback** the stop is incomplete until `stop_and_wait` or the destruction of the object: `is_started`
+    /// is false and requests fail, but the connection, the links and the address stay in use, and callbacks keep
+    /// coming.
     /// @return 0, or "VORN_ERR_IS_NOT_CREATED_".
     Error stop();
+    /// Stops the client on any thread, and returns when no callback of this object and its members runs or will run.
+    /// From then on an object of a derived class can be destroyed safely. Also completes a stop that was deferred, and
+    /// waits for callbacks that a plain `stop` left running.
+    ///
+    /// Do not hold a lock that one of the callbacks takes.
+    /// @param _limit seconds to wait for callbacks that run; the largest double for no limit.
+    /// @return 0; "VORN_ERR_LOCAL_TIMEOUT_" when a callback still runs after `_limit` (the client is stopped, and no
+    ///         further callback begins); "VORN_ERR_BUSY_" at once, with nothing changed, inside a callback of this
+    ///         object.
+    ///
+    /// @code
+    /// while (my_client.stop_and_wait(1.0) != Vorn35::VORN_ERR_NONE_) log("a callback does not return");
+    /// @endcode
+    Error stop_and_wait(double _limit);
     /// Whether the connection is up, as far as its notices have told: see docs/lost.md for a notice that is lost.
     bool is_connected();
     /// True from a `start` that succeeds until `stop` or `finalize`.

@@ -35,15 +35,14 @@ class _Proxy_command;
 class VORN35_API Proxy_command : public virtual Proxy {
 public:
     /// Integrated: this object, or an object of a class that derives from it, is itself the `Proxy`. Before its
-    /// destructor begins, stop it and let its callbacks return: see `~Proxy_command`.
+    /// destructor begins, call `stop_and_wait`: see `~Proxy_command`.
     explicit Proxy_command(Msg_code _code);
-    /// Attached to another object, a `Proxy` that is not started. Before its destructor begins, stop it and let its
-    /// callbacks return: see `~Proxy_command`.
+    /// Attached to another object, a `Proxy` that is not started. Before its destructor begins, call `stop_and_wait`:
+    /// see `~Proxy_command`.
     Proxy_command(Msg_code _code, const Proxy& _proxy_object);
     Proxy_command(const Proxy_command&) = delete;
     /// Removes the member. An attached member first stops the whole `Proxy`. Destroying an object of a derived class
-    /// while a callback runs is a data race on its vtable: first stop it and let its callbacks return, or let it
-    /// outlive `finalize`.
+    /// while a callback runs is a data race on its vtable: first call `stop_and_wait`, or let it outlive `finalize`.
     ~Proxy_command() override;
 
 protected:

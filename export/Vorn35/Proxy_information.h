@@ -30,15 +30,14 @@ class _Proxy_information;
 class VORN35_API Proxy_information : public virtual Proxy {
 public:
     /// Integrated: this object, or an object of a class that derives from it, is itself the `Proxy`. Before its
-    /// destructor begins, stop it and let its callbacks return: see `~Proxy_information`.
+    /// destructor begins, call `stop_and_wait`: see `~Proxy_information`.
     explicit Proxy_information(Msg_code _code);
-    /// Attached to another object, a `Proxy` that is not started. Before its destructor begins, stop it and let its
-    /// callbacks return: see `~Proxy_information`.
+    /// Attached to another object, a `Proxy` that is not started. Before its destructor begins, call `stop_and_wait`:
+    /// see `~Proxy_information`.
     Proxy_information(Msg_code _code, const Proxy& _proxy_object);
     Proxy_information(const Proxy_information&) = delete;
     /// Removes the member. An attached member first stops the whole `Proxy`. Destroying an object of a derived class
-    /// while a callback runs is a data race on its vtable: first stop it and let its callbacks return, or let it
-    /// outlive `finalize`.
+    /// while a callback runs is a data race on its vtable: first call `stop_and_wait`, or let it outlive `finalize`.
     ~Proxy_information() override;
 
     /// The link has ended: the service ended it (0), or the connection is lost ("VORN_ERR_DISCONNECTED_TCP_";

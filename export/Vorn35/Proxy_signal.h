@@ -24,15 +24,14 @@ class _Proxy_signal;
 class VORN35_API Proxy_signal : public virtual Proxy {
 public:
     /// Integrated: this object, or an object of a class that derives from it, is itself the `Proxy`. Before its
-    /// destructor begins, stop it and let its callbacks return: see `~Proxy_signal`.
+    /// destructor begins, call `stop_and_wait`: see `~Proxy_signal`.
     explicit Proxy_signal(Msg_code _code);
-    /// Attached to another object, a `Proxy` that is not started. Before its destructor begins, stop it and let its
-    /// callbacks return: see `~Proxy_signal`.
+    /// Attached to another object, a `Proxy` that is not started. Before its destructor begins, call `stop_and_wait`:
+    /// see `~Proxy_signal`.
     Proxy_signal(Msg_code _code, const Proxy& _proxy_object);
     Proxy_signal(const Proxy_signal&) = delete;
     /// Removes the member. An attached member first stops the whole `Proxy`. Destroying an object of a derived class
-    /// while a callback runs is a data race on its vtable: first stop it and let its callbacks return, or let it
-    /// outlive `finalize`.
+    /// while a callback runs is a data race on its vtable: first call `stop_and_wait`, or let it outlive `finalize`.
     ~Proxy_signal() override;
 
     /// The acknowledgement of a `delegate_signal`. Runs on a listener thread, and can run before `delegate_signal`

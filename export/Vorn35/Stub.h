@@ -47,14 +47,14 @@ class _Stub;
 /// @endcode
 class VORN35_API Stub {
 public:
-    /// A service that is not started. Before its destructor begins, stop it and let its callbacks return: see `~Stub`.
+    /// A service that is not started. Before its destructor begins, call `stop_and_wait`: see `~Stub`.
     Stub();
     /// The copy refers to the same service and does not own it: it must not outlive the original. See `~Stub`.
     Stub(const Stub& _other) = default;
     Stub& operator=(const Stub&) = delete;
     /// Stops the service, if it is started, and removes it from the runtime; its name stays in use. Destroying an
-    /// object of a derived class while a callback runs is a data race on its vtable: first stop it and let its
-    /// callbacks return, or let it outlive `finalize`.
+    /// object of a derived class while a callback runs is a data race on its vtable: first call `stop_and_wait`, or let
+    /// it outlive `finalize`.
     virtual ~Stub();
 
     /// Opens the port and publishes the name.
@@ -79,10 +79,25 @@ public:
     /// A later `start` makes new queues: a callback that still runs and a new one of the same code may run at the same
     /// time. While connections to the old port exist, a `start` on that port fails with `EADDRINUSE`.
     ///
-    /// **From a callback** the stop is incomplete until the object is destroyed: `is_started` is false and the service
-    /// can be started again, but the old port stays open, and messages still reach the service there.
+    /// **From a callback** the stop is incomplete until `stop_and_wait` or the destruction of the object: `is_started`
+    /// is false and the service can be started again, but the old port stays open, and messages still reach the service
+    /// there.
     /// @return 0, or "VORN_ERR_IS_NOT_CREATED_".
     Error stop();
+    /// Stops the service on any thread, and returns when no callback of this object and its members runs or will run.
+    /// From then on an object of a derived class can be destroyed safely. Also completes a stop that was deferred, and
+    /// waits for callbacks that a plain `stop` left running.
+    ///
+    /// Do not hold a lock that one of the callbacks takes.
+    /// @param _limit seconds to wait for callbacks that run; the largest double for no limit.
+    /// @return 0; "VORN_ERR_LOCAL_TIMEOUT_" when a callback still runs after `_limit` (the service is stopped, and no
+    ///         further callback begins); "VORN_ERR_BUSY_" at once, with nothing changed, inside a callback of this
+    ///         object.
+    ///
+    /// @code
+    /// while (my_service.stop_and_wait(1.0) != Vorn35::VORN_ERR_NONE_) log("a callback does not return");
+    /// @endcode
+    Error stop_and_wait(double _limit);
     /// True from a `start` that succeeds until `stop` or `finalize`.
     bool is_started();
 

@@ -31,16 +31,15 @@ class _Stub_call;
 class VORN35_API Stub_call : public virtual Stub {
 public:
     /// Integrated: this object, or an object of a class that derives from it, is itself the `Stub`. Before its
-    /// destructor begins, stop it and let its callbacks return: see `~Stub_call`.
+    /// destructor begins, call `stop_and_wait`: see `~Stub_call`.
     /// @param _max_return_size capacity of an answer in bytes. With 0, answers have no payload.
     Stub_call(Msg_code _code, Pksize _max_return_size);
-    /// Attached to another object, a `Stub` that is not started. Before its destructor begins, stop it and let its
-    /// callbacks return: see `~Stub_call`.
+    /// Attached to another object, a `Stub` that is not started. Before its destructor begins, call `stop_and_wait`:
+    /// see `~Stub_call`.
     Stub_call(Msg_code _code, Pksize _max_return_size, const Stub& _stub);
     Stub_call(const Stub_call&) = delete;
     /// Removes the member. An attached member first stops the whole `Stub`. Destroying an object of a derived class
-    /// while a callback runs is a data race on its vtable: first stop it and let its callbacks return, or let it
-    /// outlive `finalize`.
+    /// while a callback runs is a data race on its vtable: first call `stop_and_wait`, or let it outlive `finalize`.
     ~Stub_call() override;
 
     /// Handles a request. Runs on a listener thread and may call every operation of the runtime. The default answers

@@ -39,15 +39,14 @@ class _Stub_command;
 class VORN35_API Stub_command : public virtual Stub {
 public:
     /// Integrated: this object, or an object of a class that derives from it, is itself the `Stub`. Before its
-    /// destructor begins, stop it and let its callbacks return: see `~Stub_command`.
+    /// destructor begins, call `stop_and_wait`: see `~Stub_command`.
     explicit Stub_command(Msg_code _code);
-    /// Attached to another object, a `Stub` that is not started. Before its destructor begins, stop it and let its
-    /// callbacks return: see `~Stub_command`.
+    /// Attached to another object, a `Stub` that is not started. Before its destructor begins, call `stop_and_wait`:
+    /// see `~Stub_command`.
     Stub_command(Msg_code _code, const Stub& _stub);
     Stub_command(const Stub_command&) = delete;
     /// Removes the member. An attached member first stops the whole `Stub`. Destroying an object of a derived class
-    /// while a callback runs is a data race on its vtable: first stop it and let its callbacks return, or let it
-    /// outlive `finalize`.
+    /// while a callback runs is a data race on its vtable: first call `stop_and_wait`, or let it outlive `finalize`.
     ~Stub_command() override;
 
     /// A value of a linked client has arrived and is already in the history.

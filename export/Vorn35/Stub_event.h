@@ -27,15 +27,14 @@ class _Stub_event;
 class VORN35_API Stub_event : public virtual Stub {
 public:
     /// Integrated: this object, or an object of a class that derives from it, is itself the `Stub`. Before its
-    /// destructor begins, stop it and let its callbacks return: see `~Stub_event`.
+    /// destructor begins, call `stop_and_wait`: see `~Stub_event`.
     explicit Stub_event(Msg_code _code);
-    /// Attached to another object, a `Stub` that is not started. Before its destructor begins, stop it and let its
-    /// callbacks return: see `~Stub_event`.
+    /// Attached to another object, a `Stub` that is not started. Before its destructor begins, call `stop_and_wait`:
+    /// see `~Stub_event`.
     Stub_event(Msg_code _code, const Stub& _stub);
     Stub_event(const Stub_event&) = delete;
     /// Removes the member. An attached member first stops the whole `Stub`. Destroying an object of a derived class
-    /// while a callback runs is a data race on its vtable: first stop it and let its callbacks return, or let it
-    /// outlive `finalize`.
+    /// while a callback runs is a data race on its vtable: first call `stop_and_wait`, or let it outlive `finalize`.
     ~Stub_event() override;
 
     /// A client asks for a link. Also called for a client that has one already.

@@ -37,16 +37,15 @@ using on_signal_sync_t = int(Stub_signal*, Addr, void*, Pksize, double, double);
 class VORN35_API Stub_signal : public virtual Stub {
 public:
     /// Integrated: this object, or an object of a class that derives from it, is itself the `Stub`. Before its
-    /// destructor begins, stop it and let its callbacks return: see `~Stub_signal`.
+    /// destructor begins, call `stop_and_wait`: see `~Stub_signal`.
     explicit Stub_signal(Msg_code _code);
-    /// Attached to another object, a `Stub` that is not started. Before its destructor begins, stop it and let its
-    /// callbacks return: see `~Stub_signal`.
+    /// Attached to another object, a `Stub` that is not started. Before its destructor begins, call `stop_and_wait`:
+    /// see `~Stub_signal`.
     /// @param _on_signal_sync__ decides on the acknowledgement. Null accepts every signal.
     Stub_signal(Msg_code _code, const Stub& _stub, on_signal_sync_t* _on_signal_sync__);
     Stub_signal(const Stub_signal&) = delete;
     /// Removes the member. An attached member first stops the whole `Stub`. Destroying an object of a derived class
-    /// while a callback runs is a data race on its vtable: first stop it and let its callbacks return, or let it
-    /// outlive `finalize`.
+    /// while a callback runs is a data race on its vtable: first call `stop_and_wait`, or let it outlive `finalize`.
     ~Stub_signal() override;
 
     /// Handles a signal whose acknowledgement was sent. Runs on a listener thread and may call every operation of the

@@ -22,7 +22,8 @@
 /// receives by pointer is valid until the callback returns. In C++, a callback must not throw.
 ///
 /// **Freeing.** A `_free` does not wait for a running callback, and freeing an object while one of its callbacks runs
-/// is undefined behaviour. First stop the Stub or Proxy and let its callbacks return, or free after `vorn_finalize`.
+/// is undefined behaviour. First call `vorn_stub_stop_and_wait` or `vorn_proxy_stop_and_wait`, or free after
+/// `vorn_finalize`.
 ///
 /// **Order of callbacks.** At a Stub, the callbacks of one method run one at a time, those of different methods in
 /// parallel. Notices of new connections and of lost connections have an order of their own: the disconnect callback of
@@ -148,7 +149,7 @@ enum {
     vorn_err_not_support_code = -0x7FFFFFFD,     ///< 0x80000003: the Stub has no method of this code.
     vorn_err_not_implement = -0x7FFFFFFC,        ///< 0x80000004: reserved.
     vorn_err_remote_timeout = -0x7FFFFFFB,       ///< 0x80000005: an answer arrived after its limit.
-    vorn_err_busy = -0x7FFFFFFA,                 ///< 0x80000006: too many messages wait there. Not sent to clients.
+    vorn_err_busy = -0x7FFFFFFA,                 ///< 0x80000006: `stop_and_wait` inside a callback of its object.
     vorn_err_shutdown = -0x7FFFFFF9,             ///< 0x80000007: the process is shutting down.
 
     // The calling side reports these.
@@ -344,10 +345,16 @@ VORN_API Vorn_error vorn_stub_start(Vorn_inst* _object_, const char* _name_, Vor
 /// Connections stay up; a client learns by the answer to its next request that the service is gone. The name stays in
 /// use in this process.
 ///
-/// From a callback the stop is incomplete until the service is freed: the service counts as stopped and can be started
-/// again, but its old port stays open, and messages still reach it there.
+/// From a callback the stop is incomplete until `vorn_stub_stop_and_wait` or `vorn_stub_free`: the service counts as
+/// stopped and can be started again, but its old port stays open, and messages still reach it there.
 /// @return 0, or `vorn_err_is_not_created`.
 VORN_API Vorn_error vorn_stub_stop(Vorn_inst* _object_);
+/// Stops the service on any thread, and returns when no callback of it and its members runs or will run: it can be
+/// freed then. Completes a deferred stop, too.
+/// @param _limit seconds to wait for callbacks that run; DBL_MAX for no limit.
+/// @return 0; `vorn_err_local_timeout` when a callback still runs after `_limit`; `vorn_err_busy` at once, with nothing
+///         changed, inside a callback of the service or of its members.
+VORN_API Vorn_error vorn_stub_stop_and_wait(Vorn_inst* _object_, double _limit);
 /// Whether the service is started.
 VORN_API bool vorn_stub_is_started(Vorn_inst* _object_);
 
@@ -536,10 +543,16 @@ VORN_API Vorn_error vorn_proxy_start(Vorn_inst* _object_, Vorn_addr _stub_addr);
 /// Closes the connection after what is queued has been sent, and ends every link without a callback. Does not wait for
 /// callbacks (see "After a stop" above), and does not end the wait of an `await_` function.
 ///
-/// From a callback the stop is incomplete until the client is freed: the client counts as stopped, but the connection,
-/// the links and the address stay in use, and callbacks keep coming.
+/// From a callback the stop is incomplete until `vorn_proxy_stop_and_wait` or `vorn_proxy_free`: the client counts as
+/// stopped, but the connection, the links and the address stay in use, and callbacks keep coming.
 /// @return 0, or `vorn_err_is_not_created`.
 VORN_API Vorn_error vorn_proxy_stop(Vorn_inst* _object_);
+/// Stops the client on any thread, and returns when no callback of it and its members runs or will run: it can be freed
+/// then. Completes a deferred stop, too.
+/// @param _limit seconds to wait for callbacks that run; DBL_MAX for no limit.
+/// @return 0; `vorn_err_local_timeout` when a callback still runs after `_limit`; `vorn_err_busy` at once, with nothing
+///         changed, inside a callback of the client or of its members.
+VORN_API Vorn_error vorn_proxy_stop_and_wait(Vorn_inst* _object_, double _limit);
 /// Whether the connection is up.
 VORN_API bool vorn_proxy_is_connected(Vorn_inst* _object_);
 /// Whether the client is started.

@@ -180,6 +180,23 @@ TEST_F(Information, OneWriterAtATime) {
     waits.join();
     EXPECT_EQ(publisher.post(1), VORN_ERR_IS_NOT_CREATED_);
     publisher.open();
+    // What the old writer still does must not touch the block of the next one.
+    Gate gate;
+    gate.close();
+    std::thread next([&] {
+        void* const own = publisher.get(4);
+        gate.pass();
+        std::memcpy(own, "next", 4);
+        EXPECT_EQ(publisher.post(4), 0);
+    });
+    gate.until_reached();
+    EXPECT_EQ(publisher.post(1), VORN_ERR_DONT_GET_);
+    publisher.cancel();
+    EXPECT_EQ(publisher.post(1), VORN_ERR_DONT_GET_);
+    std::memcpy(taken, "done", 4);
+    gate.open();
+    next.join();
+    EXPECT_EQ(joined(publisher.see_history(1)), "next,");
     EXPECT_EQ(publisher.put("anew"), 0);
 }
 

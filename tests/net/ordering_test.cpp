@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "net/support/objects.h"
+#include "net/support/kinds.h"
 
 using namespace net;
 
@@ -171,6 +171,54 @@ TEST_F(Ordering, DestroyedWithItsMessagesQueued) {
     take_answers(raw, 2);
     ask(doomed_raw, {c_code});
     EXPECT_EQ(doomed_raw.next().error, 0x80000002U);
+}
+
+/// Keys name a port and no host: a client of another host's service shares them with a local one.
+TEST_F(Ordering, StoppedClientLeavesTheQueuesOfALocalService) {
+    auto& events = make<Event_service>();
+    const Addr here = events.open();
+    const Other_client first(here);
+    const Other_client second(here);
+    events.gate.close();
+    first.tell(EMsg::event_connect, c_code);
+    events.gate.until_reached();
+    second.tell(EMsg::event_connect, c_code);
+    const Msg_addr links(here.port, c_code, 3);
+    ASSERT_TRUE(eventually([&] { return queued(links) == 1; }));
+    auto& elsewhere = make<Event_client>();
+    EXPECT_EQ(elsewhere.start(Addr(Vorn35::inet_addr("127.0.0.2"), here.port)), 0);
+    EXPECT_EQ(elsewhere.stop(), 0);
+    EXPECT_EQ(keys_of(links), 1);
+    events.gate.open();
+    for (const Other_client* const one : {&first, &second}) EXPECT_EQ(one->next().type, 0x41);
+}
+
+/// The members of an integrated object go ahead of it.
+TEST_F(Ordering, DestroyedWhileStarted) {
+    const auto all_keys = [] {
+        const Exclusive_hold hold;
+        return gp_processor->qbuffer_map.size();
+    };
+    const std::size_t before = all_keys();
+    for (const bool on_a_listener : {false, true}) {
+        auto doomed = std::make_unique<Service>();
+        doomed->open();
+        EXPECT_GT(all_keys(), before);
+        if (on_a_listener) {
+            const Raw_client raw(address.port);
+            raw.open();
+            service.handler = [&](const Bytes&, Bytes*) {
+                EXPECT_EQ(doomed->stop(), 0);  // deferred: the old port keeps its keys
+                doomed->open();
+                doomed.reset();
+                return 0;
+            };
+            ask(raw, {c_code});
+            take_answers(raw, 1);
+        }
+        doomed.reset();
+        EXPECT_EQ(all_keys(), before);
+    }
 }
 
 /// The three declarations change while messages run under them.

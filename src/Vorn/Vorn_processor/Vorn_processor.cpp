@@ -86,7 +86,10 @@ Vorn_processor::~Vorn_processor() {
     proc_shutdown();
     for (std::thread& one : thread__) one.join();
     const Exclusive_hold hold;
-    for (const auto& [port, stub] : local_stubes) _Stub::of(stub)->drop_state();
+    for (const auto& [port, stub] : local_stubes) {
+        _Stub::of(stub)->forget_order();
+        _Stub::of(stub)->drop_state();
+    }
     for (const auto& [addr, proxy] : remote_stubes) _Proxy::of(proxy)->drop_state();
     gp_processor = nullptr;
 }

@@ -9,6 +9,7 @@
 #include "Kestrane/_chrono.h"
 #include "Kestrane/_network.h"
 #include "Vorn/INet_Relay/inet_relay.h"
+#include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/Vorn_processor/Vorn_processor.h"
 #include "Vorn/Vorn_processor/object_lock.h"
 #include "Vorn35/vorn_error.h"
@@ -76,6 +77,7 @@ void Vorn_processor::forget_stub(Stub* _stub) {
         const auto [port, stub] = *next++;
         if (stub == _stub) destroy_stub(port);
     }
+    _Stub::of(_stub)->forget_order();
 }
 
 void Vorn_processor::forget_proxy(Proxy* _proxy) {

@@ -68,9 +68,13 @@ Error Vorn_processor::listener_processor(Token _token) {
 
 void Vorn_processor::run_adapter(void* _object_, Token _token, bool _to_proxy) {
     if (_to_proxy) {
-        _Proxy::of(static_cast<Proxy*>(_object_))->adapter_proxy(_token);
+        _Proxy* const proxy = _Proxy::of(static_cast<Proxy*>(_object_));
+        const Dispatch dispatch(proxy->dispatches);
+        proxy->adapter_proxy(_token);
     } else {
-        _Stub::of(static_cast<Stub*>(_object_))->adapter_stub(_token);
+        _Stub* const stub = _Stub::of(static_cast<Stub*>(_object_));
+        const Dispatch dispatch(stub->dispatches);
+        stub->adapter_stub(_token);
     }
 }
 
