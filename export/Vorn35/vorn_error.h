@@ -28,8 +28,8 @@ inline constexpr Error VORN_ERR_NOT_SUPPORT_CODE_ = static_cast<Error>(0x8000000
 inline constexpr Error VORN_ERR_NOT_IMPLEMENT_ = static_cast<Error>(0x80000004U);
 /// An answer arrived after its time limit.
 inline constexpr Error VORN_ERR_REMOTE_TIMEOUT_ = static_cast<Error>(0x80000005U);
-/// `stop_and_wait` inside a callback of its object. The runtime also uses it for a message that a full pipe refuses; the
-/// sender of that message does not learn of it.
+/// `stop_and_wait` inside a callback of its object. The runtime also uses it for a message that a full pipe refuses;
+/// the sender of that message does not learn of it.
 inline constexpr Error VORN_ERR_BUSY_ = static_cast<Error>(0x80000006U);
 /// The process is shutting down.
 inline constexpr Error VORN_ERR_SHUTDOWN_ = static_cast<Error>(0x80000007U);
