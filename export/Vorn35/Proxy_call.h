@@ -2,6 +2,10 @@
 /// Client side of a call.
 #pragma once
 
+#include <span>
+#include <string_view>
+
+#include "Vorn35/Call_result.h"
 #include "Vorn35/Promise.h"
 #include "Vorn35/Proxy.h"
 #include "Vorn35/vorn_export.h"
@@ -64,7 +68,29 @@ public:
     /// @return the service's result; "VORN_ERR_BOUNDOUT_BUFFER_" for an answer that does not fit (it is gone then);
     ///         "VORN_ERR_LOCAL_TIMEOUT_"; "VORN_ERR_DISCONNECTED_TCP_"; "VORN_ERR_IS_NOT_CREATED_";
     ///         "VORN_ERR_NULL_RETURN_OBJECT_"; or the failure of `async_call`.
-    Error await_return(Promise_ _promise_, void* _return_data_, Pksize* _size_, double* _time_);
+    Error await_return(Promise_ _promise_, void* _return_data_ = nullptr, Pksize* _size_ = nullptr,
+                       double* _time_ = nullptr);
+
+    /// `delegate_call` for bytes.
+    Error delegate_call(Msg_num* _msg_num_, std::span<const std::byte> _input, double _limit_time) {
+        return delegate_call(_msg_num_, _input.data(), static_cast<Pksize>(_input.size()), _limit_time);
+    }
+    /// `async_call` for bytes. They are copied before the return.
+    Promise_ async_call(std::span<const std::byte> _input, double _limit_time) {
+        return async_call(_input.data(), static_cast<Pksize>(_input.size()), _limit_time);
+    }
+    /// `await_return` for an answer of any size: the result holds the error, the bytes of the answer, and the seconds
+    /// since the call.
+    Call_result await_result(Promise_ _promise_);
+    /// Calls and waits: `async_call`, directly followed by `await_result`.
+    /// @param _limit_time seconds. A wait that misses its answer takes all of it.
+    Call_result call(std::span<const std::byte> _input, double _limit_time) {
+        return await_result(async_call(_input, _limit_time));
+    }
+    /// `call` with the bytes of a text, without a terminating zero.
+    Call_result call(std::string_view _text, double _limit_time) {
+        return call(std::as_bytes(std::span(_text)), _limit_time);
+    }
 
     /// Asks the service to give up what it does for this code; ends no wait here.
     void cancel(Error _error);

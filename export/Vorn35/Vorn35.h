@@ -2,6 +2,7 @@
 /// The whole class interface of Vorn35.
 #pragma once
 
+#include "Vorn35/Call_result.h"
 #include "Vorn35/History.h"
 #include "Vorn35/Promise.h"
 #include "Vorn35/Proxy.h"
@@ -13,6 +14,7 @@
 #include "Vorn35/Proxy_signal.h"
 #include "Vorn35/Stub.h"
 #include "Vorn35/Stub_call.h"
+#include "Vorn35/Stub_call_function.h"
 #include "Vorn35/Stub_command.h"
 #include "Vorn35/Stub_datagram.h"
 #include "Vorn35/Stub_event.h"
