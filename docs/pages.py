@@ -85,6 +85,7 @@ def check_site(folder):
 def filtered(page):
     def reference(match):
         image, text, to = match.groups()
+        text = " ".join(text.split())  # in quotes, it must not break
         file, anchor = target(page, to)
         if file is None:
             return match.group()
