@@ -20,6 +20,8 @@ foreach(library IN LISTS vorn35_libraries)
 endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/export/Vorn35 DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     COMPONENT common FILES_MATCHING PATTERN "*.h")
+install(FILES ${vorn35_generated_dir}/Vorn35/version.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Vorn35
+    COMPONENT common)
 
 configure_package_config_file(
     ${PROJECT_SOURCE_DIR}/cmake/Vorn35Config.cmake.in ${PROJECT_BINARY_DIR}/Vorn35Config.cmake

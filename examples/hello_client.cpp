@@ -17,7 +17,7 @@ int main() {
 
     Vorn35::Call_result answer;
     do {  // A wait can miss its answer; this call may run twice, so it is repeated.
-        answer = greet.call("world", 0.5);
+        answer = greet.call("client", 0.5);
     } while (answer.error == Vorn35::VORN_ERR_LOCAL_TIMEOUT_);
     if (answer.error != 0) std::puts(Vorn35::get_err_str(answer.error));
     std::printf("%s, after %.0f us\n", std::string(answer.text()).c_str(), answer.seconds * 1e6);

@@ -1,6 +1,6 @@
 /// @file
 /// The C interface of Vorn35: plain functions over the classes of the other headers, for programs that cannot
-/// use those. Valid C11 and C++; needs no other header of Vorn35.
+/// use those. Valid C11 and C++.
 ///
 /// **Objects.** Every object is a `Vorn_inst*`. A service is a *Stub* with *methods* (calls, signals, events,
 /// informations, commands, datagrams), each under a code of its own; a client is a *Proxy* with methods of
@@ -60,6 +60,8 @@
 #include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
+
+#include "Vorn35/version.h"
 
 /// Visible to users of a shared library, however much of the rest is hidden.
 #if defined(__GNUC__)

@@ -20,6 +20,7 @@
 #include "Vorn35/Stub_event.h"
 #include "Vorn35/Stub_information.h"
 #include "Vorn35/Stub_signal.h"
+#include "Vorn35/version.h"
 #include "Vorn35/vorn_error.h"
 #include "Vorn35/vorn_serial_parallel.h"
 #include "Vorn35/vorn_typedef.h"

@@ -36,7 +36,7 @@ quietly() {
 # Programs of the consumer say what they must say, and need the shared library, by the name that holds for all versions
 # it may be replaced with, or do not.
 works() {  # kind or "", programs...
-    local program needs expected="VORN_ERR_NOT_INITIALIZE_ 198.51.100.7 0 1"
+    local program needs expected="VORN_ERR_NOT_INITIALIZE_ 198.51.100.7 0 1 $version"
     for program in "${@:2}"; do
         [[ $("$program") == "$expected" ]] || fail "${program##*/}: '$("$program")' and not '$expected'"
         needs=$(readelf -d "$program" | grep -o '\[libvorn[^]]*\]' || true)
@@ -109,7 +109,7 @@ quietly cmake --build "$work/app/build"
 works shared "$work/app/build/app"
 # Its second half needs what its first half exports, as in the shell of a reader.
 (block sh 4; block sh 5) >"$work/lines"
-[[ $(cd "$work/app" && HOME=$work/home bash -euo pipefail "$work/lines" 2>"$work/log" | uniq -c) == *" 3 "*" 0 1" ]] ||
+[[ $(cd "$work/app" && HOME=$work/home bash -euo pipefail "$work/lines" 2>"$work/log" | uniq -c) == *" 3 "*" 0 1 $version" ]] ||
     fail "$(<"$work/log")"
 
 if command -v dpkg-deb >/dev/null; then

@@ -18,6 +18,10 @@ shows docs/kinds.md examples/kinds/{call,signal,event,information,command,datagr
 
 in_lab 2
 start service 2 "$BIN/hello_service"
-said=$(timeout 20 "$BIN/hello_client")
-[[ $said == "hello, world, after "* ]] || fail "$said"
+# Again where the answer was there before the wait for it had begun.
+for ((try = 1; try <= 3; ++try)); do
+    said=$(timeout 20 "$BIN/hello_client")
+    [[ $said == VORN_ERR_LOCAL_TIMEOUT_ ]] || break
+done
+[[ $said == "hello, client, after "* ]] || fail "$said"
 finish service
