@@ -13,9 +13,10 @@ namespace Vorn35 {
 
 /// A `Stub_call` that needs no class of your own: a function takes the request and returns the answer.
 ///
-/// Everything said at `Stub_call` holds: the function runs on a listener thread with no lock held, one call of a code at a
-/// time, and must not throw. The runtime allocates a block of `_max_return_size` bytes for each request before the
-/// function runs; the answer is copied into it. For large answers, override `Stub_call::on_call`, which writes in place.
+/// Everything said at `Stub_call` holds: the function runs on a listener thread with no lock held, one call of a code
+/// at a time, and must not throw. The runtime allocates a block of `_max_return_size` bytes for each request before the
+/// function runs; the answer is copied into it. For large answers, override `Stub_call::on_call`, which writes in
+/// place.
 ///
 /// @code
 /// Vorn35::Stub_call_function echo(1, [](const Vorn35::Call_request& _request) -> Vorn35::Call_result {
