@@ -15,7 +15,8 @@ import sys
 import urllib.parse
 
 root = pathlib.Path(__file__).resolve().parent.parent
-pages = sorted([*root.glob("*.md"), *root.glob("docs/**/*.md")])
+site = sorted([root / "README.md", *root.glob("docs/**/*.md")])  # as INPUT of the Doxyfile
+pages = sorted({*site, *root.glob("*.md")})
 
 # Odd elements of a split are code: fenced blocks, then spans.
 fence = re.compile(r"^( *```.*?^ *```$)", re.MULTILINE | re.DOTALL)
@@ -93,7 +94,7 @@ def filtered(page):
             return f"![{text}]({file.name})"
         if file.suffix == ".h" and "export" in file.parts:
             return f'@ref {file.name} "{text}"'
-        if file not in pages:
+        if file not in site:
             return text
         # The links of the contents make the tree at the side.
         below = page.stem == "index" and file != page and not anchor and file.stem != "README"
