@@ -15,8 +15,7 @@ import sys
 import urllib.parse
 
 root = pathlib.Path(__file__).resolve().parent.parent
-site = sorted([root / "README.md", *root.glob("docs/**/*.md")])  # as INPUT of the Doxyfile
-pages = sorted({*site, *root.glob("*.md")})
+pages = sorted([*root.glob("*.md"), *root.glob("docs/**/*.md")])
 
 # Odd elements of a split are code: fenced blocks, then spans.
 fence = re.compile(r"^( *```.*?^ *```$)", re.MULTILINE | re.DOTALL)
@@ -27,12 +26,17 @@ heading = re.compile(r"^(#+) (.*)$", re.MULTILINE)
 
 def slugs(page):
     """Anchors of the headings, as code hosts make them."""
-    texts = (text for part in fence.split(page.read_text())[::2] for _, text in heading.findall(part))
-    return [slug(text) for text in texts]
+    seen = []
+    for part in fence.split(page.read_text())[::2]:
+        for _, text in heading.findall(part):
+            seen.append(slug(text, seen))
+    return seen
 
 
-def slug(text):
-    return re.sub(r"[^\w\- ]", "", text.lower()).replace(" ", "-")
+def slug(text, seen):
+    """The first of equal headings has no number."""
+    base = re.sub(r"[^\w\- ]", "", text.lower()).replace(" ", "-")
+    return next(name for n in range(len(seen) + 1) if (name := f"{base}-{n}" if n else base) not in seen)
 
 
 def label(page, anchor=""):
@@ -94,20 +98,19 @@ def filtered(page):
             return f"![{text}]({file.name})"
         if file.suffix == ".h" and "export" in file.parts:
             return f'@ref {file.name} "{text}"'
-        if file not in site:
+        if file not in pages:
             return text
         # The links of the contents make the tree at the side.
         below = page.stem == "index" and file != page and not anchor and file.stem != "README"
         below = below or file.parent.name == page.stem
         return f'@{"subpage" if below else "ref"} {label(file, anchor)} "{text}"'
 
-    title = True
+    seen = []
 
     def labelled(match):
-        nonlocal title
-        name = label(page) if title else label(page, slug(match[2]))
-        title = False
-        return f"{match.group()} {{#{name}}}"
+        title = not seen
+        seen.append(slug(match[2], seen))
+        return f'{match.group()} {{#{label(page, "" if title else seen[-1])}}}'
 
     parts = fence.split(page.read_text())
     for i in range(0, len(parts), 2):
