@@ -8,10 +8,11 @@ set -E
 root=$(cd "$(dirname "$0")/../.." && pwd)
 consumer=$root/tests/package/consumer
 
-# Ours only: what the standard library puts into each program is the compiler's matter. Thunks and the tables for
-# construction come with the classes.
+# Every name that the shared library exports, those of the C interface left out (its header lists them), and what
+# comes with a class: thunks and tables for construction.
 symbols() {  # the library
-    nm -D --defined-only -C "$1" | cut -d' ' -f3- | LC_ALL=C sort -u | grep -E '^((vtable|typeinfo) for )?Vorn35::'
+    nm -D --defined-only -C "$1" | cut -d' ' -f3- | LC_ALL=C sort -u |
+        grep -vE '^(vorn_|(VTT for|typeinfo name for|(non-)?virtual thunk to) Vorn35::)'
 }
 if [[ ${1:-} == symbols ]]; then
     symbols "$2"
@@ -72,6 +73,15 @@ diff "$root/tests/package/symbols.txt" <(symbols "$library") || fail "the public
 diff <(grep -oE '\bvorn_([a-z0-9_]+\(|on_[a-z]+;)' "$root/export/Vorn35/Vorn.h" | tr -d '(;' | LC_ALL=C sort -u) \
     <(nm -D --defined-only "$library" | grep -o '\bvorn_.*' | LC_ALL=C sort) || fail "the header in C, and the library"
 
+say "exceptions"
+# The library hides the type information of Boost, and a program that has its own must still catch by type.
+c++ -std=c++20 "$consumer/thrown.cpp" -o "$work/thrown" "-I$root/export" "$library" "-Wl,-rpath,$build"
+mkdir -p "$work/home/Config" "$work/home/run"
+thrown() { (cd "$work/home/run" && "$LAB" run --hosts 1 -- "$work/thrown" "$@"); }
+[[ $(thrown memory) == "system error" ]]
+echo "[VORN]" >"$work/home/Config/vorn.ini"
+[[ $(thrown) == "bad path" ]]
+
 for kind in static shared; do
     say "$kind: find_package, pkg-config"
     prefix=$work/$kind
@@ -90,7 +100,7 @@ for kind in static shared; do
 done
 
 say "README"
-mkdir -p "$work/home" "$work/here/build" "$work/app"
+mkdir -p "$work/here/build" "$work/app"
 ln -s "$build" "$work/here/build/release"
 cp "$consumer/consumer.cpp" "$work/app/app.cpp"
 cp "$consumer/consumer.c" "$work/app/app.c"
