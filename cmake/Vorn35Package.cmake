@@ -66,7 +66,8 @@ foreach(group runtime dev doc)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT debian_${group} EXCLUDE_FROM_ALL)
 endforeach()
 set(doc_dir ${CMAKE_INSTALL_DATADIR}/doc/libvorn35-doc)
-install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${doc_dir} COMPONENT debian_doc EXCLUDE_FROM_ALL)
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${doc_dir}
+    COMPONENT debian_doc EXCLUDE_FROM_ALL)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${doc_dir} COMPONENT debian_doc EXCLUDE_FROM_ALL
     FILES_MATCHING PATTERN "*.md")
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${doc_dir} COMPONENT debian_doc EXCLUDE_FROM_ALL)
