@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/property_tree/exceptions.hpp>
 #include <cstdlib>
 #include <fstream>
+#include <stdexcept>
 
 #include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/SDK/Proxy/_Proxy.h"
@@ -350,7 +350,7 @@ TEST_F(Life, ConfigurationFiles) {
         partials.push_back(std::string(all).replace(all.find("=3"), 2, no_integer));
     for (const std::string& partial : partials) {
         write(partial);
-        EXPECT_THROW(initialize(), boost::property_tree::ptree_error) << partial;
+        EXPECT_THROW(initialize(), std::runtime_error) << partial;
         EXPECT_EQ(gp_processor, nullptr);
         EXPECT_EQ(gp_memory, nullptr);
     }
