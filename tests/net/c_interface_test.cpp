@@ -69,7 +69,7 @@ constexpr On<'-'> c_down;  ///< disconnected, unlinked, cancelled
 constexpr On<'='> c_data;
 
 /// Of a wait that is repeated when the answer was there before it had begun.
-constexpr double c_short = 0.3;
+constexpr double c_short = 0.1;
 
 /// A service and a client in one process, each with a member of every kind.
 class C_interface : public Runtime {
@@ -146,15 +146,13 @@ TEST_F(C_interface, Life) {
     EXPECT_FALSE(vorn_stub_is_started(stub) || vorn_proxy_is_connected(proxy));
 }
 
+/// The tour in C shows the other forms of these.
 TEST_F(C_interface, Requests) {
     connect();
     Vorn_seq seq = 0;
     g_decision = c_refusal;
     says(vorn_proxy_call_delegate_call(proxy_call, &seq, "a", 1, 20), stub_call, "=" + self + " a");
     says(0, proxy_call, "= " + std::to_string(seq) + " 77 ");
-    g_decision = 0;
-    says(vorn_proxy_call_delegate_call(proxy_call, &seq, "a", 1, 20), stub_call, "=" + self + " a");
-    says(0, proxy_call, "= " + std::to_string(seq) + " 0 aX");
     vorn_proxy_call_cancel(proxy_call, -5);
     says(0, stub_call, "-" + self + " " + name_of(-5));
     says(vorn_proxy_signal_delegate_signal(proxy_signal, &seq, "a", 1, 20), stub_signal, "=" + self + " a");
@@ -162,11 +160,9 @@ TEST_F(C_interface, Requests) {
     // A wait may begin too late for the answer; the signal arrives all the same.
     vorn_proxy_signal_signal(proxy_signal, "b", 1, c_short, nullptr);
     says(0, stub_signal, "=" + self + " b");
-    double seconds = -1;
     vorn_proxy_signal_await_return(proxy_signal, vorn_proxy_signal_async_signal(proxy_signal, "c", 1, c_short),
-                                   &seconds);
+                                   nullptr);
     says(0, stub_signal, "=" + self + " c");
-    EXPECT_GE(seconds, 0);
     vorn_proxy_signal_cancel(proxy_signal, -5);
     says(0, stub_signal, "-" + self + " " + name_of(-5));
     says(vorn_stub_datagram_cast(stub_datagram, c_here, "a", 1), proxy_datagram, "= " + text_of(service) + " a");

@@ -69,26 +69,4 @@ TEST_F(Event, TwoClientsAtOnce) {
     EXPECT_FALSE(first.readable(0));
 }
 
-TEST_F(Event, AttachedMembersAndTheEndOfOne) {
-    auto second = std::make_unique<Event_service>(Msg_code{2}, publisher);
-    auto hears_second = std::make_unique<Event_client>(Msg_code{2}, subscriber);
-    auto& stranger = make<Event_client>(Msg_code{3}, subscriber);
-    subscriber.connect(publisher.open());
-    EXPECT_EQ(subscriber.link(), "link 0");
-    EXPECT_EQ(hears_second->link(), "link 0");
-    EXPECT_EQ(stranger.link(), "link VORN_ERR_NOT_SUPPORT_CODE_");
-    publisher.put("1");
-    second->put("2");
-    EXPECT_EQ(subscriber.log.take(), "value 1");
-    EXPECT_EQ(hears_second->log.take(), "value 2");
-    second.reset();  // stops the whole service; established connections stay
-    EXPECT_EQ(publisher.put("gone"), VORN_ERR_IS_NOT_CREATED_);
-    EXPECT_TRUE(subscriber.is_linked());
-    publisher.open();
-    EXPECT_EQ(publisher.put("not linked with this start"), 0);
-    hears_second.reset();
-    EXPECT_FALSE(subscriber.is_started() || subscriber.is_linked());
-    EXPECT_TRUE(subscriber.log.empty() && publisher.log.empty());
-}
-
 }  // namespace

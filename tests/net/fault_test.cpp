@@ -117,29 +117,71 @@ TEST_F(Clock_jump, MovesNothing) {
     EXPECT_TRUE(client.disconnected.empty() && service.disconnected.empty());
 }
 
-class Descriptors : public Pair {};
-
-/// What a service without descriptors does, is a scenario.
-TEST_F(Descriptors, NotEnoughForTheRuntimeItself) {
+class Descriptors : public Pair {
+protected:
+    void SetUp() override {
 #ifdef __SANITIZE_ADDRESS__
-    GTEST_SKIP() << "the sanitizer itself takes descriptors to look whether an address is valid";
+        GTEST_SKIP() << "the sanitizer itself takes descriptors to look whether an address is valid";
 #endif
-    rlimit limit{};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    for (const std::size_t left : {0, 3, 6, 9}) {
-        ASSERT_EQ(finalize(), 0);
-        const rlimit low{descriptors() - 1 + left, limit.rlim_max};  // one of them was the look itself
+        Pair::SetUp();
+        ::getrlimit(RLIMIT_NOFILE, &all);
+    }
+    void TearDown() override {
+        if (!IsSkipped()) Pair::TearDown();
+    }
+    /// Only so many more may be opened. The beat borrows one for a moment.
+    void leave(int _count) const {
+        int next = 1000;
+        for (int look = 0; look < 5; ++look, std::this_thread::sleep_for(std::chrono::milliseconds(1))) {
+            const int free = ::dup(0);
+            ::close(free);
+            next = std::min(next, free);
+        }
+        const rlimit low{static_cast<rlim_t>(next + _count), all.rlim_max};
         ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+    }
+    void give_back() const {
+        ::setrlimit(RLIMIT_NOFILE, &all);
+    }
+    void restart() const {
+        ASSERT_EQ(finalize(), 0);
+        ASSERT_EQ(initialize(), 0);
+    }
+    rlimit all{};
+};
+
+TEST_F(Descriptors, NoneForANewConnection) {
+    connect();
+    auto& second = make<Client>();
+    const std::size_t before = threads();
+    const int fd = stream();
+    leave(0);
+    const Raw_client refused(address.port, 0, fd);
+    refused.send(opening(refused.port(), address.port));
+    EXPECT_EQ(client.delegate_and_take(text("x")).data, text("x")) << "a connection that is up goes on";
+    EXPECT_EQ(second.start({c_here, 1}), EMFILE);
+    EXPECT_TRUE(eventually([before] { return threads() == before - 1; })) << "the worker that accepts has ended";
+    give_back();
+    const Raw_client ignored(address.port);
+    ignored.send(opening(ignored.port(), address.port));
+    EXPECT_FALSE(ignored.readable(20));
+    restart();
+    service.open();
+}
+
+TEST_F(Descriptors, NotEnoughForTheRuntimeItself) {
+    for (const int left : {0, 3, 6, 9}) {
+        ASSERT_EQ(finalize(), 0);
+        leave(left);
         ASSERT_EQ(initialize(), 0);
         Port port = 0;
         EXPECT_EQ(service.start(nullptr, &port), EMFILE);
-        ::setrlimit(RLIMIT_NOFILE, &limit);
+        give_back();
         // Nothing is opened that no worker serves.
         EXPECT_EQ(service.start(nullptr, &port), -1) << left;
         EXPECT_EQ(client.start({c_here, 1}), -1) << left;
     }
-    ASSERT_EQ(finalize(), 0);
-    ASSERT_EQ(initialize(), 0);
+    restart();
     connect();
 }
 

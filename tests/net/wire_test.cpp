@@ -1,6 +1,7 @@
 // Every byte that two processes exchange, checked by a peer with an encoder of its own.
 
 #include <cmath>
+#include <set>
 
 #include "net/support/objects.h"
 
@@ -109,18 +110,16 @@ TEST_F(Wire, OnlyPlainReturnsAreAcknowledged) {
 TEST_F(Wire, MessagesInSingleBytesAndInOnePiece) {
     address = service.open();
     const Raw_client raw(address.port);
-    for (const std::uint8_t byte : opening(raw.port(), address.port)) raw.send(Bytes{byte});
-    EXPECT_EQ(raw.read(1024).size(), 1024U);
-    for (const std::uint8_t byte : raw.call(1, text("slowly")).bytes()) raw.send(Bytes{byte});
+    for (const std::uint8_t byte : opening(raw.port(), address.port) + raw.call(1, text("slowly")).bytes())
+        raw.send(Bytes{byte});
+    raw.read(1024);
     EXPECT_EQ(raw.next().payload, text("slowly"));
-    // Heartbeats and unknown acknowledgements stand between them.
-    Bytes all;
+    Bytes all;  // heartbeats and unknown acknowledgements stand between them
     for (std::uint16_t num = 2; num < 12; ++num)
         all = all + raw.call(num, text("fast")).bytes() + Wire_message{}.bytes() + raw.call(num, {}, 0x34).bytes();
     raw.send(all);
-    std::vector<bool> seen(12);
-    for (std::uint16_t num = 2; num < 12; ++num) seen[raw.next().num] = true;
-    EXPECT_EQ(std::count(seen.begin(), seen.end(), true), 10);
+    std::set<std::uint16_t> answered;
+    while (answered.size() < 10) EXPECT_TRUE(answered.insert(raw.next().num).second);
 }
 
 // --- the directory of names ------------------------------------------------------------------------------
@@ -194,20 +193,12 @@ TEST_F(Wire, DirectoriesThatAreHeard) {
 }
 
 TEST_F(Wire, NamesLiveEightBeats) {
-    const auto says_and_lives_eight = [] {  // unless a beat falls in between
-        say(directory(1, 32, entry(10, "mortal")));
-        const Exclusive_hold hold;
-        const auto found = gp_processor->named_remote_stubes.find("mortal");
-        return found != gp_processor->named_remote_stubes.end() && found->second.ttl == 8;
-    };
-    for (const int beats : {5, 8}) {
-        ASSERT_TRUE(eventually(says_and_lives_eight));
-        const Exclusive_hold hold;
-        auto& found = gp_processor->named_remote_stubes.at("mortal").ttl = 8;
-        for (int beat = 1; beat < beats; ++beat) gp_processor->countdown_remote_stubes_info();
-        EXPECT_EQ(found, 9 - beats);
-    }
+    EXPECT_TRUE(heard(directory(1, 32, entry(10, "mortal")), "mortal", 10));
     const Exclusive_hold hold;
+    int& ttl = gp_processor->named_remote_stubes.at("mortal").ttl;
+    EXPECT_TRUE(ttl == 8 || ttl == 7) << ttl;  // one beat may have fallen in between
+    while (ttl > 1) gp_processor->countdown_remote_stubes_info();
+    EXPECT_TRUE(gp_processor->named_remote_stubes.contains("mortal"));
     gp_processor->countdown_remote_stubes_info();
     EXPECT_FALSE(gp_processor->named_remote_stubes.contains("mortal"));
 }

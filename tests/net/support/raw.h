@@ -83,10 +83,6 @@ public:
         set(IPPROTO_TCP, TCP_NODELAY, 1);
     }
     Raw_socket(Raw_socket&& _other) noexcept : fd(std::exchange(_other.fd, -1)) {}
-    Raw_socket& operator=(Raw_socket&& _other) noexcept {
-        std::swap(fd, _other.fd);
-        return *this;
-    }
     ~Raw_socket() { close(); }
 
     void set(int _level, int _option, int _value) const { ::setsockopt(fd, _level, _option, &_value, sizeof _value); }
@@ -226,8 +222,8 @@ public:
 /// Listens as a service does.
 class Raw_server : public Raw_socket {
 public:
-    explicit Raw_server(int _fd = stream(), std::uint16_t _port = 0) : Raw_socket(_fd) {
-        bind(_port);
+    Raw_server() : Raw_socket(stream()) {
+        bind(0);
         EXPECT_EQ(::listen(fd, 100), 0);
     }
     Raw_connection accept() const { return Raw_connection(::accept(fd, nullptr, nullptr)); }
