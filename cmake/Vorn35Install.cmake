@@ -4,7 +4,8 @@ include(CMakePackageConfigHelpers)
 
 set(vorn35_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Vorn35)
 
-# Components, for who wants one kind of library only: static, shared, and what both need.
+# Components: `common` is what both kinds of library need, `static` and `shared` are what a compiler needs of each
+# kind, and `runtime` is the shared library itself.
 foreach(library IN LISTS vorn35_libraries)
     if(library STREQUAL vorn_shared)
         set(component shared)
@@ -15,23 +16,25 @@ foreach(library IN LISTS vorn35_libraries)
     endif()
     install(TARGETS ${library} EXPORT ${targets}
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component}
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component})
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT ${component})
     install(EXPORT ${targets} NAMESPACE Vorn35:: DESTINATION ${vorn35_package_dir} COMPONENT ${component})
 endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/export/Vorn35 DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     COMPONENT common FILES_MATCHING PATTERN "*.h")
+install(FILES ${vorn35_generated_dir}/Vorn35/version.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Vorn35
+    COMPONENT common)
 
 configure_package_config_file(
     ${PROJECT_SOURCE_DIR}/cmake/Vorn35Config.cmake.in ${PROJECT_BINARY_DIR}/Vorn35Config.cmake
     INSTALL_DESTINATION ${vorn35_package_dir})
-# Before 1.0 each minor version may break its users, as the SOVERSION says too.
+# Before 1.0 each minor version may be incompatible, as the SOVERSION says too.
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/Vorn35ConfigVersion.cmake
     COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/Vorn35Config.cmake ${PROJECT_BINARY_DIR}/Vorn35ConfigVersion.cmake
     DESTINATION ${vorn35_package_dir} COMPONENT common)
 
-# The prefix is told relative to the file itself, so that an installation can be moved and `--prefix` of
-# `cmake --install` holds. Absolute folders, as some distributions set them, stay what they are.
+# The prefix is relative to the pkg-config file, so that an installation can be moved and `cmake --install --prefix`
+# works. Absolute directories, as some distributions set them, stay absolute.
 set(vorn35_pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
     set(vorn35_pc_prefix ${CMAKE_INSTALL_PREFIX})

@@ -4,7 +4,7 @@
 
 struct Door : Vorn35::Stub_event {
     Door() : Stub_event(1) {}
-    void open() { event("open", 4); }  // to whoever is linked now
+    void open() { event("open", 4); }  // to each client that is linked now
 };
 
 struct Guard : Vorn35::Proxy_event {

@@ -9,29 +9,29 @@
 
 namespace Vorn35 {
 
-/// The snapshot itself. It holds its messages; applications only hand it from `see_history` to a `History`.
+/// A snapshot of values. `see_history` makes it; pass it to a `History`, which reads and frees it.
 struct Letter_case;
-/// How a snapshot is handed over.
+/// Pointer to a snapshot that its receiver must free, by passing it to a `History`.
 using Letter_case_ = Letter_case*;
 
 /// One value of a `History`.
 template <class T>
 struct THistory_elem;
 
-/// One value as it came: the bytes, untyped. The default is an element with every field 0.
+/// One value as untyped bytes. The default is an element with every field 0.
 template <>
 struct THistory_elem<void> {
-    void* buffer_ = nullptr;  ///< The bytes; null when there are none. Valid as long as the `History` it is from.
+    void* buffer_ = nullptr;  ///< The bytes; null when there are none. Valid as long as the `History` it comes from.
     Pksize size = 0;          ///< Number of bytes.
     double interval = 0;      ///< The time limit that the value was sent with, in seconds.
-    Clock clock = 0;          ///< When it came, or was last stamped: a tick of `get_cpu_clock`.
+    Clock clock = 0;          ///< When the value arrived or was last stamped: a tick of `get_cpu_clock`.
 };
 
-/// Owner of one snapshot, with deep copy: a copy holds the same messages by references of its own, and every
-/// `History` gives back exactly what it holds. The messages stay as long as any handle holds them, however
-/// the live queue moves on, and also past `finalize`.
+/// Owns one snapshot. A copy shares the values by reference count and owns its references. The values stay valid until
+/// the last `History` that holds them is cleared or destroyed, also when the member has newer values and after
+/// `finalize`.
 ///
-/// One thread uses one handle at a time; copies may live on different threads.
+/// Threads: one thread at a time may use one `History`. Copies may be used on different threads at the same time.
 ///
 /// @code
 /// Vorn35::History history = proxy_information.see_history(10);
@@ -40,25 +40,25 @@ struct THistory_elem<void> {
 class VORN35_API History {
 public:
     History() = default;
-    /// Takes over the snapshot, which may be null. Not explicit: `see_history` initialises a `History`.
+    /// Takes ownership of the snapshot, which may be null. Not explicit, so that `see_history` initialises a `History`.
     History(Letter_case_ _letter_case_) : letter_case_(_letter_case_) {}
-    /// Holds the messages of the other by references of its own.
+    /// Shares the values of the other.
     History(const History& _other);
+    /// Releases the snapshot.
     ~History();
 
-    /// Releases the present snapshot and takes over the given one.
+    /// Releases the present snapshot and takes ownership of the given one.
     History& operator=(Letter_case_ _letter_case_);
-    /// Releases the present snapshot and copies the other's. Assigning a handle to itself changes nothing.
+    /// Releases the present snapshot and shares the other's values. Assigning an object to itself changes nothing.
     History& operator=(const History& _other);
 
-    /// True when there is a snapshot, be it empty.
+    /// True when there is a snapshot, even an empty one.
     operator bool() const { return letter_case_ != nullptr; }
-    /// The element at an index; one with every field 0 when there is none. In a snapshot of `see_history`, 0
-    /// is the newest.
+    /// The value at an index; 0 is the newest. Every field is 0 when the index is too large.
     THistory_elem<void> operator[](unsigned int _index) const;
-    /// Number of elements; 0 without a snapshot.
+    /// Number of values; 0 without a snapshot.
     std::size_t size() const;
-    /// True also without a snapshot.
+    /// True when there is no value, or no snapshot.
     bool empty() const { return size() == 0; }
     /// Releases the snapshot.
     void clear();

@@ -4,12 +4,13 @@
 
 namespace Vorn35 {
 
-/// Made by an `async_` operation and given back to the matching `await_` operation, which frees it.
+/// An outstanding request. An `async_` operation allocates it; the matching `await_` operation waits for it and frees
+/// it.
 ///
-/// To be awaited exactly once, by one thread. One that is never awaited is never freed. An `async_` operation
-/// that failed gives a `Promise`, too: the `await_` operation then returns the failure.
+/// Await each `Promise` exactly once, on one thread. One that is never awaited is a memory leak. An `async_` operation
+/// that fails returns a `Promise` as well: the `await_` operation then returns the failure at once.
 class Promise;
-/// How a request is handed over.
+/// Pointer to a `Promise` that must be passed to an `await_` operation.
 using Promise_ = Promise*;
 
 }  // namespace Vorn35

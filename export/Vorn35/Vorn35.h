@@ -2,6 +2,7 @@
 /// The whole class interface of Vorn35.
 #pragma once
 
+#include "Vorn35/Call_result.h"
 #include "Vorn35/History.h"
 #include "Vorn35/Promise.h"
 #include "Vorn35/Proxy.h"
@@ -11,13 +12,16 @@
 #include "Vorn35/Proxy_event.h"
 #include "Vorn35/Proxy_information.h"
 #include "Vorn35/Proxy_signal.h"
+#include "Vorn35/Statistics.h"
 #include "Vorn35/Stub.h"
 #include "Vorn35/Stub_call.h"
+#include "Vorn35/Stub_call_function.h"
 #include "Vorn35/Stub_command.h"
 #include "Vorn35/Stub_datagram.h"
 #include "Vorn35/Stub_event.h"
 #include "Vorn35/Stub_information.h"
 #include "Vorn35/Stub_signal.h"
+#include "Vorn35/version.h"
 #include "Vorn35/vorn_error.h"
 #include "Vorn35/vorn_serial_parallel.h"
 #include "Vorn35/vorn_typedef.h"

@@ -1,10 +1,10 @@
 /// @file
-/// The mark of what the shared library shows. The same header serves those who build the library, static or
-/// shared, and those who use it: nothing needs to be defined.
+/// Marks what the shared library exports. The same header serves the build of the library, static or shared, and
+/// its users: no macro needs to be defined.
 #pragma once
 
 #if defined(__GNUC__)
-/// In front of the name of a class, or of a function: visible, while all that is not marked stays hidden.
+/// Stands before the name of an exported class or function. Everything without the mark is hidden.
 #define VORN35_API __attribute__((visibility("default")))
 #else
 #define VORN35_API

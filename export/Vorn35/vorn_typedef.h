@@ -1,5 +1,5 @@
 /// @file
-/// Scalar types, addresses and small enumerations that every part of the interface shares.
+/// Scalar types, addresses and enumerations of the whole interface.
 #pragma once
 
 #include <compare>
@@ -7,19 +7,19 @@
 
 namespace Vorn35 {
 
-/// Port number, in host byte order everywhere in the program.
+/// Port number in host byte order.
 using Port = std::uint16_t;
 /// IPv4 address in network byte order, as `inet_addr` gives it: 127.0.0.1 is 0x0100007F.
 using IP = std::uint32_t;
-/// Selects one member (one call, signal, event, ...) inside a `Stub`.
+/// Selects one member (call, signal, event, ...) of a `Stub`. Each kind has codes of its own.
 using Msg_code = std::uint16_t;
-/// Sequence number of one exchange. Wraps at 16 bits; 0 is a number like any other.
+/// Number of one request. It wraps at 16 bits; 0 is a valid number.
 using Msg_num = std::uint16_t;
 /// Payload size in bytes.
 using Pksize = std::uint32_t;
 /// Result code: 0 is success. See `vorn_error.h`.
 using Error = std::int32_t;
-/// Interface family number (1 call, 2 signal, 3 event, 4 command, 5 information, 6 datagram, 0 none).
+/// Kind of a member: 1 call, 2 signal, 3 event, 4 command, 5 information, 6 datagram; 0 none.
 using Transaction = std::uint8_t;
 /// Protocol version; occupies 3 bits on the wire.
 using Version = std::uint8_t;
@@ -28,18 +28,16 @@ using Priority = std::uint8_t;
 /// Tick count of `get_cpu_clock`: nanoseconds of the steady clock.
 using Clock = std::uint64_t;
 
-/// TCP or UDP address of one end of a connection, or of a `Stub`.
-///
-/// Ordered by `port` first and by `ip` second, both ascending. Every table keyed by `Addr` uses this order.
+/// TCP or UDP address of a `Stub`, or of one end of a connection. Ordered by `port`, then by `ip`.
 struct Addr {
     IP ip = 0;      ///< The host.
     Port port = 0;  ///< The port on it.
 
     constexpr Addr() = default;
-    /// An address of its two halves.
+    /// An address of a host and a port.
     constexpr Addr(IP _ip, Port _port) : ip(_ip), port(_port) {}
 
-    /// Equal in both halves.
+    /// Equal host and port.
     friend constexpr bool operator==(const Addr& _a, const Addr& _b) = default;
     /// By `port`, then by `ip`.
     friend constexpr std::strong_ordering operator<=>(const Addr& _a, const Addr& _b) {
@@ -48,15 +46,16 @@ struct Addr {
     }
 };
 
-/// Key under which messages may be ordered: see `vorn_serial_parallel.h`.
+/// Ordering key of messages: see `vorn_serial_parallel.h`.
 struct Msg_addr {
-    /// Destination port of the message: for a message to a `Stub`, the port of the `Stub`.
+    /// Destination port of the message. For a message to a `Stub`, the port of the `Stub`.
     Port port = 0;
-    Msg_code code = 0;            ///< The member of the `Stub`.
-    Transaction transaction = 0;  ///< Its kind.
+    Msg_code code = 0;  ///< Code of the member.
+    Transaction transaction =
+        0;  ///< Kind of the member: 1 call, 2 signal, 3 event, 4 command, 5 information, 6 datagram.
 
     constexpr Msg_addr() = default;
-    /// A key of its three parts.
+    /// A key of a port, a code and a kind.
     constexpr Msg_addr(Port _port, Msg_code _code, Transaction _transaction)
         : port(_port), code(_code), transaction(_transaction) {}
 
@@ -64,7 +63,7 @@ struct Msg_addr {
     friend constexpr auto operator<=>(const Msg_addr& _a, const Msg_addr& _b) = default;
 };
 
-/// When a value (information, command) is handed to its receivers.
+/// When a value (information, command) is sent to its receivers.
 enum Sync_model : std::uint8_t {
     on_post = 0,   ///< At each `post`.
     on_timer = 1,  ///< At a fixed rate.

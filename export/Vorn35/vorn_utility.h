@@ -1,5 +1,5 @@
 /// @file
-/// Life of the runtime, and small helpers.
+/// Start and end of the runtime, the directory of names, and small helpers.
 #pragma once
 
 #include <cstddef>
@@ -9,17 +9,17 @@
 
 namespace Vorn35 {
 
-/// Brings the runtime up: 8 listener threads, 1 timer and 5 network threads. Must come first and once; may be
-/// called again after `finalize`.
+/// Starts the runtime: 8 listener threads, 1 timer thread and 5 network threads. Call it once, before any `start`;
+/// after `finalize` it may be called again.
 ///
-/// Settings come from the file "../Config/vorn.ini", relative to the working directory. No file, or one that is
-/// not an INI file, means the defaults; a file that lacks one of the keys is an error.
+/// Settings come from the file "../Config/vorn.ini", relative to the working directory. Without the file, or if it is
+/// not an INI file, the defaults apply. A file that lacks one of the keys is an error.
 ///
-/// A process may end without `finalize`; callbacks may then run until its end.
+/// A process may end without `finalize`. Callbacks may then run until its end.
 ///
-/// @return 0; "VORN_ERR_ALREADY_CREATED_" when the runtime is up. Failures of the network are not reported.
-/// @throws std::exception when the configuration file lacks a key or holds a number that is none, or when a thread cannot
-///         be had. Nothing is up then, and a later call may succeed.
+/// @return 0, or "VORN_ERR_ALREADY_CREATED_" when the runtime is running. Failures of the network are not reported.
+/// @throws std::exception when the configuration file lacks a key or has a value that is not a number, or when a thread
+///        cannot be created. The runtime is not running then, and a later call may succeed.
 ///
 /// @code
 /// Vorn35::initialize();
@@ -28,29 +28,31 @@ namespace Vorn35 {
 /// @endcode
 VORN35_API Error initialize();
 
-/// The same with a number of listener threads of your own.
-/// @param _thread_count listener threads that run callbacks; 0 for none.
-/// @param _call_buffer_count kept as the pipe's `max_size`; changes no limit.
+/// `initialize` with a chosen number of listener threads.
+/// @param _thread_count number of listener threads, which run the callbacks. With 0 no callback runs.
+/// @param _call_buffer_count stored, but changes no limit.
 /// @param _udp_buffer_count ignored.
 VORN35_API Error initialize(std::size_t _thread_count, std::size_t _call_buffer_count, std::size_t _udp_buffer_count);
 
-/// Takes the runtime down: ends and joins all its threads. Never call it from a callback.
+/// Ends the runtime: waits for running callbacks, then ends and joins all its threads. Never call it from a callback.
 ///
-/// Objects that are still started are not started any more afterwards, without a callback; they may be destroyed
-/// later, or started again after the next `initialize`. Callbacks that run are waited for.
+/// Stops all objects that are started, without callbacks. They may be destroyed later, or started again after the next
+/// `initialize`. After `finalize` no callback runs.
 /// @return 0.
 VORN35_API Error finalize();
 
-/// Finds a service by its name among those that were heard in the last eight seconds.
+/// Finds a service by its name, among the names received in the last eight seconds. Each process broadcasts the names
+/// of its services once a second. Any thread may call it.
 /// @param _name_ not null.
-/// @param _stub_addr_ receives the address when found, and is left alone otherwise.
-/// @return number of addresses found: 0 or 1. Any thread.
+/// @param _stub_addr_ receives the address if the name is found. Not null.
+/// @return number of addresses found: 0 or 1.
 VORN35_API std::size_t get_address(const char* _name_, Addr* _stub_addr_);
 
-/// The last reason that an `on_unlink` was given on this thread.
+/// The `Error` that the last `on_unlink` on this thread received.
 VORN35_API Error get_last_error();
 
-/// IPv4 address of a text such as "198.51.100.1", as the C library's function of that name gives it.
+/// IPv4 address of a text such as "198.51.100.1", like the C library's function of that name: 255.255.255.255 for a
+/// text that is no address, or null.
 VORN35_API IP inet_addr(const char* _text_);
 /// Text of an address. Valid until the next call on the same thread.
 VORN35_API const char* inet_ntoa(IP _ip);

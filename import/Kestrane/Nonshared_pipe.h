@@ -43,6 +43,11 @@ public:
         return queue.empty();
     }
 
+    std::size_t length() {
+        const std::lock_guard guard(lock);
+        return queue.size();
+    }
+
     /// False: a pipe has no bound of its own.
     bool test_full() { return false; }
 

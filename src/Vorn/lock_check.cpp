@@ -2,34 +2,22 @@
 
 #ifdef VORN35_CHECK_LOCKS
 
-#include <execinfo.h>
-#include <unistd.h>
-
 #include <array>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
+#include "Kestrane/_debug.h"
 #include "Vorn/mutex.h"
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#include <sanitizer/common_interface_defs.h>
-#endif
 
 namespace Vorn35::lock_check {
 
 namespace {
 
-struct Stack {
-    std::array<void*, 24> frames;
-    int depth;
-};
-
 struct Held {
     const void* mutex;
     const Lock_place* place;
-    Stack taken;
+    Kestrane::Call_stack taken;
 };
 
 /// Far more than the levels that one thread ever stands on.
@@ -39,35 +27,14 @@ constexpr std::size_t c_most = 16;
 thread_local std::array<Held, c_most> t_held;
 thread_local std::size_t t_count = 0;
 
-void capture(Stack* _stack_) {
-    _stack_->depth = ::backtrace(_stack_->frames.data(), static_cast<int>(_stack_->frames.size()));
-}
-
-void print(const Stack& _stack) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    // Knows functions and lines, also of what the program does not export.
-    for (int i = 0; i < _stack.depth; ++i) {
-        std::array<char, 2048> lines{};
-        auto* const call = static_cast<char*>(_stack.frames[static_cast<std::size_t>(i)]) - 1;
-        __sanitizer_symbolize_pc(call, "    %p %f %S", lines.data(), lines.size());
-        // One for each function that was inlined there; an empty one ends them.
-        for (const char* line = lines.data(); *line != '\0'; line += std::strlen(line) + 1) {
-            std::fprintf(stderr, "%s\n", line);
-        }
-    }
-#else
-    ::backtrace_symbols_fd(_stack.frames.data(), _stack.depth, STDERR_FILENO);
-#endif
-}
-
 [[noreturn]] void die(const Held* _held) {
-    Stack here{};
-    capture(&here);
+    Kestrane::Call_stack here{};
+    here.capture();
     std::fprintf(stderr, "here:\n");
-    print(here);
+    here.print();
     if (_held != nullptr) {
         std::fprintf(stderr, "%s was taken:\n", _held->place->name);
-        print(_held->taken);
+        _held->taken.print();
     }
     std::abort();
 }
@@ -85,7 +52,7 @@ void taking(const void* _mutex, const Lock_place& _place) {
     Held& next = t_held.at(t_count++);
     next.mutex = _mutex;
     next.place = &_place;
-    capture(&next.taken);
+    next.taken.capture();
 }
 
 void released(const void* _mutex) {
@@ -99,12 +66,9 @@ void released(const void* _mutex) {
 }
 
 void leaving() {
-    for (std::size_t i = 0; i < t_count; ++i) {
-        if (t_held[i].place == &lock_order::on_sync) continue;
-        std::fprintf(stderr, "vorn35: lock order: application code or a wait while %s is held\n",
-                     t_held[i].place->name);
-        die(&t_held[i]);
-    }
+    if (t_count == 0) return;
+    std::fprintf(stderr, "vorn35: lock order: application code or a wait while %s is held\n", t_held[0].place->name);
+    die(&t_held[0]);
 }
 
 }  // namespace Vorn35::lock_check

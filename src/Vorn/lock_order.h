@@ -17,19 +17,15 @@ struct Lock_place {
 /// Outermost first. What each of them guards is said at its mutex.
 namespace lock_order {
 
-/// May be held while application code runs, or while an answer is waited for; no other lock may, so this one is
-/// ahead of all that the application's calls take.
-inline constexpr Lock_place on_sync{0, "on_sync_mutex"};
-
 inline constexpr Lock_place event{10, "event_mutex"};
 inline constexpr Lock_place life{20, "g_life_mutex"};
-inline constexpr Lock_place model{30, "Value_buffer::timer_mutex"};  ///< Its holder waits for a tick that runs.
+inline constexpr Lock_place model{30, "inf_timer_mutex"};  ///< Its holder waits for a tick that runs.
 inline constexpr Lock_place serial{40, "serial_lock"};
 inline constexpr Lock_place processor{50, "mutex_01"};
 
 // An object's or member's own, and a queue of messages.
-inline constexpr Lock_place mm{60, "mm_mutex"};
-inline constexpr Lock_place sync_mm{70, "sync_mm_mutex"};
+inline constexpr Lock_place mm{60, "inf_mm_mutex"};
+inline constexpr Lock_place sync_mm{70, "inf_sync_mm_mutex"};
 inline constexpr Lock_place links{80, "connections_mutex"};
 inline constexpr Lock_place information{80, "information_mutex"};
 inline constexpr Lock_place qbuffer{80, "m_lock"};
@@ -46,6 +42,8 @@ inline constexpr Lock_place ooo{120, "ooo"};
 // Under these a block of memory may be given back, and no more.
 inline constexpr Lock_place returns{130, "return_map_mutex"};
 inline constexpr Lock_place deferred{130, "destroy_vect_mutex"};
+inline constexpr Lock_place turns{130, "Sync_turns::mutex"};
+inline constexpr Lock_place dispatches{130, "dispatches.cpp: g_mutex"};
 inline constexpr Lock_place numbers{130, "seq_num_mutex"};
 inline constexpr Lock_place repeats{130, "last_seq_num_mutex"};
 inline constexpr Lock_place connection{130, "connection_mutex"};

@@ -41,7 +41,7 @@ namespace lock_check {
 /// Ahead of taking a lock, in whatever way.
 void taking(const void* _mutex, const Lock_place& _place);
 void released(const void* _mutex);
-/// Application code is about to run, or the thread waits for somebody else: it holds nothing but what it may then.
+/// Application code is about to run, or the thread is about to wait for another one: it must hold no lock.
 void leaving();
 #else
 inline void taking(const void* /*_mutex*/, const Lock_place& /*_place*/) {}

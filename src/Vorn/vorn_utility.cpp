@@ -1,17 +1,17 @@
 #include "Vorn35/vorn_utility.h"
 
-#include <arpa/inet.h>
-
 #include <chrono>
+
+#include "Kestrane/_inet.h"
 
 namespace Vorn35 {
 
 IP inet_addr(const char* _text_) {
-    return _text_ != nullptr ? ::inet_addr(_text_) : INADDR_NONE;
+    return Kestrane::inet_addr(_text_);
 }
 
 const char* inet_ntoa(IP _ip) {
-    return ::inet_ntoa(in_addr{_ip});
+    return Kestrane::inet_ntoa(_ip);
 }
 
 Clock get_cpu_clock() {

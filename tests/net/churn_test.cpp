@@ -127,9 +127,6 @@ public:
 
     void run() {
         ASSERT_EQ(initialize(c_listeners, 16, 0), 0);
-        const Addr address = muster.open();
-        msg_processing_by_parallel(Msg_addr(address.port, c_code, 1));
-        asks.connect(address);
         std::vector<std::thread> users;
         std::vector<std::thread> destroyers;
         const auto spawn = [this](std::vector<std::thread>* _threads_, const std::atomic<bool>& _until, auto _step) {
@@ -193,16 +190,6 @@ private:
         const Stub_information information(c_unused, stubs[_random.below(2)]->stub);
         const Proxy_command command(c_unused, proxies[_random.below(2)]->proxy);
     }
-    /// Returns when no callback runs any more of an object that was stopped: all listeners were in one of ours at once.
-    void all_callbacks_out() {
-        const std::lock_guard alone(one_at_a_time);
-        muster.gate.close();
-        for (Msg_num num = 0; muster.gate.waiting() < c_listeners;) {
-            asks.delegate_call(&num, nullptr, 0, 5);
-            std::this_thread::sleep_for(std::chrono::microseconds(100));
-        }
-        muster.gate.open();
-    }
     void live_and_die(Random& _random) {
         auto service = std::make_unique<Stubs>();
         auto client = std::make_unique<Proxies>();
@@ -219,16 +206,12 @@ private:
             }
         }
         if (_random.one_in(2)) service->stub.stop();
-        client->proxy.stop();
-        service->stub.stop();
-        all_callbacks_out();
+        client->proxy.stop_and_wait(20);
+        service->stub.stop_and_wait(20);
         if (_random.one_in(2)) client.reset();
     }
 
     Random random;
-    std::mutex one_at_a_time;  ///< Two at once would each hold some of the listeners, for ever.
-    Service muster;
-    Client asks;
     std::array<std::unique_ptr<Stubs>, 2> stubs{std::make_unique<Stubs>(), std::make_unique<Stubs>()};
     std::array<std::unique_ptr<Proxies>, 2> proxies{std::make_unique<Proxies>(), std::make_unique<Proxies>()};
     std::array<std::atomic<Port>, 2> ports{};

@@ -81,4 +81,59 @@ TEST_F(Command, ClientDestroyedWithItsTimerInFullBeat) {
     lost_blocks = 2;
 }
 
+/// Values run in parallel here; three wait behind the `on_sync` of the first.
+TEST_F(Command, EndOfALinkWaitsForOnSync) {
+    for (const bool is_lost : {false, true}) {
+        auto& acceptor = make<Command_service>();
+        acceptor.set_history_size(9);
+        const Addr service = acceptor.open();
+        msg_processing_by_parallel(Msg_addr(service.port, c_code, 4));
+        Other_client writer(service);
+        const Addr self = writer.self();
+        for (const bool ends : {false, true}) {
+            EXPECT_EQ(writer.ask(EMsg::command_connect, c_code), EMsg::command_confirm);
+            Gate gate;
+            gate.close();
+            acceptor.in_callback = [&](Addr) { gate.pass(); };
+            writer.tell(EMsg::command_tcp, c_code, "first");
+            gate.until_reached();
+            for (const char* const text : {"a", "b", "c"}) writer.tell(EMsg::command_tcp, c_code, text);
+            const auto values = [&] { return History(acceptor.see_history(self, 9)).size(); };
+            ASSERT_TRUE(eventually([&] { return values() == 4; }));
+            const std::string history = joined(acceptor.see_history(self, 9));
+            if (!ends) {
+                gate.open();
+                EXPECT_EQ(acceptor.log.take(), "value first");
+                std::string told;
+                for (int i = 0; i < 3; ++i) told = acceptor.log.take().substr(std::strlen("value ")) + "," + told;
+                EXPECT_EQ(told + "first,", history);
+                writer.tell(EMsg::command_shutdown, c_code);
+                EXPECT_EQ(acceptor.log.take(), "unlink 0");
+                continue;
+            }
+            std::thread unlinks([&] {
+                if (is_lost) {
+                    writer.reset();
+                } else {
+                    acceptor.unlink(self);
+                    acceptor.log.put("unlinked");
+                }
+            });
+            // Ended, and yet not told: time for whoever does not wait.
+            EXPECT_TRUE(eventually([&] { return values() == 0; }));
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            gate.open();
+            unlinks.join();
+            EXPECT_EQ(acceptor.log.take(), "value first");
+            EXPECT_EQ(acceptor.log.take(), is_lost ? "unlink VORN_ERR_DISCONNECTED_TCP_" : "unlinked");
+            if (is_lost) {
+                EXPECT_EQ(acceptor.log.take(), "disconnect");
+            }
+            acceptor.stop();
+            EXPECT_TRUE(acceptor.log.empty());
+        }
+    }
+    lost_blocks = 8;
+}
+
 }  // namespace

@@ -127,7 +127,9 @@ protected:
         ::getrlimit(RLIMIT_NOFILE, &all);
     }
     void TearDown() override {
-        if (!IsSkipped()) Pair::TearDown();
+        if (IsSkipped()) return;
+        give_back();
+        Pair::TearDown();
     }
     /// Only so many more may be opened. The beat borrows one for a moment.
     void leave(int _count) const {
@@ -160,8 +162,8 @@ TEST_F(Descriptors, NoneForANewConnection) {
     refused.send(opening(refused.port(), address.port));
     EXPECT_EQ(client.delegate_and_take(text("x")).data, text("x")) << "a connection that is up goes on";
     EXPECT_EQ(second.start({c_here, 1}), EMFILE);
-    EXPECT_TRUE(eventually([before] { return threads() == before - 1; })) << "the worker that accepts has ended";
     give_back();
+    EXPECT_TRUE(eventually([before] { return threads() == before - 1; })) << "the worker that accepts has ended";
     const Raw_client ignored(address.port);
     ignored.send(opening(ignored.port(), address.port));
     EXPECT_FALSE(ignored.readable(20));

@@ -38,6 +38,25 @@ protected:
         std::memcpy(taken, "late", 4);  // the writer cannot know
         waits.join();
         EXPECT_EQ(writer.post(1), VORN_ERR_IS_NOT_CREATED_);
+        if constexpr (!_ends.c_from_service) return;
+        // What the old writer still does must not touch the block of the next one.
+        _ends.service.open();
+        Gate gate;
+        gate.close();
+        std::thread next([&] {
+            void* const own = writer.get(4);
+            gate.pass();
+            std::memcpy(own, "next", 4);
+            EXPECT_EQ(writer.post(4), 0);
+        });
+        gate.until_reached();
+        EXPECT_EQ(writer.post(1), VORN_ERR_DONT_GET_);
+        writer.cancel();
+        EXPECT_EQ(writer.post(1), VORN_ERR_DONT_GET_);
+        std::memcpy(taken, "done", 4);
+        gate.open();
+        next.join();
+        EXPECT_EQ(joined(writer.see_history(1)), "next,");
     }
 
     template <class Kind, class... Form>
@@ -125,6 +144,18 @@ TEST_F(Information, LargeValuesAndMulticast) {
     attached.connect_and_link(false);
     attached.pass(pattern<std::string>(60000));
     attached.pass(pattern<std::string>(8 << 20));
+}
+
+TEST_F(Information, ReliableClientThatLeavesByTheOtherForm) {
+    const Other_client client(publisher.open());
+    EXPECT_EQ(client.ask(EMsg::delegate_information_tcp_connect, c_code), EMsg::delegate_information_tcp_confirm);
+    for (const EMsg leave : {EMsg::delegate_information_tcp_shutdown, EMsg::information_tcp_shutdown}) {
+        client.tell(leave, c_code);
+        EXPECT_EQ(publisher.log.take(), "unlink 0");
+        publisher.put("still");  // to the first
+    }
+    EXPECT_EQ(client.next().payload, text("still"));
+    EXPECT_EQ(client.ask(EMsg::information_udp_connect, 99), EMsg::information_udp_reject);
 }
 
 TEST_F(Information, Histories) {

@@ -79,6 +79,40 @@ protected:
     }
 };
 
+/// A connection is lost while its link is accepted. The next client at that address has no link.
+TEST_F(Links, AcceptedAfterTheLoss) {
+    const auto accepted_late = [this](auto& _service, EMsg _connect, EMsg _shutdown) {
+        const Addr address = _service.open();
+        const Other_client marker(address);
+        Other_client lost(address);
+        _service.gate.close();
+        lost.tell(_connect, c_code);
+        _service.gate.until_reached();
+        const std::uint16_t port = lost.port();
+        lost.reset();
+        EXPECT_EQ(_service.log.take(), "disconnect");
+        _service.gate.open();
+        marker.tell(_shutdown, c_code);
+        EXPECT_EQ(_service.log.take(), "unlink 0") << "requests of one member run in order: the link is decided now";
+
+        Raw_socket again(stream());
+        again.bind(port);
+        const Raw_client next(address.port, 0, std::exchange(again.fd, -1));
+        next.open();
+        if constexpr (requires { _service.put(""); }) {
+            EXPECT_EQ(_service.put("stray"), 0);
+        } else {
+            next.send(next.call(9, text("stray"), static_cast<std::uint8_t>(EMsg::command_tcp), c_code));
+        }
+        next.send(next.call(10, {}, static_cast<std::uint8_t>(_connect), 99));
+        EXPECT_EQ(next.next().num, 10) << "a refusal, and no value ahead of it";
+        EXPECT_TRUE(_service.log.empty());
+    };
+    accepted_late(make<Event_service>(), EMsg::event_connect, EMsg::event_shutdown);
+    accepted_late(make<Information_service>(), EMsg::information_tcp_connect, EMsg::information_tcp_shutdown);
+    accepted_late(make<Command_service>(), EMsg::command_connect, EMsg::command_shutdown);
+}
+
 TEST_F(Links, EveryForm) {
     every_form<Event_service, Event_client>();
     for (const bool reliable : {true, false}) every_form<Information_service, Information_client>(reliable);

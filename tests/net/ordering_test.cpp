@@ -1,6 +1,6 @@
 // Which messages run at the same time, and what becomes of queues that change during a drain.
 
-#include "net/support/objects.h"
+#include "net/support/kinds.h"
 
 using namespace net;
 
@@ -33,10 +33,10 @@ protected:
         const std::lock_guard lock(qbuffer.m_lock);
         return qbuffer.size();
     }
-    /// How many keys share the queue of this code.
-    int keys_of(Msg_code _code) {
+    /// How many keys share the queue of this one.
+    static int keys_of(Msg_addr _key) {
         const Exclusive_hold hold;
-        return gp_processor->qbuffer_map.contains(key(_code)) ? gp_processor->qbuffer_map.at(key(_code))->m_ref : 0;
+        return gp_processor->qbuffer_map.contains(_key) ? gp_processor->qbuffer_map.at(_key)->m_ref : 0;
     }
     /// All of these run, each until so many did so at the same time; never more than that.
     void expect_together(int _together, std::initializer_list<Msg_code> _codes) {
@@ -64,8 +64,8 @@ protected:
 };
 
 TEST_F(Ordering, DeclarationsAndGroups) {
-    EXPECT_EQ(keys_of(7), 1);
-    EXPECT_EQ(keys_of(8), 1);
+    EXPECT_EQ(keys_of(key(7)), 1);
+    EXPECT_EQ(keys_of(key(8)), 1);
     expect_together(2, {7, 8});
     expect_together(1, {7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7});
     msg_processing_by_parallel(key(7));
@@ -73,16 +73,16 @@ TEST_F(Ordering, DeclarationsAndGroups) {
     expect_together(8, {7, 7, 7, 7, 7, 7, 7, 7});
     msg_processing_by_parallel(key(8));
     msg_processing_by_serial_group(key(7), key(8));
-    EXPECT_EQ(keys_of(7), 2);
+    EXPECT_EQ(keys_of(key(7)), 2);
     expect_together(1, {7, 8, 7, 8, 8, 7, 7, 8, 8, 7});
     msg_processing_by_serial_group(key(8), key(7));  // as it is
     msg_processing_by_serial_group(key(9), key(8));
-    EXPECT_EQ(keys_of(7), 3);
+    EXPECT_EQ(keys_of(key(7)), 3);
     msg_processing_by_serial_alone(key(8));
-    EXPECT_EQ(keys_of(7), 2);
-    EXPECT_EQ(keys_of(8), 1);
+    EXPECT_EQ(keys_of(key(7)), 2);
+    EXPECT_EQ(keys_of(key(8)), 1);
     msg_processing_by_parallel(key(9));
-    EXPECT_EQ(keys_of(7), 1);
+    EXPECT_EQ(keys_of(key(7)), 1);
     expect_together(2, {7, 8});
 }
 
@@ -142,6 +142,52 @@ TEST_F(Ordering, DestroyedWithItsMessagesQueued) {
     take_answers(2);
     doomed_raw.send(doomed_raw.call(104, {}));
     EXPECT_EQ(doomed_raw.next().error, 0x80000002U);
+}
+
+/// Keys name a port and no host: a client of another host's service shares them with a local one.
+TEST_F(Ordering, StoppedClientLeavesTheQueuesOfALocalService) {
+    auto& events = make<Event_service>();
+    const Addr here = events.open();
+    const Other_client first(here);
+    const Other_client second(here);
+    events.gate.close();
+    first.tell(EMsg::event_connect, c_code);
+    events.gate.until_reached();
+    second.tell(EMsg::event_connect, c_code);
+    const Msg_addr links(here.port, c_code, 3);
+    ASSERT_TRUE(eventually([&] { return queued(links) == 1; }));
+    auto& elsewhere = make<Event_client>();
+    EXPECT_EQ(elsewhere.start(Addr(Vorn35::inet_addr("127.0.0.2"), here.port)), 0);
+    EXPECT_EQ(elsewhere.stop(), 0);
+    EXPECT_EQ(keys_of(links), 1);
+    events.gate.open();
+    for (const Other_client* const one : {&first, &second}) EXPECT_EQ(one->next().type, 0x41);
+}
+
+/// The members of an integrated object go ahead of it.
+TEST_F(Ordering, DestroyedWhileStarted) {
+    const auto all_keys = [] {
+        const Exclusive_hold hold;
+        return gp_processor->qbuffer_map.size();
+    };
+    const std::size_t before = all_keys();
+    for (const bool on_a_listener : {false, true}) {
+        auto doomed = std::make_unique<Service>();
+        doomed->open();
+        EXPECT_GT(all_keys(), before);
+        if (on_a_listener) {
+            service.handler = [&](const Bytes&, Bytes*) {
+                EXPECT_EQ(doomed->stop(), 0);  // deferred: the old port keeps its keys
+                doomed->open();
+                doomed.reset();
+                return 0;
+            };
+            ask({c_code});
+            take_answers(1);
+        }
+        doomed.reset();
+        EXPECT_EQ(all_keys(), before);
+    }
 }
 
 }  // namespace

@@ -119,4 +119,32 @@ TEST_F(Relay, BrokenAfterItsEndWasSeen) {
     }
 }
 
+TEST_F(Relay, DatagramsThatAreDroppedAndPortsThatAreCounted) {
+    address = service.open();
+    const Raw_socket socket(::socket(AF_INET, SOCK_DGRAM, 0));
+    /// A cancel by datagram reaches the member like any other; no number, so that none is taken for a repeat.
+    const auto cancel = [](std::uint32_t _error, const Bytes& _payload = {}, std::uint8_t _first = 2) {
+        return Wire_message{0x33, c_code, 0, _payload, 5, 0xFFFF, 0, _error, _first}.bytes();
+    };
+    Bytes two_gib = cancel(1);
+    two_gib[19] = 0x7F;
+    Bytes cut = cancel(1, text("abc"));
+    cut.pop_back();
+    // Those of 2 are taken: with a tail that is not announced, and of version 2 with a priority.
+    for (const Bytes& bytes : {Bytes{}, Bytes(19, 2), cancel(1, {}, 1), cut, two_gib, cancel(2, text("abc")),
+                               cancel(2) + Bytes{1}, cancel(2, {}, 0x0A), cancel(2, Bytes(60000))})
+        socket.send_to(address.port, bytes);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(service.cancelled.take(), 2);
+
+    const auto is_open = [] {
+        const std::lock_guard lock(g_udp_map_lock);
+        return g_udp_map.contains(7000);
+    };
+    EXPECT_EQ(add_udp(7000) + add_udp(7000), 0);
+    del_udp(7000);
+    EXPECT_TRUE(is_open());
+    del_udp(7000);
+    EXPECT_FALSE(is_open());
+}
+
 }  // namespace

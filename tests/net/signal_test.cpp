@@ -68,4 +68,27 @@ TEST_F(Signal, BothFormsAndTheFunctionInFront) {
     EXPECT_TRUE(gp_processor->returns.empty());
 }
 
+TEST_F(Signal, LossEndsTheWaitAndTheNextConnectionServes) {
+    auto& stub = make<Serving<Stub>>();
+    auto& server = make<Server>(stub);
+    auto& sender = make<Sender>(c_code);
+    sender.connect(stub.open());
+    g_gate.close();
+    const Promise_ promise = sender.async_signal("x", 1, 20);
+    const std::uint16_t port = sender.self().port;
+    std::thread waits([&] { EXPECT_EQ(sender.await_return(promise, nullptr), VORN_ERR_DISCONNECTED_TCP_); });
+    until_waited_for(promise);
+    // Orders the look at the promise ahead of its end, which only the sockets do otherwise.
+    { const std::lock_guard lock(gp_processor->return_map_mutex); }
+    // Else it might come back undelivered, as a second answer, which is lost with its block.
+    g_gate.until_reached();
+    sender.lose_connection();
+    waits.join();
+    EXPECT_TRUE(eventually([&] { return !is_served(port); }));
+    g_gate.open();
+    EXPECT_EQ(sender.log.take(), "disconnect");
+    EXPECT_EQ(sender.send("y"), "0");
+    EXPECT_EQ(server.log.take(), "signal y") << "the answer to x never left, so its handler did not run";
+}
+
 }  // namespace

@@ -135,4 +135,23 @@ TEST_F(Supervision, AttemptsThatHangAreMadeAgain) {
     records_become(1);
 }
 
+TEST_F(Supervision, StoppedWhileConnectingIsLeftToItsPeer) {
+    const Raw_server server;
+    ASSERT_EQ(client.start(address_of(server)), 0);
+    const Raw_connection left = server.accept();
+    ASSERT_EQ(client.stop(), 0);
+    ASSERT_EQ(client.start(address_of(server)), 0);
+    const Raw_connection successor = server.accept_open();
+    client.connected.take();
+    // The old connection still opens, without a callback; from then on it carries answers, but no heartbeat.
+    left.read(1024);
+    left.send(opening(server.port(), 4711));
+    left.send(Wire_message{0x39, c_code, 1, text("by the old connection")});
+    EXPECT_EQ(client.returned.take().data, text("by the old connection"));
+    inet_interval_event();
+    EXPECT_TRUE(successor.any().is_heartbeat());
+    EXPECT_FALSE(left.readable(0));
+    EXPECT_TRUE(client.connected.empty() && client.disconnected.empty());
+}
+
 }  // namespace

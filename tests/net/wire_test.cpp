@@ -107,6 +107,29 @@ TEST_F(Wire, OnlyPlainReturnsAreAcknowledged) {
     }
 }
 
+/// A return without a waiter becomes a cancel if its service is a client here, too: its accepted connection comes from
+/// the very address that it serves.
+TEST_F(Wire, ReturnWithoutAWaiterIsTurnedBack) {
+    const auto shared = [](Port _port) {
+        const int fd = stream();
+        const int on = 1;
+        ::setsockopt(fd, SOL_SOCKET, SO_REUSEPORT, &on, sizeof on);
+        const sockaddr_in address = socket_address(_port);
+        EXPECT_EQ(::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        return fd;
+    };
+    const Raw_client their_client(service.open().port, 0, shared(0));
+    their_client.open();
+    ASSERT_TRUE(eventually([&] { return is_served(their_client.port()); }));
+    const Raw_server their_server(shared(their_client.port()));
+    ASSERT_EQ(client.start({c_here, their_server.port()}), 0);
+    const Raw_connection connection = their_server.accept_open();
+    client.connected.take();
+    connection.send(Wire_message{0x32, c_code, 41});
+    connection.send(Wire_message{0x31, c_code, 42, text("too late"), 0, 0xC021});
+    EXPECT_EQ(their_client.next(), (Wire_message{0x33, c_code, 42, {}, 0, 0xFFFF, 0, 0x80000005}));
+}
+
 TEST_F(Wire, MessagesInSingleBytesAndInOnePiece) {
     address = service.open();
     const Raw_client raw(address.port);

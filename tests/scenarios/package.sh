@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# What others get: the names that the shared library shows; strangers' programs in C++ and C on an installation of
-# each kind, on the Debian package, and with our source inside of theirs; the lines of the README as they stand.
+# What users get: the names that the shared library exports; programs in C++ and C against an installation of each
+# kind, against the Debian packages, and with our source embedded in their project; the commands of the README.
 #
 #   package.sh              the test; BIN is the folder of programs of a build with both kinds of library
 #   package.sh symbols LIB  prints the list of names that tests/package/symbols.txt keeps
@@ -8,10 +8,11 @@ set -E
 root=$(cd "$(dirname "$0")/../.." && pwd)
 consumer=$root/tests/package/consumer
 
-# Ours only: what the standard library puts into each program is the compiler's matter. Thunks and the tables for
-# construction come with the classes.
+# Every name that the shared library exports, those of the C interface left out (its header lists them), and what
+# comes with a class: thunks and tables for construction.
 symbols() {  # the library
-    nm -D --defined-only -C "$1" | cut -d' ' -f3- | LC_ALL=C sort -u | grep -E '^((vtable|typeinfo) for )?Vorn35::'
+    nm -D --defined-only -C "$1" | cut -d' ' -f3- | LC_ALL=C sort -u |
+        grep -vE '^(vorn_|(VTT for|typeinfo name for|(non-)?virtual thunk to) Vorn35::)'
 }
 if [[ ${1:-} == symbols ]]; then
     symbols "$2"
@@ -36,7 +37,7 @@ quietly() {
 # Programs of the consumer say what they must say, and need the shared library, by the name that holds for all versions
 # it may be replaced with, or do not.
 works() {  # kind or "", programs...
-    local program needs expected="VORN_ERR_NOT_INITIALIZE_ 198.51.100.7 0 1"
+    local program needs expected="VORN_ERR_NOT_INITIALIZE_ 198.51.100.7 0 1 $version"
     for program in "${@:2}"; do
         [[ $("$program") == "$expected" ]] || fail "${program##*/}: '$("$program")' and not '$expected'"
         needs=$(readelf -d "$program" | grep -o '\[libvorn[^]]*\]' || true)
@@ -72,10 +73,22 @@ diff "$root/tests/package/symbols.txt" <(symbols "$library") || fail "the public
 diff <(grep -oE '\bvorn_([a-z0-9_]+\(|on_[a-z]+;)' "$root/export/Vorn35/Vorn.h" | tr -d '(;' | LC_ALL=C sort -u) \
     <(nm -D --defined-only "$library" | grep -o '\bvorn_.*' | LC_ALL=C sort) || fail "the header in C, and the library"
 
+say "exceptions"
+# The library hides the type information of Boost, and a program that has its own must still catch by type.
+c++ -std=c++20 "$consumer/thrown.cpp" -o "$work/thrown" "-I$root/export" "$library" "-Wl,-rpath,$build"
+mkdir -p "$work/home/Config" "$work/home/run"
+thrown() { (cd "$work/home/run" && "$LAB" run --hosts 1 -- "$work/thrown" "$@"); }
+if "$LAB" run --hosts 1 -- true; then
+    [[ $(thrown memory) == "system error" ]]
+    echo "[VORN]" >"$work/home/Config/vorn.ini"
+    [[ $(thrown) == "bad path" ]]
+fi
+
 for kind in static shared; do
     say "$kind: find_package, pkg-config"
     prefix=$work/$kind
-    for component in common "$kind"; do
+    for component in common "$kind" runtime; do
+        [[ $component != runtime || $kind == shared ]] || continue
         quietly cmake --install "$build" --prefix "$prefix" --component "$component"
     done
     build_consumer "$work/find_$kind" -DCMAKE_PREFIX_PATH="$prefix"
@@ -90,7 +103,7 @@ for kind in static shared; do
 done
 
 say "README"
-mkdir -p "$work/home" "$work/here/build" "$work/app"
+mkdir -p "$work/here/build" "$work/app"
 ln -s "$build" "$work/here/build/release"
 cp "$consumer/consumer.cpp" "$work/app/app.cpp"
 cp "$consumer/consumer.c" "$work/app/app.c"
@@ -109,19 +122,25 @@ quietly cmake --build "$work/app/build"
 works shared "$work/app/build/app"
 # Its second half needs what its first half exports, as in the shell of a reader.
 (block sh 4; block sh 5) >"$work/lines"
-[[ $(cd "$work/app" && HOME=$work/home bash -euo pipefail "$work/lines" 2>"$work/log" | uniq -c) == *" 3 "*" 0 1" ]] ||
+[[ $(cd "$work/app" && HOME=$work/home bash -euo pipefail "$work/lines" 2>"$work/log" | uniq -c) == *" 3 "*" 0 1 $version" ]] ||
     fail "$(<"$work/log")"
 
 if command -v dpkg-deb >/dev/null; then
-    say "Debian package"
+    say "Debian packages"
     run_block "$work/here" 2
-    debian=$(echo "$work"/here/libvorn35_*.deb)
-    [[ $(basename "$debian") == "libvorn35_${version}_$(dpkg --print-architecture).deb" ]]
-    [[ $(dpkg-deb -f "$debian" Package Version) == $'Package: libvorn35\nVersion: '"$version" ]]
-    depends=$(dpkg-deb -f "$debian" Depends)
+    architecture=$(dpkg --print-architecture)
+    runtime=$work/here/libvorn35-${soversion}_${version}_$architecture.deb
+    dev=$work/here/libvorn35-dev_${version}_$architecture.deb
+    [[ -f $work/here/libvorn35-doc_${version}_all.deb ]]
+    depends=$(dpkg-deb -f "$runtime" Depends)
     [[ $depends == *"libc6 "* && $depends == *"libstdc++6 "* ]]
-    dpkg-deb -x "$debian" "$work/root"
-    # Finds nothing of it outside its /usr.
+    [[ $(dpkg-deb -f "$dev" Depends) == "libvorn35-$soversion (= $version)" ]]
+    diff <(dpkg-deb --ctrl-tarfile "$runtime" | tar -xO ./symbols | sed -n 's/^ \(.*\)@Base .*/\1/p') \
+        <(nm -D --defined-only "$library" | cut -d' ' -f3 | LC_ALL=C sort) || fail "the control file symbols"
+    [[ $(dpkg-deb -c "$runtime" | grep -c '/libvorn\.so') == 2 ]]
+    ! command -v lintian >/dev/null || quietly lintian --fail-on error,warning "$work"/here/*.deb
+    for package in "$runtime" "$dev"; do dpkg-deb -x "$package" "$work/root"; done
+    # All files are below /usr.
     [[ $(ls "$work/root") == usr ]]
     build_consumer "$work/debian" -DCMAKE_PREFIX_PATH="$work/root/usr" "-DKINDS=vorn_static;vorn_shared"
     works static "$work/debian"/{cpp,c}_vorn_static
@@ -130,7 +149,8 @@ fi
 
 # Last, since it compiles the library. The folder is kept: the next time only what has changed is compiled.
 say "add_subdirectory"
-build_consumer "$build/embedded" -DVORN35_SOURCE="$root" "-DKINDS=vorn;vorn_static;vorn_shared" -DBUILD_SHARED_LIBS=ON
+build_consumer "$build/embedded" -DVORN35_SOURCE="$root" "-DKINDS=vorn;vorn_static;vorn_shared" -DBUILD_SHARED_LIBS=ON \
+    -DVORN35_PRECOMPILE=ON
 works shared "$build/embedded"/{cpp,c}_vorn{,_shared}
 works static "$build/embedded"/{cpp,c}_vorn_static
 # Nothing but the library comes along.

@@ -21,7 +21,6 @@ Mutex<lock_order::client> client;
 Mutex<lock_order::server> server;
 Mutex<lock_order::send_queue> queue;
 Mutex<lock_order::send_queue> other_queue;
-Mutex<lock_order::on_sync> on_sync;
 
 /// Takes one after the other, and gives them back.
 template <class First, class Second>
@@ -84,8 +83,7 @@ TEST_F(Lock_order, application_code_runs_with_no_lock_held) {
     const Shared_hold hold;
     {
         const Released released;
-        const Lock_guard lock(on_sync);
-        // Dispatch holds it while it calls the application, whose calls may wait in turn.
+        // An operation that a callback calls, which waits in turn.
         const Shared_hold call;
         const Released wait;
     }

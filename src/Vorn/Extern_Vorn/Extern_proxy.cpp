@@ -22,6 +22,10 @@ bool vorn_proxy_is_connected(Vorn_inst* _object_) {
     return adapter_of<Extern_proxy>(_object_)->is_connected();
 }
 
+Vorn_error vorn_proxy_stop_and_wait(Vorn_inst* _object_, double _limit) {
+    return adapter_of<Extern_proxy>(_object_)->stop_and_wait(_limit);
+}
+
 bool vorn_proxy_is_started(Vorn_inst* _object_) {
     return adapter_of<Extern_proxy>(_object_)->is_started();
 }

@@ -18,6 +18,10 @@ Vorn_error vorn_stub_stop(Vorn_inst* _object_) {
     return adapter_of<Extern_stub>(_object_)->stop();
 }
 
+Vorn_error vorn_stub_stop_and_wait(Vorn_inst* _object_, double _limit) {
+    return adapter_of<Extern_stub>(_object_)->stop_and_wait(_limit);
+}
+
 bool vorn_stub_is_started(Vorn_inst* _object_) {
     return adapter_of<Extern_stub>(_object_)->is_started();
 }

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 
+#include "Vorn35/Statistics.h"
 #include "Vorn35/vorn_error.h"
 #include "Vorn35/vorn_serial_parallel.h"
 #include "Vorn35/vorn_utility.h"
@@ -51,6 +52,14 @@ Vorn_error vorn_initialize(size_t _thread_count, size_t _call_buffer_count, size
 
 Vorn_error vorn_finalize() {
     return finalize();
+}
+
+size_t Vorn_statistics(Vorn_statistic* _statistics_, size_t _count) {
+    const std::vector<Statistic> all = statistics();
+    for (std::size_t i = 0; i < all.size() && i < _count; ++i) {
+        _statistics_[i] = {all[i].name, all[i].labels, all[i].help, all[i].is_gauge, all[i].value};
+    }
+    return all.size();
 }
 
 void vorn_msg_processing_by_serial_group(Vorn_msg_addr _a, Vorn_msg_addr _b) {

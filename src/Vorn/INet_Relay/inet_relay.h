@@ -59,6 +59,15 @@ Port get_gate_port_of_local(Addr node_addr);
 /// The once-a-second supervision: heartbeats, silent peers, hanging connects, reconnects.
 void inet_interval_event();
 
+/// What the relay holds at present.
+struct Relay_gauges {
+    std::size_t clients = 0;     ///< Connections to services that stand.
+    std::size_t services = 0;    ///< Connections from clients that stand.
+    std::size_t connecting = 0;  ///< Connections to services that are being made, or wait for the next attempt.
+    bool directory = false;      ///< The socket of the directory of names exists.
+};
+Relay_gauges relay_gauges();
+
 /// Walk the tables and print nothing.
 void print_client();
 void print_server();

@@ -117,6 +117,11 @@ ref_count_t Ref_memory::safe_add_ref(mm_t _mm) {
     return _mm == 0 ? 0 : add_ref_get(_mm);
 }
 
+Ref_memory::Use Ref_memory::use() {
+    const Lock_guard guard(mtx);
+    return {allocs.size(), alloc_total};
+}
+
 void Ref_memory::printf_alloc_state() {
     const Lock_guard guard(mtx);
     for ([[maybe_unused]] const auto& entry : allocs) {

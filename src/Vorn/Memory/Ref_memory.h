@@ -74,6 +74,12 @@ public:
     void safe_free(mm_t* _mm_);
     /// `add_ref_get`; 0 for a null handle.
     ref_count_t safe_add_ref(mm_t _mm);
+    /// What is allocated at present.
+    struct Use {
+        std::size_t blocks;
+        std::size_t bytes;
+    };
+    Use use();
     /// Walks the live blocks and prints nothing.
     void printf_alloc_state();
 

@@ -1,11 +1,13 @@
 /// @file
-/// What the two members that publish a value share (information on the service side, command on the client
-/// side): a block that one writer at a time fills, the value that is current, its history, and the timer.
+/// What the two members that publish a value share (information on the service side, command on the client side): a block
+/// that one writer at a time fills, the current value, its history, and the timer.
 #pragma once
 
 #include <atomic>
 #include <condition_variable>
+#include <map>
 #include <memory>
+#include <thread>
 
 #include "Vorn/SDK/History/value_queue.h"
 #include "Vorn/SDK/beat.h"
@@ -17,25 +19,28 @@ namespace Vorn35 {
 /// `Packet_time`, by which the receiver knows the model `on_post`.
 inline constexpr double c_no_interval = 4294967295.0;
 
-/// `get` leads from idle to writing, `cancel` and a successful `post` lead back. A block is header and
-/// payload of its value in one; it is written to once it is posted only under `sync_mm_mutex` (its number),
-/// and read by copy under the same mutex.
+/// A writer takes a block with `get` and ends with `cancel` or a successful `post`. One block holds header and payload of
+/// its value. After the post, the number in the header changes only under `inf_sync_mm_mutex`, and readers copy the
+/// header under the same mutex.
 ///
-/// The kinds differ in the address and type of a value, in whom it goes to, in whether anybody is there to
-/// get it, and in what `post` reports.
+/// The thread that calls `get` is the writer of the block. A stop takes the block away from its writer, which may still
+/// be writing: the block stays allocated, and later calls of that thread do nothing, until it calls `get` again.
 ///
-/// `timer_mutex` stands ahead of all other locks here, `mutex_01` included: its holder waits for a tick that runs.
+/// A kind decides the address and type of a value, its receivers, whether there is a receiver at all, and what `post`
+/// reports. Both kinds share the fields under the names of the information's.
+///
+/// `inf_timer_mutex` comes before all other locks here, `mutex_01` included: its holder waits for a tick that runs.
 class Value_buffer {
 public:
     Value_buffer(const Value_buffer&) = delete;
     Value_buffer& operator=(const Value_buffer&) = delete;
 
-    // Any thread; they take `mutex_01` shared themselves.
+    // Any thread; these take `mutex_01` shared.
 
-    /// A block to write into; null when it cannot be had. Waits while another writer has one, without
-    /// `mutex_01`.
+    /// A block to write into; null when the object is not started or there is no memory. Waits, without `mutex_01`, while
+    /// another writer has a block.
     void* get(Pksize _size);
-    /// Gives the block back, if there is one.
+    /// Frees the block. Does nothing without a block, or if a stop took the caller's block away.
     void cancel();
     /// Makes the block the current value.
     virtual Error post(Pksize _size) = 0;
@@ -48,7 +53,8 @@ public:
 
     /// The newest values; takes no lock but its own.
     Letter_case_ snapshot(std::size_t _size);
-    /// Nothing of the values stays, and a writer loses its block. The timer goes on. `mutex_01` exclusive.
+    /// Frees the current value and the history, and takes the block away from a writer. The timer goes on. `mutex_01`
+    /// exclusive.
     void release_values();
 
 protected:
@@ -59,14 +65,14 @@ protected:
 
     /// The part of `post` ahead of the sync.
     Error accept(Pksize _size);
-    /// Hands the current value out, and enters it into the history.
-    Error sync();
+    /// Sends the current value to its receivers and enters it into the history. The argument is not used.
+    Error sync(Sync_model _sync_model);
     bool syncs_at_post() const { return sync_model == on_post; }
 
     /// Makes a message of a value for one receiver: the token, which has a header, shares the block.
     static void dress(Token* _token_, mm_t _value_mm, EMsg _type, IP _mct_if, double _limit);
 
-    /// A destructor's first act, as long as the kind's operations are still there: the timer ends.
+    /// Ends the timer. A kind's destructor calls this first, because a tick uses the kind's operations.
     void end_timer();
 
 private:
@@ -76,34 +82,38 @@ private:
     /// Type, code and address of a value that is posted.
     virtual void address_value(Packet* _pkt, Pksize _size) = 0;
     virtual bool has_receiver() const { return true; }
-    virtual Error send_value(mm_t _value_mm, double _limit) VORN35_REQUIRES(sync_mm_mutex) = 0;
+    virtual Error send_value(mm_t _value_mm, double _limit) VORN35_REQUIRES(inf_sync_mm_mutex) = 0;
 
-    void tick();
-    /// `get`, with the value in it already if there is one. Waits for another writer without the hold.
+    /// Makes the timer follow `sync_model`: ends one that runs, and starts one for `on_timer`.
+    void set_sync_model() VORN35_REQUIRES(inf_timer_mutex);
+    /// One tick of the timer.
+    void timer_information_syncros();
+    /// `get`; copies `_data_` into the block if it is not null. Waits for another writer without the hold.
     void* take(Pksize _size, const void* _data_);
 
     std::atomic<double> interval{c_no_interval};  ///< Seconds between syncs of the timer.
     std::atomic<Sync_model> sync_model{on_post};
     std::atomic<std::size_t> history_size{1};
 
-    /// Guards the block being written and its size. The block itself is the writer's, which holds no lock.
-    Mutex<lock_order::mm> mm_mutex;
+    /// Guards which block is written and by whom. The contents belong to the writer, which holds no lock.
+    Mutex<lock_order::mm> inf_mm_mutex;
     std::condition_variable mm_free;  ///< No block is being written any more.
-    mm_t mm VORN35_GUARDED_BY(mm_mutex) = 0;
-    /// The block that a stop last took from its writer, who may still be writing.
-    mm_t taken_away VORN35_GUARDED_BY(mm_mutex) = 0;
-    Pksize size VORN35_GUARDED_BY(mm_mutex) = 0;
+    mm_t inf_mm VORN35_GUARDED_BY(inf_mm_mutex) = 0;
+    Pksize inf_size VORN35_GUARDED_BY(inf_mm_mutex) = 0;  ///< Bytes that `get` was asked for.
+    std::thread::id writer VORN35_GUARDED_BY(inf_mm_mutex);
+    /// Blocks that a stop took away, by their writer; 0 once the writer has ended its turn. Keeps the memory valid for a
+    /// writer that still writes.
+    std::map<std::thread::id, mm_t> lost_blocks VORN35_GUARDED_BY(inf_mm_mutex);
 
-    /// Guards the current value, its number and the history. Held while a value goes out, so that values keep
-    /// their order.
-    Mutex<lock_order::sync_mm> sync_mm_mutex;
-    mm_t sync_mm VORN35_GUARDED_BY(sync_mm_mutex) = 0;
-    Msg_num num VORN35_GUARDED_BY(sync_mm_mutex) = 0;
-    Value_queue history VORN35_GUARDED_BY(sync_mm_mutex);
+    /// Guards the current value, its number and the history. Held while a value is sent, so that values keep their order.
+    Mutex<lock_order::sync_mm> inf_sync_mm_mutex;
+    mm_t sync_mm VORN35_GUARDED_BY(inf_sync_mm_mutex) = 0;
+    Msg_num num VORN35_GUARDED_BY(inf_sync_mm_mutex) = 0;
+    Value_queue history VORN35_GUARDED_BY(inf_sync_mm_mutex);
 
-    /// Makes a change of the model one. Outermost.
-    Mutex<lock_order::model> timer_mutex;
-    std::unique_ptr<Beat> timer_ VORN35_GUARDED_BY(timer_mutex);
+    /// Makes a change of model and timer atomic. Outermost.
+    Mutex<lock_order::model> inf_timer_mutex;
+    std::unique_ptr<Beat> timer_ VORN35_GUARDED_BY(inf_timer_mutex);
 };
 
 }  // namespace Vorn35

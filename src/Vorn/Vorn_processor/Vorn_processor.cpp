@@ -9,6 +9,7 @@
 #include "Vorn/SDK/Proxy/_Proxy.h"
 #include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn/counters.h"
 #include "Vorn/wakeup_coalescing.h"
 #include "Vorn35/vorn_error.h"
 
@@ -86,7 +87,10 @@ Vorn_processor::~Vorn_processor() {
     proc_shutdown();
     for (std::thread& one : thread__) one.join();
     const Exclusive_hold hold;
-    for (const auto& [port, stub] : local_stubes) _Stub::of(stub)->drop_state();
+    for (const auto& [port, stub] : local_stubes) {
+        _Stub::of(stub)->forget_order();
+        _Stub::of(stub)->drop_state();
+    }
     for (const auto& [addr, proxy] : remote_stubes) _Proxy::of(proxy)->drop_state();
     gp_processor = nullptr;
 }
@@ -98,6 +102,7 @@ Error Vorn_processor::apply_process(Token _token) {
         case success:
             return VORN_ERR_NONE_;
         case busy:
+            counters::count(counters::By_kind::refused, _token.get_header_packet()->get_msg_type());
             return VORN_ERR_BUSY_;
         default:
             return VORN_ERR_SHUTDOWN_;

@@ -107,6 +107,8 @@ public:
     Error return_processor(Token _token);
     /// Enters a waiter. A key that is there already keeps its record.
     void add_return(return_key_t _key, return_record_t* _record_);
+    /// Waiters in the table.
+    std::size_t outstanding();
     /// Takes a waiter out. From then on its record is the waiter's alone.
     void del_return(return_key_t _key);
     /// Objects that were stopped on a listener thread stay as they are: nothing is done for them.

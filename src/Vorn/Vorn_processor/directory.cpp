@@ -9,6 +9,7 @@
 #include "Kestrane/_chrono.h"
 #include "Kestrane/_network.h"
 #include "Vorn/INet_Relay/inet_relay.h"
+#include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/Vorn_processor/Vorn_processor.h"
 #include "Vorn/Vorn_processor/object_lock.h"
 #include "Vorn35/vorn_error.h"
@@ -76,6 +77,7 @@ void Vorn_processor::forget_stub(Stub* _stub) {
         const auto [port, stub] = *next++;
         if (stub == _stub) destroy_stub(port);
     }
+    _Stub::of(_stub)->forget_order();
 }
 
 void Vorn_processor::forget_proxy(Proxy* _proxy) {
@@ -92,7 +94,7 @@ void Vorn_processor::forget_queued(const void* _object) {
         const Lock_guard lock(qbuffer->m_lock);
         std::erase_if(*qbuffer, [_object](qtoken_t& _queued) {
             if (_queued.object_ != _object) return false;
-            _queued.token.free();
+            drop_queued(&_queued);
             return true;
         });
     }
@@ -143,7 +145,12 @@ void Vorn_processor::stop_timer() {
 
 void Vorn_processor::countdown_remote_stubes_info() {
     for (auto next = named_remote_stubes.begin(); next != named_remote_stubes.end();) {
-        next = --next->second.ttl == 0 ? named_remote_stubes.erase(next) : std::next(next);
+        if (--next->second.ttl != 0) {
+            ++next;
+            continue;
+        }
+        counters::count(counters::Counter::names_expired);
+        next = named_remote_stubes.erase(next);
     }
 }
 
@@ -201,8 +208,10 @@ void Vorn_processor::recv_datagram_stubes_info(Token _token, Packet* _pkt_) {
         const std::size_t room = std::min(name_room, length - at - name_offset);
         const auto* const name = reinterpret_cast<const char*>(payload + at + name_offset);
         Remote_stub_info& info = named_remote_stubes[std::string(name, ::strnlen(name, room))];
+        const Addr stub_addr(_pkt_->src_ip, port);
+        if (info.ttl != 0 && info.stub_addr != stub_addr) counters::count(counters::Counter::names_contested);
         info.ttl = c_name_ttl;
-        info.stub_addr = Addr(_pkt_->src_ip, port);
+        info.stub_addr = stub_addr;
         // Records of no length are all the same one.
         if (head.record_size == 0) break;
     }

@@ -5,9 +5,12 @@
 #include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/Vorn_processor/Vorn_processor.h"
 #include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn/counters.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
+
+using namespace counters;
 
 namespace {
 
@@ -36,7 +39,11 @@ Error Vorn_processor::listener_processor(Token _token) {
     bool is_directory = false;
     {
         const Shared_hold hold;
-        if (pkt->update_packet_time_and_return_timeout()) {
+        const ks_clock_t arrived = pkt->arrival_cpu_clock_counter;
+        const bool expired = pkt->update_packet_time_and_return_timeout();
+        waited_for_listener((pkt->arrival_cpu_clock_counter - arrived).count());
+        if (expired) {
+            count(By_kind::expired, pkt->get_msg_type());
             _token.free();
             proc_wake();
             return 0;
@@ -52,6 +59,7 @@ Error Vorn_processor::listener_processor(Token _token) {
         const auto qbuffer = object == nullptr ? nullptr : qbuffering(msg_addr, _token, pkt, object);
         proc_wake();
         if (object == nullptr) {
+            if (!is_directory) count(By_kind::unaddressed, pkt->get_msg_type());
             send_back(pkt, VORN_ERR_OBJECT_IS_NOT_EXIST_, to_proxy ? send_tcp_client : send_tcp_server);
         } else if (qbuffer != nullptr) {
             drain(qbuffer.get());
@@ -68,9 +76,13 @@ Error Vorn_processor::listener_processor(Token _token) {
 
 void Vorn_processor::run_adapter(void* _object_, Token _token, bool _to_proxy) {
     if (_to_proxy) {
-        _Proxy::of(static_cast<Proxy*>(_object_))->adapter_proxy(_token);
+        _Proxy* const proxy = _Proxy::of(static_cast<Proxy*>(_object_));
+        const Dispatch dispatch(proxy->dispatches);
+        proxy->adapter_proxy(_token);
     } else {
-        _Stub::of(static_cast<Stub*>(_object_))->adapter_stub(_token);
+        _Stub* const stub = _Stub::of(static_cast<Stub*>(_object_));
+        const Dispatch dispatch(stub->dispatches);
+        stub->adapter_stub(_token);
     }
 }
 
@@ -98,6 +110,11 @@ void Vorn_processor::destroy_object_waited() {
 void Vorn_processor::add_return(return_key_t _key, return_record_t* _record_) {
     const Lock_guard lock(return_map_mutex);
     returns.emplace(_key, _record_);
+}
+
+std::size_t Vorn_processor::outstanding() {
+    const Lock_guard lock(return_map_mutex);
+    return returns.size();
 }
 
 void Vorn_processor::del_return(return_key_t _key) {
@@ -143,6 +160,7 @@ Error Vorn_processor::return_processor(Token _token) {
 
 /// An answer that nobody waits for any more: the far end is told that it came too late.
 void Vorn_processor::return_unclaimed(Token _token) {
+    count(Counter::answers_late);
     _token.free_data();
     send_back(_token.get_header_packet(), VORN_ERR_REMOTE_TIMEOUT_, send_tcp_server);
     _token.free_header();

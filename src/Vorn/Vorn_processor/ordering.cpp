@@ -11,7 +11,7 @@ namespace {
 /// The last key of a queue has gone: what is queued is lost. A thread that drains it now finds it empty.
 void discard(class_thread_qbuffer* _qbuffer) {
     const Lock_guard lock(_qbuffer->m_lock);
-    for (qtoken_t& queued : *_qbuffer) queued.token.free();
+    for (qtoken_t& queued : *_qbuffer) drop_queued(&queued);
     _qbuffer->clear();
 }
 

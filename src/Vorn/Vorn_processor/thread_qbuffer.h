@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "Vorn/Memory/vorn_memory.h"
+#include "Vorn/counters.h"
 #include "Vorn/mutex.h"
 
 namespace Vorn35 {
@@ -21,6 +22,12 @@ struct struct_qtoken {
     struct_qtoken(void* _object_, Token _token) : object_(_object_), token(_token) {}
 };
 using qtoken_t = struct_qtoken;
+
+/// Frees a queued message that will not run, and counts it.
+inline void drop_queued(qtoken_t* _queued) {
+    counters::count(counters::By_kind::queue_dropped, _queued->token.get_header_packet()->get_msg_type());
+    _queued->token.free();
+}
 
 /// The queue of one key, or of a group of keys. One thread at a time drains it; the others leave their
 /// messages there and go away.

@@ -80,8 +80,13 @@ public:
     void pass() {
         std::unique_lock lock(mutex);
         ++inside;
+        changed.notify_all();
         EXPECT_TRUE(changed.wait_for(lock, c_watchdog, [this] { return is_open; })) << "a gate stayed closed";
         --inside;
+    }
+    void until_reached() {
+        std::unique_lock lock(mutex);
+        EXPECT_TRUE(changed.wait_for(lock, c_watchdog, [this] { return inside != 0; })) << "no handler at a gate";
     }
     unsigned waiting() {
         const std::lock_guard lock(mutex);

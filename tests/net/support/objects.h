@@ -178,6 +178,7 @@ struct Answer {
     Error err = 0;
     Bytes data{};
     Msg_num num = 0;
+    Pksize needed = 0;  ///< What a wait says.
 };
 
 class Client : public Calling<Proxy_call> {
@@ -206,7 +207,7 @@ public:
         auto size = static_cast<Pksize>(_buffer.size());
         const Error err = await_return(_promise, _buffer.data(), &size, nullptr);
         _buffer.resize(err == 0 ? size : 0);
-        return {err, std::move(_buffer)};
+        return {err, std::move(_buffer), 0, size};
     }
     /// Asks and waits. A wait that begins after the answer came runs to its limit: then it asks again, with a longer one.
     Answer call(const Bytes& _data) {
@@ -225,7 +226,7 @@ public:
 protected:
     void on_return(Msg_num _num, Error _err, const void* _data, Pksize _size, double) override {
         if (in_callback) in_callback();
-        returned.put({_err, copy(_data, _size), _num});
+        returned.put({_err, copy(_data, _size), _num, _size});
     }
 };
 

@@ -222,10 +222,7 @@ public:
 /// Listens as a service does.
 class Raw_server : public Raw_socket {
 public:
-    Raw_server() : Raw_socket(stream()) {
-        bind(0);
-        EXPECT_EQ(::listen(fd, 100), 0);
-    }
+    explicit Raw_server(int _fd = stream()) : Raw_socket(_fd) { EXPECT_EQ(::listen(fd, 100), 0); }
     Raw_connection accept() const { return Raw_connection(::accept(fd, nullptr, nullptr)); }
     /// The next connection with its opening exchange done.
     Raw_connection accept_open() const {

@@ -18,7 +18,7 @@ int main() {
     Vorn35::Stub* const stub = &service;
     Vorn35::Port port = 0;
     const Vorn35::History history;
-    std::printf("%s %s %zu %d\n", Vorn35::get_err_str(service.start("service", &port)),
+    std::printf("%s %s %zu %d %s\n", Vorn35::get_err_str(service.start("service", &port)),
                 Vorn35::inet_ntoa(Vorn35::inet_addr("198.51.100.7")), history.size(),
-                dynamic_cast<Vorn35::Stub_call*>(stub) != nullptr);
+                dynamic_cast<Vorn35::Stub_call*>(stub) != nullptr, vorn35_version());
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Vorn/INet_Relay/EPoll/reap.h"
+#include "Vorn/counters.h"
 
 namespace Vorn35 {
 
@@ -100,6 +101,7 @@ int delete_overlapped(struct_epoll_overlapped_tcp* _record) {
 
 void return_undelivered(Token _token, Error _error, bool _to_stub) {
     if (!_token.has_header()) return;
+    counters::count(counters::By_kind::undelivered, _token.get_header_packet()->get_msg_type());
     _token.free_data();
     // The header may be shared (heartbeat, acknowledgement), so the error form is made on a copy.
     Token notice;

@@ -9,8 +9,11 @@
 
 #include "Vorn/INet_Relay/EPoll/ready_list.h"
 #include "Vorn/INet_Relay/EPoll/socket_call.h"
+#include "Vorn/counters.h"
 
 namespace Vorn35 {
+
+using namespace counters;
 
 namespace {
 
@@ -52,6 +55,8 @@ void departed(struct_epoll_overlapped_tcp* _record, std::size_t _count) VORN35_R
             _record->send_len = front.get_header_packet()->get_data_size();
             if (_record->send_len != 0) continue;
         }
+        const Packet* const pkt = front.get_header_packet();
+        count_traffic(By_kind::sent, By_kind::sent_bytes, pkt->get_msg_type(), pkt->get_packet_size());
         front.free();
         _record->send_queue.pop();
         if (!_record->send_queue.empty()) start_front(_record);
@@ -127,6 +132,7 @@ int request_recv_data(struct_epoll_overlapped_tcp* _record, Pksize _size) {
 void completed_recv_header(struct_epoll_overlapped_tcp* _record) {
     Packet* const pkt = _record->recv_token.get_header_packet();
     pkt->determine_arrival_clock(_record->recv_clk);
+    count_traffic(By_kind::received, By_kind::received_bytes, pkt->get_msg_type(), pkt->get_packet_size());
     const bool server = _record->is_server_side();
     if (!server) completed_recv_client_header(_record);
 
@@ -214,6 +220,7 @@ int recv_connection(struct_epoll_overlapped_tcp* _record) {
         return 0;
     } catch (const std::bad_alloc&) {
         // A message that no memory can be had for: the stream cannot be followed any further.
+        count(Counter::payloads_without_memory);
         return end_of_stream(_record);
     }
 }

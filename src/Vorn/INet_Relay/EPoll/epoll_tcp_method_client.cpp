@@ -14,8 +14,11 @@
 #include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
 #include "Vorn/INet_Relay/EPoll/reap.h"
 #include "Vorn/INet_Relay/EPoll/socket_call.h"
+#include "Vorn/counters.h"
 
 namespace Vorn35 {
+
+using namespace counters;
 
 Mutex<lock_order::client> g_client_lock;
 connect_map_t& g_connect_map = *new connect_map_t;
@@ -90,7 +93,10 @@ int add_client(Addr _stub_addr) {
 int request_connect(struct_epoll_overlapped_tcp* _record) {
     _record->send_clk = relay_clock();
     const Socket fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP);
-    if (fd == -1) return errno;
+    if (fd == -1) {
+        count(Counter::connects_failed);
+        return errno;
+    }
     sockaddr_in local{};
     local.sin_family = AF_INET;
     // Any address and port; a failure shows in the connect.
@@ -103,6 +109,7 @@ int request_connect(struct_epoll_overlapped_tcp* _record) {
     if ((::connect(fd, reinterpret_cast<const sockaddr*>(&remote), sizeof remote) == -1 && errno != EINPROGRESS) ||
         watch(epoll_tcp_init, _record, c_arm_send) != 0) {
         const int failure = errno;
+        count(Counter::connects_failed);
         _record->socket = -1;
         ::close(fd);
         return failure;
@@ -124,6 +131,7 @@ int failed_connect(struct_epoll_overlapped_tcp* _record) {
 }
 
 int failed_connect_init(struct_epoll_overlapped_tcp* _record) {
+    count(Counter::connects_failed);
     {
         const Lock_guard lock(g_client_lock);
         untable_and_plan_reconnect(_record);
@@ -174,6 +182,7 @@ int establish_connect(struct_epoll_overlapped_tcp* _record) {
         }
     }
     // One whose `Proxy` was stopped meanwhile has nobody to tell; its successor must not hear of it.
+    count(Counter::clients_connected);
     if (wanted) {
         post_connection_event(_record, &Packet::set_tcp_connected_to_server, VORN_ERR_NONE_, made);
     }
@@ -189,6 +198,7 @@ int unestablish_connect(struct_epoll_overlapped_tcp* _record) {
         heard = !(_record->b_remove_client && has_successor(_record));
         untable_and_plan_reconnect(_record);
     }
+    if (!_record->b_remove_client) count(Counter::clients_lost);
     if (heard) {
         post_connection_event(_record, &Packet::set_tcp_disconnected_from_server, VORN_ERR_DISCONNECTED_TCP_, made);
     }
@@ -224,14 +234,21 @@ int send_tcp_client(Addr _node_addr, Token _token, Packet* _pkt_) {
     const Wakeup_coalescing coalescing;
     const Lock_guard lock(g_client_lock);
     const auto found = g_establish_client_map.find(_node_addr);
-    if (found == g_establish_client_map.end() || found->second->b_cut) return -1;
+    if (found == g_establish_client_map.end() || found->second->b_cut) {
+        count(By_kind::unsent, _pkt_->get_msg_type());
+        return -1;
+    }
     struct_epoll_overlapped_tcp* const record = found->second;
     record->send_clk = relay_clock();
     _pkt_->set_client_gate_port(record->gate_port_of_local);
     const Lock_guard queue_lock(record->send_queue_lock);
     // A connection that is closing takes nothing more: the message is lost, and its blocks with it.
-    if (record->b_remove_client) return 0;
+    if (record->b_remove_client) {
+        count(By_kind::unsent, _pkt_->get_msg_type());
+        return 0;
+    }
     if (!record->send_queue.empty() && _pkt_->is_command_udp()) {
+        count(By_kind::droppable_dropped, _pkt_->get_msg_type());
         _token.free();
         return 0;
     }

@@ -11,8 +11,11 @@
 #include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
 #include "Vorn/INet_Relay/EPoll/reap.h"
 #include "Vorn/INet_Relay/EPoll/socket_call.h"
+#include "Vorn/counters.h"
 
 namespace Vorn35 {
+
+using namespace counters;
 
 std::map<Port, struct_epoll_overlapped*>& g_server_map = *new std::map<Port, struct_epoll_overlapped*>;
 Mutex<lock_order::server> g_establish_server_map_lock;
@@ -117,8 +120,9 @@ int accept(struct_epoll_overlapped* _listener) {
         });
         if (fd == -1) {
             if (is_would_block(errno) || _listener->socket == -1) return 0;
+            if (!is_passing_failure(errno) && is_refused_in_vain(errno, _listener->socket)) return 0;
+            count(Counter::accepts_failed);
             if (is_passing_failure(errno)) continue;
-            if (is_refused_in_vain(errno, _listener->socket)) return 0;
             return -1;
         }
         const Addr remote(peer.sin_addr.s_addr, ntohs(peer.sin_port));
@@ -162,6 +166,7 @@ int establish_accept(struct_epoll_overlapped_tcp* _record) {
         const Lock_guard lock(g_establish_server_map_lock);
         g_establish_server_map.emplace(_record->remote_addr, _record);
     }
+    count(Counter::services_connected);
     post_connection_event(_record, &Packet::set_tcp_connected_from_client, VORN_ERR_NONE_, relay_clock());
     return 0;
 }
@@ -171,6 +176,7 @@ int unestablish_accept(struct_epoll_overlapped_tcp* _record) {
     const auto found = g_establish_server_map.find(_record->remote_addr);
     if (found == g_establish_server_map.end() || found->second != _record) return 0;
     g_establish_server_map.erase(found);
+    count(Counter::services_lost);
     post_connection_event(_record, &Packet::set_tcp_disconnected_from_client, VORN_ERR_DISCONNECTED_TCP_,
                           relay_clock());
     return 0;
@@ -191,6 +197,7 @@ int failed_send_server(struct_epoll_overlapped_tcp* _record) {
 }
 
 int failed_server_init(struct_epoll_overlapped_tcp* _record) {
+    count(Counter::accepts_failed);
     return delete_overlapped(_record);
 }
 
@@ -232,12 +239,16 @@ int send_tcp_server(Addr _proxy_addr, Token _token, Packet* _pkt_) {
     const Wakeup_coalescing coalescing;
     const Lock_guard lock(g_establish_server_map_lock);
     const auto found = g_establish_server_map.find(_proxy_addr);
-    if (found == g_establish_server_map.end()) return -1;
+    if (found == g_establish_server_map.end()) {
+        count(By_kind::unsent, _pkt_->get_msg_type());
+        return -1;
+    }
     struct_epoll_overlapped_tcp* const record = found->second;
     record->send_clk = relay_clock();
     _pkt_->set_client_gate_port(0);
     const Lock_guard queue_lock(record->send_queue_lock);
     if (!record->send_queue.empty() && _pkt_->is_information_udp()) {
+        count(By_kind::droppable_dropped, _pkt_->get_msg_type());
         _token.free();
         return 0;
     }

@@ -10,8 +10,11 @@
 #include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
 #include "Vorn/INet_Relay/EPoll/ready_list.h"
 #include "Vorn/INet_Relay/EPoll/socket_call.h"
+#include "Vorn/counters.h"
 
 namespace Vorn35 {
+
+using namespace counters;
 
 Mutex<lock_order::udp_refs> g_udp_refs_mutex;
 udp_refs_t& g_udp_refs = *new udp_refs_t;
@@ -75,6 +78,7 @@ Datagram recv_datagram(struct_epoll_overlapped_ex* _record) {
     const Socket fd = _record->socket;
 
     const auto drop = [fd] {
+        count(Counter::datagrams_malformed);
         uninterrupted([&] { return ::recv(fd, nullptr, 0, MSG_DONTWAIT); });
         return Datagram::dropped;
     };
@@ -108,6 +112,7 @@ Datagram recv_datagram(struct_epoll_overlapped_ex* _record) {
     // The sender is known by the gate port that it declares, if any, and not by its UDP port.
     pkt->set_src_port(pkt->get_client_gate_port() != 0 ? pkt->get_client_gate_port() : ntohs(peer.sin_port));
     pkt->set_mct_if(c_loopback_ip);
+    count_traffic(By_kind::received, By_kind::received_bytes, pkt->get_msg_type(), pkt->get_packet_size());
     if (send_sdk__(token, pkt) != 0) token.free();
     token.reset();
     return Datagram::taken;
@@ -230,6 +235,11 @@ int send_udp(struct_epoll_overlapped_ex* _record) {
             return 0;
         }
         // Any other failure is silent: nobody waits for a datagram.
+        if (sent == -1) {
+            count(Counter::datagrams_unsent);
+        } else {
+            count_traffic(By_kind::sent, By_kind::sent_bytes, pkt->get_msg_type(), pkt->get_packet_size());
+        }
         const Lock_guard lock(_record->send_queue_lock);
         _record->send_queue.pop();
         token.free();

@@ -145,6 +145,22 @@ void finalize_inet() {
     heartbeat_pkt = nullptr;
 }
 
+Relay_gauges relay_gauges() {
+    Relay_gauges gauges;
+    {
+        const Lock_guard lock(g_client_lock);
+        gauges.clients = g_establish_client_map.size();
+        gauges.connecting = g_connect_map.size() + g_connect_fail_map.size();
+    }
+    {
+        const Lock_guard lock(g_establish_server_map_lock);
+        gauges.services = g_establish_server_map.size();
+    }
+    const Lock_guard lock(g_udp_map_lock);
+    gauges.directory = g_udp_map.contains(c_directory_port);
+    return gauges;
+}
+
 void print_inet() {
     print_client();
     print_server();

@@ -5,8 +5,11 @@
 #include <vector>
 
 #include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
+#include "Vorn/counters.h"
 
 namespace Vorn35 {
+
+using namespace counters;
 
 namespace {
 
@@ -78,6 +81,8 @@ void timer_shutdown_server(ks_clock_t _clk) {
     for (auto* const record : silent) {
         // Out of the table, so that the end that its worker now finds is not reported as a disconnect.
         g_establish_server_map.erase(record->remote_addr);
+        count(Counter::silent_cut);
+        count(Counter::services_lost);
         ::shutdown(record->socket, SHUT_RD);
         return_unacknowledged(record);
     }
@@ -94,6 +99,7 @@ void timer_shutdown_client(ks_clock_t _clk) {
     for (auto* const record : silent) {
         // Its worker reads the end of the stream, reports the loss and plans the reconnect.
         record->b_cut = true;
+        count(Counter::silent_cut);
         ::shutdown(record->socket, SHUT_RD);
     }
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "Vorn/counters.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -34,6 +35,7 @@ Error read_newest(Letter_case_ _letter_case_, void* _data_, Pksize* _size_) {
     const History history(_letter_case_);
     if (history.empty()) return VORN_ERR_EMPTY_HISTORY_;
     const THistory_elem<void> newest = history[0];
+    if (newest.size > *_size_) counters::count(counters::Counter::values_cut);
     if (newest.size < *_size_) *_size_ = newest.size;
     if (*_size_ != 0) std::memcpy(_data_, newest.buffer_, *_size_);
     return VORN_ERR_NONE_;

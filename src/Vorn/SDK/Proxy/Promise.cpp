@@ -6,6 +6,7 @@
 #include "Kestrane/_chrono.h"
 #include "Vorn/SDK/Proxy/_Proxy.h"
 #include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn/counters.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -50,6 +51,16 @@ bool wait_once(return_record_t* _record, double _seconds) {
     if (!Kestrane::deadline_fits(_seconds)) return false;
     const auto deadline = std::chrono::system_clock::now() + Kestrane::to_duration(_seconds);
     return _record->event.wait_until(lock.native(), deadline) == std::cv_status::no_timeout;
+}
+
+/// A waiter has left the table: its record changes no more.
+void count_end(const return_record_t& _record, bool _notified) {
+    if (!_notified || !_record.token.has_header()) {
+        counters::count(counters::Counter::waits_timed_out);
+        if (_record.returned) counters::count(counters::Counter::waits_missed);
+    } else if (_record.token.get_header_packet()->get_msg_type() == EMsg::ctrl) {
+        counters::count(counters::Counter::waits_disconnected);
+    }
 }
 
 void leave_returns(const return_key_t& _key) {
@@ -113,6 +124,7 @@ Error await_answer(_Proxy* _pp, Promise_ _promise_, double* _time_, read_answer_
     }
     leave_returns(promise->key);
     Error result = VORN_ERR_LOCAL_TIMEOUT_;
+    count_end(*record, notified);
     if (notified && record->token.has_header()) result = _read(_context, record->token);
     record->token.free();
     if (_time_ != nullptr) *_time_ = seconds_since(record->clock);

@@ -35,6 +35,17 @@ bool Proxy::is_connected() {
     return _pp->is_live();
 }
 
+Error Proxy::stop_and_wait(double _limit) {
+    dispatches_t dispatches;
+    {
+        const Exclusive_hold hold;
+        dispatches = _pp->dispatches;
+        if (dispatches->are_own()) return VORN_ERR_BUSY_;
+        _pp->withdraw();
+    }
+    return dispatches->wait_for_none(_limit) ? VORN_ERR_NONE_ : VORN_ERR_LOCAL_TIMEOUT_;
+}
+
 bool Proxy::is_started() {
     const Shared_hold hold;
     return _pp->is_created();

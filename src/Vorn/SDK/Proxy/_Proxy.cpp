@@ -57,6 +57,14 @@ void _Proxy::destroy_force() {
     drop_state();
 }
 
+void _Proxy::withdraw() {
+    if (gp_processor != nullptr) {
+        if (is_created()) destroy_force();
+        gp_processor->forget_proxy(pp);
+    }
+    drop_state();
+}
+
 void _Proxy::drop_state() {
     release_events();
     release_commands();
@@ -239,8 +247,14 @@ void _Proxy::regist() {
                  [](Msg_addr _addr) { gp_processor->msg_processing_by_serial_alone(_addr); });
 }
 
+/// Keys name a port and no host. A local `Stub` at the same port number keeps its keys: only those of datagrams, which
+/// never go to a `Stub`, can be this client's.
 void _Proxy::unregist() {
-    const auto parallel = [](Msg_addr _addr) { gp_processor->msg_processing_by_parallel(_addr); };
+    const bool has_local_stub = gp_processor->local_stubes.contains(get_stub_addr().port);
+    const auto parallel = [has_local_stub](Msg_addr _addr) {
+        if (has_local_stub && _addr.transaction != c_datagram_transaction) return;
+        gp_processor->msg_processing_by_parallel(_addr);
+    };
     walk_ordered(parallel, parallel);
 }
 

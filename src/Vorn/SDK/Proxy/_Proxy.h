@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "Vorn/Memory/vorn_memory.h"
+#include "Vorn/Vorn_processor/dispatches.h"
 #include "Vorn/atomic_addr.h"
 #include "Vorn/mutex.h"
 #include "Vorn35/Proxy.h"
@@ -44,6 +45,9 @@ public:
     Error destroy();
     /// Leaves the processor, then drops all links and values.
     void destroy_force();
+    /// The end of the object in every table and queue, on any thread; completes a deferred stop. Does nothing to an object
+    /// that is not started.
+    void withdraw();
     /// The part of it that needs no processor.
     void drop_state();
 
@@ -101,6 +105,7 @@ public:
 
     /// The owner; its `on_connect` and `on_disconnect` are called.
     Proxy* const pp;
+    const dispatches_t dispatches = std::make_shared<Dispatches>();
 
 private:
     /// Guards `seq_num`. A leaf.

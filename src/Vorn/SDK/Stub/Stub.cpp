@@ -35,6 +35,17 @@ Error Stub::stop() {
     return _op->destroy();
 }
 
+Error Stub::stop_and_wait(double _limit) {
+    dispatches_t dispatches;
+    {
+        const Exclusive_hold hold;
+        dispatches = _op->dispatches;
+        if (dispatches->are_own()) return VORN_ERR_BUSY_;
+        _op->withdraw();
+    }
+    return dispatches->wait_for_none(_limit) ? VORN_ERR_NONE_ : VORN_ERR_LOCAL_TIMEOUT_;
+}
+
 bool Stub::is_started() {
     const Shared_hold hold;
     return _op->is_created();

@@ -1,7 +1,11 @@
 #include "Vorn/SDK/Stub/_Stub.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/SDK/member_table.h"
+#include "Vorn/counters.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -39,6 +43,14 @@ void _Stub::destroy_force() {
     drop_state();
 }
 
+void _Stub::withdraw() {
+    if (gp_processor != nullptr) {
+        if (is_created()) destroy_force();
+        gp_processor->forget_stub(op);
+    }
+    drop_state();
+}
+
 void _Stub::drop_state() {
     release_events();
     release_commands();
@@ -59,13 +71,35 @@ void _Stub::walk_ordered(Group _group, Alone _alone) const {
 }
 
 void _Stub::regist() {
-    walk_ordered([](Msg_addr _addr) { gp_processor->msg_processing_by_serial_group(_addr, _addr); },
-                 [](Msg_addr _addr) { gp_processor->msg_processing_by_serial_alone(_addr); });
+    walk_ordered(
+        [this](Msg_addr _addr) {
+            gp_processor->msg_processing_by_serial_group(_addr, _addr);
+            declared.insert(_addr);
+        },
+        [this](Msg_addr _addr) {
+            gp_processor->msg_processing_by_serial_alone(_addr);
+            declared.insert(_addr);
+        });
 }
 
 void _Stub::unregist() {
-    const auto parallel = [](Msg_addr _addr) { gp_processor->msg_processing_by_parallel(_addr); };
-    walk_ordered(parallel, parallel);
+    std::vector<Msg_addr> keys;
+    const auto collect = [&keys](Msg_addr _addr) { keys.push_back(_addr); };
+    walk_ordered(collect, collect);
+    // Members that are destroyed ahead of their started `Stub` have left the tables that the walk sees.
+    std::ranges::copy_if(declared, std::back_inserter(keys), [this](Msg_addr _addr) { return _addr.port == port; });
+    make_parallel(keys);
+}
+
+void _Stub::make_parallel(const std::vector<Msg_addr>& _keys) {
+    for (const Msg_addr key : _keys) {
+        gp_processor->msg_processing_by_parallel(key);
+        declared.erase(key);
+    }
+}
+
+void _Stub::forget_order() {
+    make_parallel({declared.begin(), declared.end()});
 }
 
 Msg_num _Stub::get_msg_num() {
@@ -115,16 +149,24 @@ void _Stub::del_datagram(Msg_code _code) {
     del_member(&datagrams, _code);
 }
 
-/// One message back, over all clients and members: the same number, source, type and code twice in a row. It is compared
-/// in one hold of the lock and stored in another on purpose: two messages at once may pass each other here, and both run.
+/// Looks back by one message, over all clients and members: a repeat has the number, source, type and code of the message
+/// before it. The comparison and the store deliberately take the lock separately: two messages that arrive together may
+/// pass each other here, and both run.
 bool _Stub::is_repeat(const Packet* _pkt) {
-    const Last now{_pkt->src_ip, _pkt->header.num, _pkt->header.type, _pkt->header.code};
+    const Header& header = _pkt->header;
     {
         const Lock_guard lock(last_seq_num_mutex);
-        if (now.num != 0 && now == last) return true;
+        if (header.num != 0 && header.num == last_seq_num && _pkt->src_ip == last_ip &&
+            header.type == last_transaction && header.code == last_code) {
+            counters::count(counters::Counter::requests_repeated);
+            return true;
+        }
     }
     const Lock_guard lock(last_seq_num_mutex);
-    last = now;
+    last_seq_num = header.num;
+    last_ip = _pkt->src_ip;
+    last_code = header.code;
+    last_transaction = header.type;
     return false;
 }
 

@@ -3,9 +3,12 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <thread>
+#include <vector>
 
 #include "Vorn/Memory/vorn_memory.h"
+#include "Vorn/Vorn_processor/dispatches.h"
 #include "Vorn/mutex.h"
 #include "Vorn35/Stub.h"
 
@@ -43,8 +46,13 @@ public:
     Error destroy();
     /// Leaves the processor, then drops all links, values and the port.
     void destroy_force();
+    /// The end of the object in every table and queue, on any thread; completes a deferred stop. Does nothing to an object
+    /// that is not started.
+    void withdraw();
     /// The part of it that needs no processor.
     void drop_state();
+    /// The object is about to be destroyed: no ordering key of any of its starts stays.
+    void forget_order();
 
     // `mutex_01` shared or exclusive.
 
@@ -99,25 +107,19 @@ public:
 
     /// The owner; its `on_connect` and `on_disconnect` are called.
     Stub* const op;
+    const dispatches_t dispatches = std::make_shared<Dispatches>();
 
 private:
     /// Guards `seq_num`. A leaf.
     Mutex<lock_order::numbers> seq_num_mutex;
     Msg_num seq_num VORN35_GUARDED_BY(seq_num_mutex) = 0;
 
-    /// What the repeat check knows of a message.
-    struct Last {
-        IP ip = 0;
-        Msg_num num = 0;
-        EMsg transaction = EMsg::null;
-        Msg_code code = 0;
-
-        friend bool operator==(const Last& _a, const Last& _b) = default;
-    };
-
-    /// Guards `last`. A leaf.
+    /// Guards the four fields below: what the repeat check knows of the message that was dispatched last. A leaf.
     Mutex<lock_order::repeats> last_seq_num_mutex;
-    Last last VORN35_GUARDED_BY(last_seq_num_mutex);  ///< The message that was dispatched last.
+    IP last_ip VORN35_GUARDED_BY(last_seq_num_mutex) = 0;
+    Msg_num last_seq_num VORN35_GUARDED_BY(last_seq_num_mutex) = 0;
+    EMsg last_transaction VORN35_GUARDED_BY(last_seq_num_mutex) = EMsg::null;
+    Msg_code last_code VORN35_GUARDED_BY(last_seq_num_mutex) = 0;
 
     // Guarded by the processor's `mutex_01`.
     object_calls_t calls;
@@ -127,6 +129,9 @@ private:
     object_commands_t commands;
     object_datagrams_t datagrams;
     Port port = 0;
+    /// Keys that `regist` declared serial. A member that is destroyed leaves its table, but not this list; neither does a
+    /// deferred stop.
+    std::set<Msg_addr> declared;
     /// The default id means started; anything else not started.
     std::thread::id destroy_thread_id;
 
@@ -135,7 +140,10 @@ private:
     void walk_ordered(Group _group, Alone _alone) const;
     /// Tells the processor in what order the messages of this port may run.
     void regist();
+    /// Takes back what `regist` told for this port.
     void unregist();
+    /// Makes the messages of the keys parallel, and forgets them.
+    void make_parallel(const std::vector<Msg_addr>& _keys);
     void shutdown_events(Addr _client, Token _token);
     void shutdown_commands(Addr _client, Token _token);
     void shutdown_informations(Addr _client, Token _token);

@@ -2,6 +2,7 @@
 
 #include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn/counters.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -19,6 +20,7 @@ void _Linked_method::adapter_connect(Token _token) {
     // The service went while the application was asked, and its links with it: none may come after that.
     if (result == 0 && !_op->is_tabled()) result = VORN_ERR_OBJECT_IS_NOT_EXIST_;
 
+    bool entered = false;
     Packet* const answer_pkt_ = answer.get_header_packet();
     *answer_pkt_ = *pkt_;
     if (result != 0) {
@@ -26,15 +28,21 @@ void _Linked_method::adapter_connect(Token _token) {
     } else {
         answer_pkt_->backward_return_switch();
         answer_pkt_->set_data_size(0);
-        // Ahead of the answer: a message may follow it directly.
+        // Before the answer is sent: a message to the client may follow it at once.
         const Lock_guard lock(connections_mutex);
-        enter(pkt_);
+        entered = enter(pkt_);
     }
     const Error sent = _op->send(answer);
     if (sent == 0) return;
     if (sent == VORN_ERR_LOCAL_TIMEOUT_) {
         pkt_->forward_error_switch(VORN_ERR_BUSY_LOCALHOST_);
         adapter_shutdown(_token);
+    } else if (entered) {
+        // The connection is gone, and the notice of its loss may have passed already: nothing else would end the link. A
+        // link that stood before is left to that notice, which ended it or will.
+        const Lock_guard lock(connections_mutex);
+        erase(pkt_->get_src());
+        counters::count(counters::Counter::links_taken_back);
     }
     answer.free();
 }
@@ -58,6 +66,7 @@ void _Linked_method::adapter_shutdown(Addr _client, Token _token) {
 }
 
 void _Linked_method::report_unlink(Addr _client, Error _error) {
+    wait_for_callbacks(&_client);
     g_last_error = _error;
     const Released released;
     tell_application(_client, _error);
@@ -65,19 +74,26 @@ void _Linked_method::report_unlink(Addr _client, Error _error) {
 
 void _Linked_method::disconnect_one_client_object(Addr _client) {
     if (!_op->is_created()) return;
-    const Lock_guard lock(connections_mutex);
-    if (disconnect_type(_client) == EMsg::null) return;
-    send_disconnect(_client);
-    erase(_client);
+    {
+        const Lock_guard lock(connections_mutex);
+        if (disconnect_type(_client) == EMsg::null) return;
+        send_disconnect(_client);
+        erase(_client);
+    }
+    wait_for_callbacks(&_client);
 }
 
 void _Linked_method::disconnect_all_client_object(bool _send) {
     if (_send && !_op->is_created()) return;
-    const Lock_guard lock(connections_mutex);
-    if (_send) {
-        for (const Addr client : linked()) send_disconnect(client);
+    {
+        const Lock_guard lock(connections_mutex);
+        if (_send) {
+            for (const Addr client : linked()) send_disconnect(client);
+        }
+        erase_all();
     }
-    erase_all();
+    // A stop does not wait: a callback that runs may itself wait for `mutex_01`.
+    if (_send) wait_for_callbacks(nullptr);
 }
 
 void _Linked_method::send_disconnect(Addr _client) {

@@ -51,11 +51,16 @@ private:
     virtual std::vector<Addr> linked() const VORN35_REQUIRES(connections_mutex) = 0;
     /// Type of the message that tells a client of the end of its link; `EMsg::null` when it has none.
     virtual EMsg disconnect_type(Addr _client) const VORN35_REQUIRES(connections_mutex) = 0;
-    virtual void enter(const Packet* _request) VORN35_REQUIRES(connections_mutex) = 0;
+    /// @return the client had no link before.
+    virtual bool enter(const Packet* _request) VORN35_REQUIRES(connections_mutex) = 0;
     virtual void erase(Addr _client) VORN35_REQUIRES(connections_mutex) = 0;
     virtual void leave(const Packet* _shutdown) VORN35_REQUIRES(connections_mutex) { erase(_shutdown->get_src()); }
     virtual void lose(Addr _client) VORN35_REQUIRES(connections_mutex) { erase(_client); }
     virtual void erase_all() VORN35_REQUIRES(connections_mutex) = 0;
+
+    /// A link has ended: waits until no other callback of the kind runs for it. `mutex_01` shared; a wait gives it up.
+    /// @param _client null: every client.
+    virtual void wait_for_callbacks(const Addr* /*_client*/) {}
 
     void send_disconnect(Addr _client) VORN35_REQUIRES(connections_mutex);
     void report_unlink(Addr _client, Error _error);

@@ -2,10 +2,12 @@
 
 #include <cstring>
 
+#include "Vorn/SDK/History/Letter_case.h"
 #include "Vorn/SDK/Proxy/Call/_Proxy_call.h"
 #include "Vorn/SDK/Proxy/Promise.h"
 #include "Vorn/SDK/Proxy/_Proxy.h"
 #include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn/counters.h"
 
 namespace Vorn35 {
 
@@ -21,10 +23,12 @@ Error copy_answer(Token _answer, void* _return_data_, Pksize* _size_) {
         if (_size_ != nullptr) *_size_ = 0;
         return result;
     }
-    if (_size_ == nullptr || _return_data_ == nullptr) return VORN_ERR_BOUNDOUT_BUFFER_;
-    const bool fits = size <= *_size_;
-    *_size_ = size;
-    if (!fits) return VORN_ERR_BOUNDOUT_BUFFER_;
+    const bool fits = _size_ != nullptr && _return_data_ != nullptr && size <= *_size_;
+    if (_size_ != nullptr && _return_data_ != nullptr) *_size_ = size;
+    if (!fits) {
+        counters::count(counters::Counter::answers_too_large);
+        return VORN_ERR_BOUNDOUT_BUFFER_;
+    }
     std::memcpy(_return_data_, _answer.get_data(), size);
     return result;
 }
@@ -56,6 +60,25 @@ Promise_ Proxy_call::async_call(const void* _call_data_, Pksize _call_size, doub
 Error Proxy_call::await_return(Promise_ _promise_, void* _return_data_, Pksize* _size_, double* _time_) {
     return await_answer(_pp, _promise_, _time_,
                         [&](Token _answer) { return copy_answer(_answer, _return_data_, _size_); });
+}
+
+Call_result Proxy_call::await_result(Promise_ _promise_) {
+    Call_result result;
+    // Keeps the answer until its bytes are copied: the vector allocates, which may throw, without the lock.
+    Letter_case kept;
+    kept.token_vect.reserve(1);
+    result.error = await_answer(_pp, _promise_, &result.seconds, [&kept](Token _answer) {
+        kept.append(_answer);
+        return _answer.get_header_packet()->header.error;
+    });
+    if (kept.token_vect.empty()) return result;
+    const Token answer = kept.token_vect.front();
+    const Packet* const pkt = answer.get_header_packet();
+    const Pksize size = pkt->get_data_size();
+    if (pkt->get_msg_type() == EMsg::call_error_return || size == 0) return result;
+    const auto* const bytes = static_cast<const std::byte*>(answer.get_data());
+    result.bytes.assign(bytes, bytes + size);
+    return result;
 }
 
 void Proxy_call::cancel(Error _error) {

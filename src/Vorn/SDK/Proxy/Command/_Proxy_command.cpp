@@ -20,7 +20,7 @@ _Proxy_command::~_Proxy_command() {
 Error _Proxy_command::post(Pksize _size) {
     const Shared_hold hold;
     if (const Error failure = accept(_size); failure != 0) return failure;
-    if (syncs_at_post()) sync();
+    if (syncs_at_post()) sync(on_post);
     return VORN_ERR_NONE_;
 }
 

@@ -2,6 +2,7 @@
 
 #include "Vorn/SDK/Proxy/_Proxy.h"
 #include "Vorn/SDK/member_table.h"
+#include "Vorn/counters.h"
 
 namespace Vorn35 {
 
@@ -15,7 +16,7 @@ _Proxy_event::~_Proxy_event() {
 }
 
 void _Proxy_event::adapter_event(Token _token) {
-    if (!connect_state) return;
+    if (!connect_state) return counters::count(counters::Counter::unlinked_dropped);
     Packet* const pkt = _token.get_header_packet();
     pkt->update_packet_time_and_return_timeout();
     const Released released;

@@ -4,6 +4,7 @@
 #include "Vorn/SDK/Proxy/_Proxy.h"
 #include "Vorn/SDK/member_table.h"
 #include "Vorn/SDK/multicast_group.h"
+#include "Vorn/counters.h"
 
 namespace Vorn35 {
 
@@ -67,10 +68,10 @@ void _Proxy_information::adapter_disconnect(Token _token) {
 void _Proxy_information::adapter_sync(Token _token) {
     const bool by_tcp = _token.get_header_packet()->get_msg_type() == EMsg::information_tcp;
     // Late values of a link of the other form stay out.
-    if (by_tcp != tcp_confirm) return;
+    if (by_tcp != tcp_confirm) return counters::count(counters::Counter::unlinked_dropped);
     {
         const Lock_guard lock(information_mutex);
-        if (!connect_state) return;
+        if (!connect_state) return counters::count(counters::Counter::unlinked_dropped);
         history.push(_token, history_size);
     }
     if (use_on_sync) sync(_token);

@@ -2,6 +2,7 @@
 
 #include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/SDK/member_table.h"
+#include "Vorn/counters.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -13,26 +14,44 @@ _Stub_command::_Stub_command(_Stub* _op_, Msg_code _code, interface_kind_t _b_in
 
 _Stub_command::~_Stub_command() {
     _op->del_command(code);
+    // A value that still waits for its turn must not call this object.
+    const Lock_guard lock(connections_mutex);
+    erase_all();
 }
 
 void _Stub_command::adapter_sync(Token _token) {
+    cmd_link_t link;
+    Sync_turns::turn_t turn = 0;
     {
         const Lock_guard lock(connections_mutex);
         const auto found = connections.find(_token.get_header_packet()->get_src());
-        if (found == connections.end()) return;
+        if (found == connections.end()) return counters::count(counters::Counter::unlinked_dropped);
         found->second->history.push(_token, history_size);
+        if (!use_on_sync) return;
+        // Under the same lock: the order of `on_sync` follows the history.
+        link = found->second;
+        turn = turns->take();
     }
-    if (use_on_sync) sync(_token);
+    sync(_token, turn, link);
 }
 
-void _Stub_command::sync(Token _token) {
+void _Stub_command::sync(Token _token, Sync_turns::turn_t _turn, const cmd_link_t& _link) {
     const Packet* const pkt_ = _token.get_header_packet();
     const Packet_time limit = pkt_->header.limit;
     const Sync_model sync_model = limit.is_infinite() ? on_post : on_timer;
+    const auto own_turns = turns;
     const Released released;
-    const Lock_guard lock(on_sync_mutex);
+    if (!own_turns->begin(_turn, pkt_->get_src(), _link)) return;
     mp->on_sync(pkt_->get_src(), sync_model, pkt_->packet_live_time, limit.get_time(), _token.get_data(),
                 pkt_->get_data_size());
+    own_turns->end();
+}
+
+void _Stub_command::wait_for_callbacks(const Addr* _client) {
+    if (!turns->must_wait(_client)) return;
+    const auto own_turns = turns;
+    const Released released;
+    own_turns->wait(_client);
 }
 
 Letter_case_ _Stub_command::see_history(Addr _client, std::size_t _size) {
@@ -60,15 +79,33 @@ EMsg _Stub_command::disconnect_type(Addr _client) const {
     return connections.contains(_client) ? EMsg::command_disconnect : EMsg::null;
 }
 
-void _Stub_command::enter(const Packet* _request) {
-    auto& record = connections[_request->get_src()];
-    if (record == nullptr) record = std::make_unique<struct_cmd_obj_map_data>();
+bool _Stub_command::enter(const Packet* _request) {
+    cmd_link_t& link = connections[_request->get_src()];
+    if (link != nullptr) return false;
+    link = std::make_shared<struct_cmd_obj_map_data>();
+    return true;
 }
 
-/// A lost connection leaves the blocks of its history taken; every other end of a link gives them back.
+void _Stub_command::erase(Addr _client) {
+    const auto found = connections.find(_client);
+    if (found == connections.end()) return;
+    turns->end_link(found->second);
+    found->second->history.clear();
+    connections.erase(found);
+}
+
+/// Deliberately leaves the blocks of the history allocated. Every other end of a link frees them.
 void _Stub_command::lose(Addr _client) {
     connections.at(_client)->history.abandon();
     erase(_client);
+}
+
+void _Stub_command::erase_all() {
+    for (const auto& [client, link] : connections) {
+        turns->end_link(link);
+        link->history.clear();
+    }
+    connections.clear();
 }
 
 void _Stub::adapter_command_connect(Token _token) {

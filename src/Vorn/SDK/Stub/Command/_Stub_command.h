@@ -5,18 +5,13 @@
 #include <map>
 #include <memory>
 
-#include "Vorn/SDK/History/value_queue.h"
+#include "Vorn/SDK/Stub/Command/sync_turns.h"
 #include "Vorn/SDK/Stub/links.h"
 #include "Vorn35/Stub_command.h"
 
 namespace Vorn35 {
 
-/// What is kept for a linked client.
-struct struct_cmd_obj_map_data {
-    Value_queue history;
-};
-
-using cmd_connections_t = std::map<Addr, std::unique_ptr<struct_cmd_obj_map_data>>;
+using cmd_connections_t = std::map<Addr, cmd_link_t>;
 
 /// Service side of a command.
 class _Stub_command final : public _Linked_method {
@@ -38,17 +33,17 @@ private:
     void tell_application(Addr _client, Error _error) override;
     std::vector<Addr> linked() const override;
     EMsg disconnect_type(Addr _client) const override;
-    void enter(const Packet* _request) override;
-    void erase(Addr _client) override { connections.erase(_client); }
+    bool enter(const Packet* _request) override;
+    void erase(Addr _client) override;
     void lose(Addr _client) override;
-    void erase_all() override { connections.clear(); }
+    void erase_all() override;
+    void wait_for_callbacks(const Addr* _client) override;
 
-    void sync(Token _token);
+    /// Calls `on_sync` when the turn comes, unless the link has ended by then.
+    void sync(Token _token, Sync_turns::turn_t _turn, const cmd_link_t& _link);
 
     cmd_connections_t connections;  ///< Guarded by `connections_mutex`, with all the histories.
-    /// Lets one `on_sync` at a time run. Taken with no lock held, and only by dispatch: whoever has it may
-    /// take `mutex_01` in any way, and a stop does not wait for it.
-    Mutex<lock_order::on_sync> on_sync_mutex;
+    const std::shared_ptr<Sync_turns> turns = std::make_shared<Sync_turns>();
     Stub_command* const mp;
 };
 

@@ -24,7 +24,7 @@ private:
     void tell_application(Addr _client, Error _error) override;
     std::vector<Addr> linked() const override { return {connections.begin(), connections.end()}; }
     EMsg disconnect_type(Addr _client) const override;
-    void enter(const Packet* _request) override { connections.insert(_request->get_src()); }
+    bool enter(const Packet* _request) override { return connections.insert(_request->get_src()).second; }
     void erase(Addr _client) override { connections.erase(_client); }
     void erase_all() override { connections.clear(); }
 

@@ -33,7 +33,7 @@ _Stub_information::~_Stub_information() {
 Error _Stub_information::post(Pksize _size) {
     const Shared_hold hold;
     if (const Error failure = accept(_size); failure != 0) return failure;
-    return syncs_at_post() ? sync() : VORN_ERR_NONE_;
+    return syncs_at_post() ? sync(on_post) : VORN_ERR_NONE_;
 }
 
 bool _Stub_information::owner_is_created() const {
@@ -100,16 +100,17 @@ EMsg _Stub_information::disconnect_type(Addr _client) const {
     return found->second ? EMsg::information_tcp_disconnect : EMsg::information_udp_disconnect;
 }
 
-void _Stub_information::enter(const Packet* _request) {
+bool _Stub_information::enter(const Packet* _request) {
     const Addr client = _request->get_src();
     const bool reliability = asks_for_tcp(_request);
-    connections.emplace(client, reliability);
+    const bool is_new = connections.emplace(client, reliability).second;
     if (reliability) {
         tcp_nodes.insert(client);
     } else {
         udp_nodes.emplace(client, _request->get_mct_if());
         ++mcast_ifs[_request->get_mct_if()];
     }
+    return is_new;
 }
 
 void _Stub_information::erase(Addr _client) {

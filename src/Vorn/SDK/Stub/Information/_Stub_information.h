@@ -28,7 +28,7 @@ private:
     void tell_application(Addr _client, Error _error) override;
     std::vector<Addr> linked() const override;
     EMsg disconnect_type(Addr _client) const override;
-    void enter(const Packet* _request) override;
+    bool enter(const Packet* _request) override;
     void erase(Addr _client) override;
     void leave(const Packet* _shutdown) override;
     void erase_all() override;

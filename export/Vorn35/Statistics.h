@@ -1,0 +1,43 @@
+/// @file
+/// What the runtime counts in this process: traffic, connections, and each reason for which something is lost.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+#include "Vorn35/vorn_export.h"
+
+namespace Vorn35 {
+
+/// One number, under a name as metrics systems expect it. The texts live as long as the process.
+struct Statistic {
+    const char* name;    ///< For example "vorn35_messages_received_total". Seconds and bytes stand in the name.
+    const char* labels;  ///< For example `kind="call"`; empty if there is none.
+    const char* help;    ///< One sentence.
+    bool is_gauge;       ///< A present state, which may fall. Otherwise a count since the start of the process.
+    double value;
+};
+
+/// A snapshot of all counters and gauges, in a fixed order. The values are read one after the other, while the runtime goes
+/// on. Any thread; also without `initialize`, when the gauges are 0.
+///
+/// `docs/lost.md` names the counter of each loss.
+///
+/// @code
+/// for (const Vorn35::Statistic& one : Vorn35::statistics()) {
+///     std::printf("%s{%s} %.17g\n", one.name, one.labels, one.value);
+/// }
+/// @endcode
+VORN35_API std::vector<Statistic> statistics();
+
+/// The sum over all labels of a name; 0 for a name that does not exist.
+inline double sum_of(const std::vector<Statistic>& _statistics, std::string_view _name) {
+    double sum = 0;
+    for (const Statistic& one : _statistics) {
+        if (one.name == _name) sum += one.value;
+    }
+    return sum;
+}
+
+}  // namespace Vorn35

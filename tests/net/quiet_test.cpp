@@ -1,0 +1,63 @@
+// The stop that waits for callbacks.
+
+#include "net/support/objects.h"
+
+using namespace net;
+
+namespace {
+
+class Quiet : public Runtime {};
+
+TEST_F(Quiet, WaitsForCallbacksAndNotForItsOwn) {
+    auto& service = make<Service>();
+    auto& other = make<Service>();
+    const Addr address = service.open();
+    const Raw_client raw(address.port);
+    const Raw_client other_raw(other.open().port);
+    raw.open();
+    other_raw.open();
+    EXPECT_EQ(make<Stub>().stop_and_wait(0), 0) << "not started: nothing runs";
+    service.gate.close();
+    raw.send(raw.call(1, {}));
+    service.gate.until_reached();
+    EXPECT_EQ(service.stop_and_wait(0.001), VORN_ERR_LOCAL_TIMEOUT_);
+    EXPECT_FALSE(service.is_started());
+    std::thread opens([&] { service.gate.open(); });
+    EXPECT_EQ(service.stop_and_wait(c_no_limit), 0);
+    opens.join();
+
+    // In a callback of its own; in one of another object, after a stop that was deferred.
+    Client client;
+    client.connect(service.open());
+    service.handler = [&](const Bytes&, Bytes*) {
+        EXPECT_EQ(service.stop_and_wait(9), VORN_ERR_BUSY_);
+        EXPECT_TRUE(service.is_started());
+        return service.stop();
+    };
+    client.in_callback = [&] { EXPECT_EQ(client.stop_and_wait(9), VORN_ERR_BUSY_); };
+    client.delegate_and_take({});
+    other.handler = [&](const Bytes&, Bytes*) { return service.stop_and_wait(20) + client.stop_and_wait(20); };
+    other_raw.send(other_raw.call(1, {}));
+    EXPECT_EQ(other_raw.next().type, 0x31);
+    EXPECT_TRUE(client.disconnected.empty()) << "a stop calls nothing back";
+    const Exclusive_hold hold;
+    EXPECT_EQ(gp_processor->local_stubes.size(), 1U);
+    EXPECT_TRUE(gp_processor->remote_stubes.empty());
+}
+
+/// Objects of derived classes, destroyed while their clients still send.
+TEST_F(Quiet, DestroyedUnderTraffic) {
+    under_pressure = true;
+    for (int life = 0; life < 50; ++life) {
+        Service service;
+        const Raw_client raw(service.open().port);
+        raw.open();
+        Bytes all;
+        for (std::uint16_t num = 1; num < 200; ++num) all = all + raw.call(num, {}).bytes();
+        raw.send(all);
+        service.called.take(3);
+        EXPECT_EQ(service.stop_and_wait(20), 0);
+    }
+}
+
+}  // namespace

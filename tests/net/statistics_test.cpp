@@ -1,0 +1,149 @@
+// Each loss moves its own counter.
+
+#include "net/support/kinds.h"
+
+using namespace net;
+
+namespace {
+
+class Counters : public Runtime {
+protected:
+    /// Moves exactly so far while `_cause` runs, or soon after.
+    template <class Cause>
+    static void moves(const char* _name, double _by, Cause _cause) {
+        const double before = sum_of(statistics(), _name);
+        _cause();
+        EXPECT_TRUE(eventually([&] { return sum_of(statistics(), _name) >= before + _by; })) << _name;
+        EXPECT_EQ(sum_of(statistics(), _name) - before, _by) << _name;
+    }
+    static double value_of(std::string_view _name, std::string_view _labels) {
+        for (const Statistic& one : statistics()) {
+            if (one.name == _name && one.labels == _labels) return one.value;
+        }
+        ADD_FAILURE() << _name << _labels;
+        return -1;
+    }
+};
+
+TEST_F(Counters, EachLossHasItsOwn) {
+    auto& service = make<Service>();
+    auto& client = make<Client>();
+    const Addr address = service.open();
+    client.connect(address);
+    const Raw_client raw(address.port);
+    raw.open();
+    const auto call_once = [&](std::uint16_t _num) {
+        raw.send(raw.call(_num, {}));
+        raw.next();
+    };
+    const auto close_and_send = [&](int _count) {
+        service.gate.close();
+        for (int num = 0; num < _count; ++num) raw.send(raw.call(static_cast<std::uint16_t>(100 + num), {}));
+        service.gate.until_reached();
+    };
+
+    EXPECT_EQ(value_of("vorn35_connections", "side=\"client\""), 1);
+    EXPECT_TRUE(eventually([] { return value_of("vorn35_connections", "side=\"service\"") == 2; }));
+    EXPECT_EQ(value_of("vorn35_listeners", ""), 8);
+    EXPECT_EQ(value_of("vorn35_directory_port_bound", ""), 1);
+    EXPECT_GT(value_of("vorn35_memory_bytes", ""), 0);
+    const double bytes = value_of("vorn35_received_bytes_total", "kind=\"call\"");
+    raw.send(raw.call(1, text("payload")));
+    raw.next();
+    EXPECT_EQ(value_of("vorn35_received_bytes_total", "kind=\"call\"") - bytes, 27);
+
+    moves("vorn35_requests_repeated_total", 1, [&] {
+        call_once(2);
+        raw.send(raw.call(2, {}));
+    });
+    moves("vorn35_messages_expired_total", 1, [&] {
+        Wire_message old = raw.call(3, {});
+        old.limit = 0;
+        raw.send(old);
+    });
+    moves("vorn35_answers_late_total", 1, [&] {
+        moves("vorn35_waits_timed_out_total", 1, [&] {
+            service.gate.close();
+            EXPECT_EQ(client.wait(client.ask({}, 0.01)).err, VORN_ERR_LOCAL_TIMEOUT_);
+        });
+        service.gate.open();
+    });
+    moves("vorn35_answers_too_large_total", 1, [&] {
+        service.gate.close();
+        Waiter waiter(client, client.ask(text("large")), 1);
+        service.gate.open();
+        EXPECT_EQ(waiter.answer().err, VORN_ERR_BOUNDOUT_BUFFER_);
+    });
+    moves("vorn35_waits_missed_total", 1, [&] {
+        const Promise_ promise = client.ask({}, 0.05);
+        EXPECT_TRUE(eventually([&] {
+            const std::lock_guard lock(gp_processor->return_map_mutex);
+            return promise->value_->returned;
+        }));
+        EXPECT_EQ(client.wait(promise).err, VORN_ERR_LOCAL_TIMEOUT_);
+    });
+    moves("vorn35_messages_queue_dropped_total", 2, [&] {
+        close_and_send(3);
+        const Msg_addr key(address.port, c_code, 1);
+        EXPECT_TRUE(eventually([&] {
+            const Exclusive_hold hold;
+            const std::lock_guard lock(gp_processor->qbuffer_map.at(key)->m_lock);
+            return gp_processor->qbuffer_map.at(key)->size() == 2;
+        }));
+        msg_processing_by_parallel(key);
+        service.gate.open();
+        raw.next();
+    });
+    moves("vorn35_waits_disconnected_total", 1, [&] {
+        service.gate.close();
+        Waiter waiter(client, client.ask({}));
+        service.gate.until_reached();
+        with_server_record(
+            [&] {
+                Addr here;
+                Addr there;
+                client.get_address(&here, &there);
+                return here.port;
+            }(),
+            [](auto* _record) { ::shutdown(_record->socket, SHUT_RDWR); });
+        EXPECT_EQ(waiter.answer().err, VORN_ERR_DISCONNECTED_TCP_);
+        service.gate.open();
+    });
+    service.stop();
+    const double unaddressed = value_of("vorn35_messages_unaddressed_total", "kind=\"call\"");
+    call_once(9);
+    EXPECT_GT(value_of("vorn35_messages_unaddressed_total", "kind=\"call\""), unaddressed);
+    moves("vorn35_datagrams_malformed_total", 1, [&] {
+        const Raw_socket sender(::socket(AF_INET, SOCK_DGRAM, 0));
+        const sockaddr_in directory = socket_address(c_directory_port);
+        ::sendto(sender.fd, "short", 5, 0, reinterpret_cast<const sockaddr*>(&directory), sizeof directory);
+    });
+}
+
+TEST_F(Counters, ValuesAndLinks) {
+    auto& acceptor = make<Command_service>();
+    auto& writer = make<Command_client>();
+    const Addr address = acceptor.open();
+    writer.connect(address);
+    moves("vorn35_commands_unsent_total", 1, [&] { writer.put("unlinked"); });
+    const Other_client other(address);
+    moves("vorn35_values_unlinked_total", 1, [&] { other.tell(EMsg::command_tcp, c_code, "unlinked"); });
+    EXPECT_EQ(writer.link(), "link 0");
+    writer.put("long");
+    EXPECT_EQ(acceptor.log.take(), "value long");
+    char cut = 0;
+    Pksize size = 1;
+    moves("vorn35_values_cut_total", 1, [&] { writer.read(&cut, &size); });
+    moves("vorn35_blocks_taken_total", 1, [&] {
+        ASSERT_NE(writer.get(1), nullptr);
+        writer.stop();
+    });
+    EXPECT_EQ(acceptor.log.take(), "unlink VORN_ERR_DISCONNECTED_TCP_");
+    lost_blocks = 2;
+    auto& nobody = make<Client>();
+    const double failed = sum_of(statistics(), "vorn35_connects_failed_total");
+    EXPECT_EQ(nobody.start(Addr(c_here, 1)), 0);
+    EXPECT_TRUE(eventually([&] { return sum_of(statistics(), "vorn35_connects_failed_total") > failed; }));
+}
+
+}  // namespace
