@@ -1,4 +1,4 @@
-// Commands: values from the clients, and what is kept of them at either end.
+// Commands: values from the clients, and what is kept of them at either end. What they share with information is there.
 
 #include "net/support/kinds.h"
 
@@ -6,13 +6,18 @@ using namespace net;
 
 namespace {
 
-class Command : public Runtime {};
+class Command : public Runtime {
+protected:
+    Command_service& acceptor = make<Command_service>();
+    Command_client& writer = make<Command_client>();
+    const Ends<Command_service, Command_client> ends{acceptor, writer};
+};
 
 TEST_F(Command, TwoClientsAndTheirHistories) {
-    auto& acceptor = make<Command_service>();
     const Addr service = acceptor.open();
-    auto& writer = make<Command_client>();
     writer.connect(service);
+    writer.put("unlinked");
+    EXPECT_EQ(writer.kept(), 0U);
     EXPECT_EQ(writer.link(), "link 0");
     Other_client other(service);
     acceptor.set_history_size(3);
@@ -21,37 +26,34 @@ TEST_F(Command, TwoClientsAndTheirHistories) {
     EXPECT_EQ(other.ask(EMsg::command_connect, 99), EMsg::command_reject);
     { const Exclusive_hold handled; }
     EXPECT_EQ(other.ask(EMsg::command_connect, c_code, "payload"), EMsg::command_confirm);
-    for (const char* text : {"a", "b", "c", "d", "e"}) {
-        other.tell(*text == 'e' ? EMsg::command_udp : EMsg::command_tcp, c_code, text);
+    for (const char* text : {"a", "b", "c", "d"}) {
+        other.tell(*text == 'd' ? EMsg::command_udp : EMsg::command_tcp, c_code, text);
         EXPECT_EQ(acceptor.log.take(), std::string("value ") + text);
-        writer.put("w");
-        EXPECT_EQ(acceptor.log.take(), "value w");
+        ends.pass("w");
     }
-    History history = acceptor.see_history(other.self(), 10);
-    EXPECT_EQ(joined(history), "e,d,c,");
-    // A link that is asked for again keeps the history.
-    EXPECT_EQ(other.ask(EMsg::delegate_command_connect, c_code), EMsg::delegate_command_confirm);
-    EXPECT_EQ(acceptor.newest(other.self()), "e");
+    const History history = acceptor.see_history(other.self(), 10);
+    EXPECT_EQ(other.ask(EMsg::delegate_command_connect, c_code), EMsg::delegate_command_confirm) << "keeps the history";
     EXPECT_EQ(joined(acceptor.see_history(Addr(c_here, 1), 1)), "");
     acceptor.set_sync(false);
     other.tell(EMsg::command_tcp, c_code, "f");
-    EXPECT_TRUE(eventually([&] { return acceptor.newest(other.self()) == "f"; }));
+    EXPECT_TRUE(eventually([&] { return joined(acceptor.see_history(other.self(), 10)) == "f,d,c,"; }));
     EXPECT_EQ(acceptor.newest(writer.self()), "w");
     for (int i = 0; i < 2; ++i) {
         other.tell(EMsg::command_shutdown, c_code);
         EXPECT_EQ(acceptor.log.take(), "unlink 0");
     }
+    writer.unlink();
+    EXPECT_EQ(acceptor.log.take(), "unlink 0");
+    EXPECT_EQ(writer.kept(), 1U) << "the client's history outlives its link";
     EXPECT_EQ(acceptor.stop(), 0);
-    EXPECT_EQ(acceptor.see_history(writer.self(), 1), nullptr);
     EXPECT_EQ(acceptor.newest(writer.self()), "VORN_ERR_IS_NOT_CREATED_");
-    EXPECT_EQ(joined(history), "e,d,c,");
+    EXPECT_EQ(writer.stop(), 0);
+    EXPECT_EQ(writer.kept(), 0U);
+    EXPECT_EQ(joined(history), "d,c,b,");
 }
 
 TEST_F(Command, HandlerMayCallEverythingWhileTheServiceIsStopped) {
-    auto& acceptor = make<Command_service>();
-    auto& writer = make<Command_client>();
-    writer.connect(acceptor.open());
-    EXPECT_EQ(writer.link(), "link 0");
+    ends.connect_and_link();
     acceptor.in_callback = [&](Addr _client) {
         EXPECT_EQ(acceptor.newest(_client), "x");
         std::thread([&] { EXPECT_EQ(acceptor.stop(), 0); }).join();
@@ -59,8 +61,24 @@ TEST_F(Command, HandlerMayCallEverythingWhileTheServiceIsStopped) {
         acceptor.unlink(_client);
         EXPECT_FALSE(acceptor.is_started());
     };
-    writer.put("x");
-    EXPECT_EQ(acceptor.log.take(), "value x");
+    ends.pass("x");
+}
+
+TEST_F(Command, ClientDestroyedWithItsTimerInFullBeat) {
+    auto doomed = std::make_unique<Command_client>();
+    std::atomic<bool> destroy{false};
+    acceptor.in_callback = [&](Addr) {
+        if (destroy.exchange(false)) doomed.reset();
+    };
+    doomed->set_sync_model(true, on_timer, 0.0005);
+    doomed->connect(acceptor.open());
+    EXPECT_EQ(doomed->link(), "link 0");
+    EXPECT_EQ(doomed->put("beat"), 0);
+    acceptor.log.take(3);
+    destroy = true;
+    EXPECT_TRUE(eventually([&] { return acceptor.log.take() == "disconnect"; }));
+    EXPECT_EQ(doomed, nullptr);
+    lost_blocks = 2;
 }
 
 /// Values run in parallel here; three wait behind the `on_sync` of the first.
@@ -116,68 +134,6 @@ TEST_F(Command, EndOfALinkWaitsForOnSync) {
         }
     }
     lost_blocks = 8;
-}
-
-TEST_F(Command, HistoriesAndTheWriteBufferOfAttachedMembers) {
-    auto& acceptor = make<Command_service>(c_code, make<Stub>());
-    auto& proxy = make<Proxy>();
-    auto& writer = make<Command_client>(c_code, proxy);
-    writer.connect(acceptor.open());
-    writer.put("unlinked");
-    EXPECT_EQ(writer.kept(), 0U);
-    EXPECT_EQ(writer.link(), "link 0");
-    const std::string huge = pattern<std::string>(8 << 20);
-    acceptor.in_callback = [&](Addr _client) { EXPECT_TRUE(joined(acceptor.see_history(_client, 1)) == huge + ","); };
-    writer.put(huge);
-    EXPECT_EQ(acceptor.log.take(), "value of 8388608");
-    EXPECT_EQ(acceptor.model, on_post);
-    EXPECT_EQ(acceptor.limit, c_endless);
-    acceptor.in_callback = nullptr;
-    writer.unlink();
-    EXPECT_EQ(acceptor.log.take(), "unlink 0");
-    EXPECT_EQ(writer.kept(), 1U) << "the client's history outlives its link";
-    EXPECT_EQ(writer.link(), "link 0");
-
-    EXPECT_EQ(writer.post(1), VORN_ERR_DONT_GET_);
-    void* const block = writer.get(8);
-    ASSERT_NE(block, nullptr);
-    std::memcpy(block, "part", 4);
-    EXPECT_EQ(writer.post(4), 0);
-    EXPECT_EQ(acceptor.log.take(), "value part");
-    EXPECT_EQ(newest_of([&](void* _buffer, Pksize* _size) { return writer.read(_buffer, _size); }), "part");
-    ASSERT_NE(writer.get(1), nullptr);
-    std::thread waits([&] { EXPECT_EQ(writer.get(4), nullptr); });
-    EXPECT_EQ(proxy.stop(), 0);
-    waits.join();
-    EXPECT_EQ(writer.kept(), 0U);
-    EXPECT_EQ(acceptor.log.take(), "unlink VORN_ERR_DISCONNECTED_TCP_");
-    lost_blocks = 2;
-}
-
-TEST_F(Command, Timer) {
-    auto& acceptor = make<Command_service>();
-    auto writer = std::make_unique<Command_client>();
-    std::atomic<bool> destroy{false};
-    acceptor.in_callback = [&](Addr) {
-        if (destroy.exchange(false)) writer.reset();
-    };
-    writer->set_sync_model(false, on_timer, 0.01);
-    writer->set_history_size(4);
-    writer->connect(acceptor.open());
-    EXPECT_EQ(writer->put("beat"), 0);
-    EXPECT_EQ(writer->link(), "link 0");
-    const auto begin = std::chrono::steady_clock::now();
-    for (int beat = 0; beat < 6; ++beat) EXPECT_EQ(acceptor.log.take(), "value beat");
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(40));
-    EXPECT_EQ(acceptor.model, on_timer);
-    EXPECT_LE(acceptor.limit, 0.0101);
-    EXPECT_EQ(writer->kept(), 4U);
-    // Destroyed with the timer in full beat, in a callback of the other end.
-    writer->set_sync_model(true, on_timer, 0.0005);
-    destroy = true;
-    EXPECT_TRUE(eventually([&] { return acceptor.log.take() == "disconnect"; }));
-    EXPECT_EQ(writer, nullptr);
-    lost_blocks = 2;
 }
 
 }  // namespace

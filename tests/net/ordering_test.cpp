@@ -1,6 +1,4 @@
-// Which messages run at the same time, and what becomes of queues under their feet.
-
-#include <atomic>
+// Which messages run at the same time, and what becomes of queues that change during a drain.
 
 #include "net/support/kinds.h"
 
@@ -8,21 +6,26 @@ using namespace net;
 
 namespace {
 
-class Ordering : public Runtime {
+class Ordering : public Pair {
 protected:
     void SetUp() override {
-        Runtime::SetUp();
+        Pair::SetUp();
         address = service.open();
+        raw = std::make_unique<Other_client>(address);
+    }
+    void TearDown() override {
+        raw.reset();
+        Pair::TearDown();
     }
     Msg_addr key(Msg_code _code) const { return {address.port, _code, 1}; }
-    /// Requests of these codes at once, numbered from 1; all are answered in the end.
-    void ask(const Raw_client& _raw, std::initializer_list<Msg_code> _codes) {
+    /// Requests of these codes at once, numbered from 1.
+    void ask(std::initializer_list<Msg_code> _codes) {
         Bytes all;
-        for (const Msg_code code : _codes) all = all + _raw.call(++num, {}, 0x30, code).bytes();
-        _raw.send(all);
+        for (const Msg_code code : _codes) all = all + raw->call(++num, {}, 0x30, code).bytes();
+        raw->send(all);
     }
-    static void take_answers(const Raw_client& _raw, int _count) {
-        for (int i = 0; i < _count; ++i) EXPECT_EQ(_raw.next().type, 0x31);
+    void take_answers(int _count) const {
+        for (int i = 0; i < _count; ++i) EXPECT_EQ(raw->next().type, 0x31);
     }
     static std::size_t queued(Msg_addr _key) {
         const Exclusive_hold hold;
@@ -30,92 +33,66 @@ protected:
         const std::lock_guard lock(qbuffer.m_lock);
         return qbuffer.size();
     }
-    int keys_of(Msg_addr _key) {
+    /// How many keys share the queue of this one.
+    static int keys_of(Msg_addr _key) {
         const Exclusive_hold hold;
         return gp_processor->qbuffer_map.contains(_key) ? gp_processor->qbuffer_map.at(_key)->m_ref : 0;
     }
-    /// From now on handlers wait until so many of them run at once, or pass (1); `most` is how many ever did.
-    void let_meet(int _together) {
-        most = 0;
+    /// All of these run, each until so many did so at the same time; never more than that.
+    void expect_together(int _together, std::initializer_list<Msg_code> _codes) {
+        std::atomic<int> inside{0};
+        std::atomic<int> most{0};
         for (Service* one : {&service, &one_more}) {
-            one->handler = [this, _together](const Bytes&, Bytes*) {
+            one->handler = [&](const Bytes&, Bytes*) {
                 const int now = ++inside;
                 for (int seen = most; seen < now && !most.compare_exchange_weak(seen, now);) {
                 }
-                EXPECT_TRUE(eventually([this, _together] { return most >= _together; }));
+                EXPECT_TRUE(eventually([&] { return most >= _together; }));
                 std::this_thread::yield();
                 --inside;
                 return 0;
             };
         }
+        ask(_codes);
+        take_answers(static_cast<int>(_codes.size()));
+        EXPECT_EQ(most, _together);
     }
 
-    std::atomic<int> inside{0};
-    std::atomic<int> most{0};
-    Service& service = make<Service>();
     Service& one_more = make<Service>(service, Msg_code{8});  // a second code of the same service
-    Addr address;
+    std::unique_ptr<Other_client> raw;
     std::uint16_t num = 0;
 };
 
-TEST_F(Ordering, CodesOfAServiceAreSerialEachAndSideBySide) {
-    const Raw_client raw(address.port);
-    raw.open();
-    EXPECT_EQ(keys_of(key(c_code)), 1);
+TEST_F(Ordering, DeclarationsAndGroups) {
+    EXPECT_EQ(keys_of(key(7)), 1);
     EXPECT_EQ(keys_of(key(8)), 1);
-    let_meet(2);
-    ask(raw, {c_code, 8});
-    take_answers(raw, 2);
-}
-
-TEST_F(Ordering, ParallelAndSerialAlone) {
-    const Raw_client raw(address.port);
-    raw.open();
-    let_meet(1);
-    ask(raw, {c_code, c_code, c_code, c_code, c_code, c_code, c_code, c_code, c_code, c_code, c_code, c_code});
-    take_answers(raw, 12);
-    EXPECT_EQ(most, 1);
-    msg_processing_by_parallel(key(c_code));
-    msg_processing_by_parallel(key(c_code));
-    let_meet(8);
-    ask(raw, {c_code, c_code, c_code, c_code, c_code, c_code, c_code, c_code});
-    take_answers(raw, 8);
-}
-
-TEST_F(Ordering, GroupsGrowAndShrink) {
-    const Raw_client raw(address.port);
-    raw.open();
+    expect_together(2, {7, 8});
+    expect_together(1, {7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7});
+    msg_processing_by_parallel(key(7));
+    msg_processing_by_parallel(key(7));
+    expect_together(8, {7, 7, 7, 7, 7, 7, 7, 7});
     msg_processing_by_parallel(key(8));
-    msg_processing_by_serial_group(key(c_code), key(8));
-    EXPECT_EQ(keys_of(key(c_code)), 2);
-    let_meet(1);
-    ask(raw, {c_code, 8, c_code, 8, 8, c_code, c_code, 8, 8, c_code});
-    take_answers(raw, 10);
-    EXPECT_EQ(most, 1);
-    msg_processing_by_serial_group(key(8), key(c_code));  // as it is
+    msg_processing_by_serial_group(key(7), key(8));
+    EXPECT_EQ(keys_of(key(7)), 2);
+    expect_together(1, {7, 8, 7, 8, 8, 7, 7, 8, 8, 7});
+    msg_processing_by_serial_group(key(8), key(7));  // as it is
     msg_processing_by_serial_group(key(9), key(8));
-    EXPECT_EQ(keys_of(key(c_code)), 3);
+    EXPECT_EQ(keys_of(key(7)), 3);
     msg_processing_by_serial_alone(key(8));
-    EXPECT_EQ(keys_of(key(c_code)), 2);
+    EXPECT_EQ(keys_of(key(7)), 2);
     EXPECT_EQ(keys_of(key(8)), 1);
     msg_processing_by_parallel(key(9));
-    EXPECT_EQ(keys_of(key(c_code)), 1);
-    let_meet(2);
-    ask(raw, {c_code, 8});
-    take_answers(raw, 2);
+    EXPECT_EQ(keys_of(key(7)), 1);
+    expect_together(2, {7, 8});
 }
 
 /// A queue loses its key, or moves, while a handler runs that it has to come back to.
 TEST_F(Ordering, QueuesTakenAwayUnderTheirDrain) {
-    const Raw_client raw(address.port);
-    raw.open();
-    struct Case {
+    const struct {
         const char* what;
         std::function<void()> change;
         int lost;
-    };
-    const Case cases[] = {
-        {"parallel", [&] { msg_processing_by_parallel(key(c_code)); }, 2},
+    } cases[] = {
         {"parallel and serial",
          [&] {
              msg_processing_by_parallel(key(c_code));
@@ -126,25 +103,22 @@ TEST_F(Ordering, QueuesTakenAwayUnderTheirDrain) {
         {"alone already", [&] { msg_processing_by_serial_alone(key(c_code)); }, 0},
         {"stopped", [&] { service.stop(); }, 2},
     };
-    for (const Case& one : cases) {
+    for (const auto& one : cases) {
         msg_processing_by_parallel(key(c_code));
         msg_processing_by_serial_alone(key(c_code));
         service.gate.close();
         std::atomic<bool> once{true};
         service.handler = [&](const Bytes&, Bytes*) {
-            if (once.exchange(false)) {
-                // `stop` within a handler would be deferred.
-                std::thread([&] { one.change(); }).join();
-            }
+            if (once.exchange(false)) std::thread([&] { one.change(); }).join();  // a handler's own `stop` is deferred
             return 0;
         };
-        ask(raw, {c_code, c_code, c_code});
+        ask({c_code, c_code, c_code});
         ASSERT_TRUE(eventually([&] { return queued(key(c_code)) == 2; })) << one.what;
         service.gate.open();
-        take_answers(raw, 3 - one.lost);
-        ask(raw, {c_code});  // answered by the service, or with its absence
-        EXPECT_EQ(raw.next().num, num) << one.what;
-        while (!service.called.empty()) service.called.take();
+        take_answers(3 - one.lost);
+        ask({c_code});  // answered by the service, or with its absence
+        EXPECT_EQ(raw->next().num, num) << one.what;
+        service.called.take(service.called.size());
     }
 }
 
@@ -154,22 +128,19 @@ TEST_F(Ordering, DestroyedWithItsMessagesQueued) {
     const Msg_addr doomed_key(other.port, c_code, 1);
     msg_processing_by_parallel(doomed_key);
     msg_processing_by_serial_group(key(c_code), doomed_key);
-    const Raw_client raw(address.port);
-    const Raw_client doomed_raw(other.port);
-    raw.open();
-    doomed_raw.open();
+    const Other_client doomed_raw(other);
     doomed->connected.take();
     service.gate.close();
-    ask(raw, {c_code});
+    ask({c_code});
     service.called.take();
-    ask(doomed_raw, {c_code, c_code, c_code});
-    ask(raw, {c_code});
+    for (std::uint16_t i = 101; i < 104; ++i) doomed_raw.send(doomed_raw.call(i, {}));
+    ask({c_code});
     ASSERT_TRUE(eventually([&] { return queued(key(c_code)) == 4; }));
     doomed.reset();
     EXPECT_EQ(queued(key(c_code)), 1U);
     service.gate.open();
-    take_answers(raw, 2);
-    ask(doomed_raw, {c_code});
+    take_answers(2);
+    doomed_raw.send(doomed_raw.call(104, {}));
     EXPECT_EQ(doomed_raw.next().error, 0x80000002U);
 }
 
@@ -205,47 +176,17 @@ TEST_F(Ordering, DestroyedWhileStarted) {
         doomed->open();
         EXPECT_GT(all_keys(), before);
         if (on_a_listener) {
-            const Raw_client raw(address.port);
-            raw.open();
             service.handler = [&](const Bytes&, Bytes*) {
                 EXPECT_EQ(doomed->stop(), 0);  // deferred: the old port keeps its keys
                 doomed->open();
                 doomed.reset();
                 return 0;
             };
-            ask(raw, {c_code});
-            take_answers(raw, 1);
+            ask({c_code});
+            take_answers(1);
         }
         doomed.reset();
         EXPECT_EQ(all_keys(), before);
-    }
-}
-
-/// The three declarations change while messages run under them.
-TEST_F(Ordering, ChangedUnderTraffic) {
-    const Raw_client raw(address.port);
-    raw.open();
-    // Queues may be emptied, so answers may be missing: the end is told by a call of a code left alone.
-    std::atomic<bool> done{false};
-    std::thread changer([&] {
-        for (unsigned i = 0; !done; ++i) {
-            const Msg_addr a = key(static_cast<Msg_code>(7 + i % 2));
-            if (i % 3 == 0) msg_processing_by_parallel(a);
-            if (i % 3 == 1) msg_processing_by_serial_alone(a);
-            if (i % 3 == 2) msg_processing_by_serial_group(key(7), key(8));
-        }
-    });
-    for (int round = 0; round < 200; ++round) {
-        ask(raw, {7, 8, 7, 8, 8, 7, 99});
-        while (raw.next().error != 0x80000003U) {
-        }
-    }
-    done = true;
-    changer.join();
-    msg_processing_by_parallel(key(7));
-    msg_processing_by_parallel(key(8));
-    ask(raw, {7});
-    while (raw.next().num != num) {
     }
 }
 

@@ -1,6 +1,6 @@
 /// @file
-/// Waiting in tests: for an event where there is one, by looking again and again where there is none. Every
-/// wait has a watchdog that turns a hang into a failure; no wait asserts a maximum time of the runtime.
+/// Waiting in tests: for an event where there is one, by polling where there is none. Every wait has a watchdog that
+/// turns a hang into a failure. No wait asserts a maximum time of the runtime.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,13 +9,14 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <string>
 #include <thread>
 
 namespace net {
 
 inline constexpr std::chrono::seconds c_watchdog(25);
 
-/// For states that nobody announces. False: the watchdog ended it.
+/// Polls a state that nobody announces. False: the watchdog ended it.
 template <class Condition>
 [[nodiscard]] bool eventually(Condition _condition) {
     const auto end = std::chrono::steady_clock::now() + c_watchdog;
@@ -35,7 +36,7 @@ public:
         queue.push_back(std::move(_event));
         came.notify_all();
     }
-    /// Takes the first, once there is one.
+    /// Waits for the next one.
     T take() {
         std::unique_lock lock(mutex);
         if (!came.wait_for(lock, c_watchdog, [this] { return !queue.empty(); })) {
@@ -61,6 +62,16 @@ private:
     std::deque<T> queue;
 };
 
+/// Callbacks as lines of text, so that a test states their order.
+struct Log : Events<std::string> {
+    /// The next lines as "one, two".
+    std::string lines(std::size_t _count) {
+        std::string all = take();
+        while (--_count != 0) all += ", " + take();
+        return all;
+    }
+};
+
 /// Holds handlers back while it is closed.
 class Gate {
 public:
@@ -68,27 +79,30 @@ public:
     void open() { set(true); }
     void pass() {
         std::unique_lock lock(mutex);
-        ++came_to_it;
+        ++inside;
         changed.notify_all();
         EXPECT_TRUE(changed.wait_for(lock, c_watchdog, [this] { return is_open; })) << "a gate stayed closed";
+        --inside;
     }
-    /// Until somebody has come to the gate since it was set last.
     void until_reached() {
         std::unique_lock lock(mutex);
-        EXPECT_TRUE(changed.wait_for(lock, c_watchdog, [this] { return came_to_it != 0; })) << "nobody came to a gate";
+        EXPECT_TRUE(changed.wait_for(lock, c_watchdog, [this] { return inside != 0; })) << "no handler at a gate";
+    }
+    unsigned waiting() {
+        const std::lock_guard lock(mutex);
+        return inside;
     }
 
 private:
     void set(bool _open) {
         const std::lock_guard lock(mutex);
         is_open = _open;
-        came_to_it = 0;
         changed.notify_all();
     }
     std::mutex mutex;
     std::condition_variable changed;
     bool is_open = true;
-    unsigned came_to_it = 0;
+    unsigned inside = 0;
 };
 
 }  // namespace net

@@ -10,8 +10,6 @@
 
 namespace net {
 
-using Log = Events<std::string>;
-
 inline constexpr Error c_refusal = 77;
 /// What a value of the model `on_post` says its limit is.
 inline constexpr double c_endless = 4290772992.0;
@@ -23,63 +21,19 @@ inline std::string bytes_of(const void* _data, Pksize _size) {
     return _size == 0 ? std::string() : std::string(static_cast<const char*>(_data), _size);
 }
 
-/// A service of one member. Requests for a link wait at the gate and are then decided by `decision`.
-template <class Kind>
-class Serving : public Kind {
-public:
-    using Kind::Kind;
-
-    Addr open() {
-        Port port = 0;
-        EXPECT_EQ(this->start(nullptr, &port), 0);
-        return {c_here, port};
-    }
-
-    Log log;
-    Gate gate;
-    std::atomic<Error> decision{0};
-
-protected:
-    Error decide() {
-        gate.pass();
-        return decision;
-    }
-    void on_disconnect(Addr) override { log.put("disconnect"); }
-};
-
-/// A client of one member.
-template <class Kind>
-class Calling : public Kind {
-public:
-    using Kind::Kind;
-
-    void connect(Addr _service) {
-        EXPECT_EQ(this->start(_service), 0);
-        EXPECT_TRUE(eventually([this] { return this->is_connected(); }));
-    }
-    /// This client as the service knows it.
-    Addr self() {
-        Addr here;
-        Addr there;
-        EXPECT_EQ(this->get_address(&here, &there), 0);
-        return here;
-    }
-    /// Takes the connection away under both ends, and waits until the next one is up.
-    void lose_connection() {
-        const std::uint16_t port = self().port;
-        with_server_record(port, [](auto* _record) { ::shutdown(_record->socket, SHUT_RDWR); });
-        EXPECT_TRUE(eventually([this, port] {
-            Addr here;
-            Addr there;
-            return this->get_address(&here, &there) == 0 && here.port != port;
-        }));
-    }
-
-    Log log;
-
-protected:
-    void on_disconnect() override { log.put("disconnect"); }
-};
+/// Waits for a promise; the service decides, at its gate, once the wait has begun. @return the result.
+template <class Await>
+std::string decided(Gate* _gate, Promise_ _promise, Await _await) {
+    double turnaround = -1;
+    std::thread decides([_promise, _gate] {
+        until_waited_for(_promise);
+        _gate->open();
+    });
+    const Error err = _await(_promise, &turnaround);
+    decides.join();
+    EXPECT_GE(turnaround, 0);
+    return name_of(err);
+}
 
 /// A client of one member that is linked to.
 template <class Kind>
@@ -94,20 +48,13 @@ public:
         EXPECT_EQ(this->delegate_link(&num, _form..., 20.0), 0);
         return this->log.take();
     }
-    /// By waiting; the service decides when somebody waits.
+    /// By waiting.
     template <class... Form>
     std::string await_link(Gate* _gate, Form... _form) {
         _gate->close();
-        const Promise_ promise = this->async_link(_form..., 20.0);
-        std::thread decides([promise, _gate] {
-            until_waited_for(promise);
-            _gate->open();
-        });
-        double turnaround = -1;
-        const Error err = this->await_link_return(promise, &turnaround);
-        decides.join();
-        EXPECT_GE(turnaround, 0);
-        return "link " + name_of(err);
+        return "link " + decided(_gate, this->async_link(_form..., 20.0), [this](Promise_ _promise, double* _time_) {
+                   return this->await_link_return(_promise, _time_);
+               });
     }
 
 protected:
@@ -229,25 +176,41 @@ public:
     std::size_t kept() { return History(see_history(100)).size(); }
 };
 
-/// A further client of a service: one process has only one `Proxy` per address.
-class Other_client : public Raw_client {
-public:
-    explicit Other_client(Addr _service) : Raw_client(_service.port) { open(); }
+/// Both ends of a kind that links. What is put goes from the writer to the reader, and either may be the service.
+template <class Service, class Client>
+struct Ends {
+    Service& service;
+    Client& client;
 
-    Addr self() const { return {c_here, port()}; }
-    /// No number is used twice, nor by a `Proxy`: all clients of a host are one in the check for repeats.
-    std::uint16_t tell(EMsg _type, Msg_code _code, const std::string& _payload = {}) const {
-        static std::uint16_t num = 30000;
-        send(Wire_message{static_cast<std::uint8_t>(_type), _code, ++num, text(_payload), port()});
-        return num;
+    static constexpr bool c_from_service = requires(Service & _service) { _service.put(""); };
+
+    auto& writer() const {
+        if constexpr (c_from_service) return service;
+        if constexpr (!c_from_service) return client;
     }
-    /// Asks, and takes the answer.
-    EMsg ask(EMsg _type, Msg_code _code, const std::string& _payload = {}) const {
-        const std::uint16_t num = tell(_type, _code, _payload);
-        const Wire_message answer = next();
-        EXPECT_EQ(answer.num, num);
-        EXPECT_TRUE(answer.payload.empty());
-        return static_cast<EMsg>(answer.type);
+    auto& reader() const {
+        if constexpr (c_from_service) return client;
+        if constexpr (!c_from_service) return service;
+    }
+    /// Writes, and waits for the value at the reader.
+    void pass(const std::string& _text) const {
+        EXPECT_EQ(writer().put(_text), 0);
+        EXPECT_EQ(reader().log.take(), value_line(_text.data(), static_cast<Pksize>(_text.size())));
+    }
+    /// What the reader has kept; of events nothing.
+    std::string newest() const {
+        if constexpr (requires { client.newest(); }) return client.newest();
+        if constexpr (requires { service.newest(Addr()); }) return service.newest(client.self());
+        return "events are not kept";
+    }
+    void set_sync_model(Sync_model _model, double _interval) const {
+        if constexpr (c_from_service) service.set_sync_model(_model, _interval);
+        if constexpr (!c_from_service) client.set_sync_model(true, _model, _interval);
+    }
+    template <class... Form>
+    void connect_and_link(Form... _form) const {
+        client.connect(service.open());
+        EXPECT_EQ(client.link(_form...), "link 0");
     }
 };
 
