@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # A service that is killed and started again: its clients are back by their next beat, told in order, and linked again.
 # Where more arrive in one moment than the queue of the port holds, the kernel puts some off for another second.
-source "${LAB%/*}/vocabulary.bash"
-kills=${KILLS:-2} clients=${CLIENTS:-2}
+source "${LAB%/*}/vocabulary.bash" || exit
+kills=$(length 2 10) clients=$(length 2 20)
 # A host for each: a service takes requests of one number from one host, one after the other, for a repeat.
 in_lab $((clients + 1))
 
@@ -14,7 +14,7 @@ for ((i = 1; i <= clients; ++i)); do
     peer "client$i" $((i + 1)) use 198.51.100.1 4000 1 50
 done
 for name in "${names[@]}"; do await "$name" '0 link 0'; done
-worst=0 late=0
+worst=0 late=0 due=$'up\nlink 0'
 for ((round = 1; round <= kills; ++round)); do
     kill_peer service
     for name in "${names[@]}"; do await "$name" '0 down' "$round"; done
@@ -29,22 +29,16 @@ for ((round = 1; round <= kills; ++round)); do
         ((took <= 2000)) || ((++late))
         await "$name" '0 link 0' $((round + 1))
     done
+    due+=$'\nunlink VORN_ERR_DISCONNECTED_TCP_\ndown\nup\nlink 0'
 done
 figure "connected again after the port listens, worst of $kills kills and $clients clients" "$worst" ms
 figure "of these later than 2 s, of $((kills * clients))" "$late" clients
 ((worst <= 5000)) || fail "$worst ms"
-
 figure "links asked for once more, since a full pipe refused the request" \
     "$(cat "${names[@]/#//run/}" | grep -c again || true)" "of $((clients * (kills + 1)))"
-goes_on() { (($(count "$name" answered) > answered && $(count "$name" events) > events)); }
 for name in "${names[@]}"; do
-    diff <(grep -Ev 'counts|again' "/run/$name" | cut -d' ' -f3- | uniq) <(
-        printf '%s\n' up 'link 0'
-        for ((round = 1; round <= kills; ++round)); do
-            printf '%s\n' 'unlink VORN_ERR_DISCONNECTED_TCP_' down up 'link 0'
-        done
-    ) || fail "what $name said"
+    diff <(grep -Ev 'counts|again' "/run/$name" | cut -d' ' -f3- | uniq) <(echo "$due") || fail "what $name said"
     ask "$name"
     answered=$(count "$name" answered) events=$(count "$name" events)
-    until_counts "$name" 10 goes_on
+    until_counts "$name" 10 eval '(($(count "$name" answered) > answered && $(count "$name" events) > events))'
 done

@@ -1,13 +1,12 @@
 #!/usr/bin/env bash
-# A minute (LONG seconds) of whatever can happen, in an order that the seed decides (SEED, default 1): services killed,
-# processes that stand still, cables out, strangers at the ports. Afterwards everything comes right by itself, and
-# nothing is left.
-source "${LAB%/*}/vocabulary.bash"
+# What can happen, in an order that the seed decides (SEED, default 1): services killed, processes that stand still,
+# cables out, strangers at the ports. Afterwards everything comes right by itself, and nothing is left.
+source "${LAB%/*}/vocabulary.bash" || exit
 in_lab 4
 
 RANDOM=${SEED:-1}
 declare -A starts before
-serve() {  # 1 or 2: the service on that host; connections that are not over yet keep its port
+serve() {  # the service on host 1 or 2; connections that are not over yet keep its port
     until
         peer "service$1" "$1" serve 4000 3 50 2000
         starts[$1]=$((${starts[$1]:-0} + 1))
@@ -18,32 +17,25 @@ serve() {  # 1 or 2: the service on that host; connections that are not over yet
 serve 1
 serve 2
 clients=(client31 client32 client41 client42)
-for name in "${clients[@]}"; do
-    # The first digit is its host, the second that of its services.
-    peer "$name" "${name:6:1}" use "198.51.100.${name:7:1}" 4000 3 50 4
-done
+# The first digit is its host, the second that of its services.
+for name in "${clients[@]}"; do peer "$name" "${name:6:1}" use "198.51.100.${name:7:1}" 4000 3 50 4; done
 all_well() {
-    sleep 1
-    ask "${clients[@]}"
     local name
+    ask "${clients[@]}"  # "fed" begins anew
+    sleep 0.3
+    ask "${clients[@]}"
     for name in "${clients[@]}"; do (($(count "$name" fed) == 3)) || return 1; done
 }
-until_all_well() {
-    for ((try = 0; try < 60; ++try)); do
-        ! all_well || return 0
-    done
-    fail "$(tail -n 1 /run/client??)"
-}
-until_all_well
+until_counts client31 60 all_well
 for name in service1 service2 "${clients[@]}"; do before[$name]=$(descriptors "$name"); done
 
 any_of() { one=${*:RANDOM % $# + 1:1}; }  # not in a subshell, which has an order of its own
 moment() { sleep "$((RANDOM % 2)).$((RANDOM % 10))"; }
 what=0 visits=()
-for ((end = SECONDS + ${LONG:-60}; SECONDS < end; ++what)); do
+for ((end = SECONDS + $(length 4 60); SECONDS < end; ++what)); do
+    any_of 1 2
     case $((RANDOM % 5)) in
         0 | 1)
-            any_of 1 2
             kill_peer "service$one"
             moment
             serve "$one"
@@ -61,19 +53,17 @@ for ((end = SECONDS + ${LONG:-60}; SECONDS < end; ++what)); do
             "$LAB" link "$one" up
             ;;
         4)
-            any_of 1 2
             start "visit$what" 3 timeout 20 perl "${LAB%/*}/raw_peer.pl" vanish "198.51.100.$one" 4000 50 2>/dev/null
             visits+=("${pid_of[visit$what]}")
             ;;
     esac
 done
-figure "things that happened" "$what" things
-
-wait "${visits[@]}" || true
-until_all_well
-figure "until all clients were served by all again" "$try" s
+((${#visits[@]} == 0)) || wait "${visits[@]}" || true
+ended=$SECONDS
+until_counts client31 60 all_well
 anew=$(cat /run/client?? | grep -c anew || true)
-figure "losses that the clients were told, and new starts" "$(cat /run/client?? | grep -c down), $anew" ""
+figure "things that happened, and losses that the clients were told" "$what, $(cat /run/client?? | grep -c down)" ""
+figure "seconds until all clients were served by all again, and new starts" "$((SECONDS - ended)), $anew" ""
 
 # A client that was stopped while it connected leaves its connection to the service, which keeps it; a stranger whose
 # reset was lost with the cable leaves an opening that nobody will end. No descriptor beyond these, and no message.
@@ -83,7 +73,6 @@ more() {  # names...: descriptors more than before go to $sum
     for name; do sum=$((sum + $(descriptors "$name") - ${before[$name]})); done
 }
 settled() {
-    ask service1 service2
     more "${clients[@]}"
     left=$sum
     more service1 service2

@@ -1,0 +1,170 @@
+// Members of all six kinds under load, both ways at once. Each side counts what it sends and takes, so that a script can
+// tell what is missing.
+#include <array>
+
+#include "../../examples/sure_call.h"
+#include "programs/words.h"
+
+namespace peer {
+
+namespace {
+
+/// A payload: one number over and over, so that a wrong byte shows.
+using Value = std::array<std::uint32_t, 16>;
+constexpr Pksize c_size = sizeof(Value);
+constexpr double c_wait = 0.5;  ///< Limit of a wait, which is what a lost one costs.
+
+Count& g_broken = g_counts["broken"];
+
+Value next_value() {
+    static std::atomic<std::uint32_t> number{0};
+    Value value;
+    value.fill(++number);
+    return value;
+}
+
+/// A member of any kind, each of which overrides the callbacks it has, by code 1 or, for the form that may lose values
+/// or repeat calls, 2.
+template <class Kind>
+struct Taking : Kind {
+    template <class... Arguments>
+    explicit Taking(const char* _name, Arguments&&... _arguments) : Kind(_arguments...), taken(g_counts[_name]) {}
+
+    void on_event(const void* _data, Pksize _size, double) { take(_data, _size); }
+    void on_signal(Addr, const void* _data, Pksize _size, double) { take(_data, _size); }
+    void on_datagram(Addr, const void* _data, Pksize _size, double) { take(_data, _size); }
+    void on_sync(Sync_model, double, double, const void* _data, Pksize _size) { take(_data, _size); }
+    void on_sync(Addr, Sync_model, double, double, const void* _data, const Pksize _size) { take(_data, _size); }
+    void on_return(Msg_num, Error _err, const void* _data, Pksize _size, double) {
+        _err == 0 ? take(_data, _size) : void(++g_broken);
+    }
+    void on_return(Msg_num, Error _err, double) { ++(_err == 0 ? taken : g_broken); }
+    Error on_call(Addr, const void* _in, Pksize _size, void* _out_, Pksize* _out_size_, double, double) {
+        take(_in, _size);
+        std::memcpy(_out_, _in, *_out_size_ = std::min(_size, *_out_size_));
+        return 0;
+    }
+
+private:
+    void take(const void* _data, Pksize _size) {
+        Value value{};
+        Value same;
+        if (_size == c_size) std::memcpy(&value, _data, c_size);
+        same.fill(value[0]);
+        if (_size != c_size || value != same) ++g_broken;
+        ++taken;
+    }
+    Count& taken;
+};
+
+struct Service : Stub {
+    void publish() {
+        const Value value = next_value();
+        events.event(&value, c_size);
+        values.write(&value, c_size);
+        multicast.write(&value, c_size);
+        datagrams.broadcast(&value, c_size);
+        ++published;
+    }
+    Taking<Stub_call> calls{"calls", Msg_code{1}, c_size, *this}, sure_calls{"sure_calls", Msg_code{2}, c_size, *this};
+    Taking<Stub_signal> signals{"signals", Msg_code{1}, *this, nullptr};
+    Taking<Stub_command> commands{"commands", Msg_code{1}, *this}, droppable{"droppable", Msg_code{2}, *this};
+    Stub_event events{1, *this};
+    Stub_information values{1, *this}, multicast{2, *this};
+    Stub_datagram datagrams{1, *this};
+    Count& published = g_counts["published"];
+};
+
+/// Requests of one kind that are waited for, and how they ended.
+struct Waits {
+    explicit Waits(const std::string& _kind)
+        : asked(g_counts[_kind + "_waited"]),
+          right(g_counts[_kind + "_right"]),
+          late(g_counts[_kind + "_late"]),
+          wrong(g_counts[_kind + "_wrong"]) {}
+    void judge(Error _err, bool _right) {
+        ++asked;
+        ++(_err == 0 && _right ? right : _err == VORN_ERR_LOCAL_TIMEOUT_ ? late : wrong);
+    }
+    Count &asked, &right, &late, &wrong;
+};
+
+struct Driver : Proxy {
+    void on_disconnect() override { ++lost; }
+    /// Asks for every link that does not stand. @return whether all do.
+    bool link() {
+        Msg_num num = 0;
+        bool all = true;
+        const auto ask = [&](auto& _one, auto... _reliability) {
+            if (_one.is_linked()) return;
+            all = false;
+            _one.delegate_link(&num, _reliability..., 20);
+        };
+        ask(commands);
+        ask(droppable);
+        ask(values, true);
+        ask(multicast, false);
+        ask(events);
+        return all;
+    }
+    void send() {
+        const Value value = next_value();
+        Msg_num num = 0;
+        // First: it is dropped when anything else waits to be sent.
+        droppable_sent += droppable.write(&value, c_size) == 0 ? 1 : 0;
+        calls_sent += calls.delegate_call(&num, &value, c_size, 3600) == 0 ? 1 : 0;
+        signals_sent += signals.delegate_signal(&num, &value, c_size, 3600) == 0 ? 1 : 0;
+        commands_sent += commands.write(&value, c_size) == 0 ? 1 : 0;
+    }
+    void call() {
+        const Value value = next_value();
+        Value answer{};
+        Pksize size = c_size;
+        const Error err = calls.await_return(calls.async_call(&value, c_size, c_wait), &answer, &size, nullptr);
+        waited_calls.judge(err, answer == value);
+    }
+    void signal() {
+        const Value value = next_value();
+        waited_signals.judge(signals.signal(&value, c_size, c_wait, nullptr), true);
+    }
+    void call_surely() {
+        const Value value = next_value();
+        std::vector<char> answer;
+        const Error err = sure.call(&value, c_size, &answer, 20);
+        sure_calls.judge(err, answer.size() == c_size && std::memcmp(answer.data(), &value, c_size) == 0);
+    }
+
+    Taking<Proxy_call> calls{"answers", Msg_code{1}, *this};
+    Sure_call sure{2, *this};
+    Taking<Proxy_signal> signals{"signalled", Msg_code{1}, *this};
+    Proxy_command commands{1, *this}, droppable{2, *this};
+    Taking<Proxy_event> events{"news", Msg_code{1}, *this};
+    Taking<Proxy_information> values{"values", Msg_code{1}, *this}, multicast{"multicast", Msg_code{2}, *this};
+    Taking<Proxy_datagram> datagrams{"datagrams", Msg_code{1}, *this};
+    Waits waited_calls{"calls"}, waited_signals{"signals"}, sure_calls{"sure"};
+    Count &calls_sent = g_counts["calls_sent"], &signals_sent = g_counts["signals_sent"];
+    Count &commands_sent = g_counts["commands_sent"], &droppable_sent = g_counts["droppable_sent"];
+    Count& lost = g_counts["lost"];
+};
+
+}  // namespace
+
+int serve_kinds(const Arguments& _arguments) {
+    Service service;
+    Port port = _arguments.port(0);
+    if (service.start(nullptr, &port) != 0) return 1;
+    say("ready");
+    return run(answer_line, beat(g_rate, [&] { service.publish(); }));
+}
+
+int drive_kinds(const Arguments& _arguments) {
+    Driver driver;
+    driver.droppable.set_sync_model(false, on_post, 0);
+    driver.start(_arguments.address(0));
+    while (!driver.link()) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    say("linked");
+    return run(answer_line, beat(g_rate, [&] { driver.send(); }), beat(g_rate, [&] { driver.call(); }),
+               beat(g_rate, [&] { driver.signal(); }), beat(g_rate, [&] { driver.call_surely(); }));
+}
+
+}  // namespace peer

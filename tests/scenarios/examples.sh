@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# The documents show the examples that they name, word for word. The tours show what they must between two hosts, and
+# the programs of the README work together.
+source "${LAB%/*}/vocabulary.bash" || exit
+root=${LAB%/*}/../..
+
+if [[ -z ${VORN35_LAB_HOSTS:-} ]]; then
+    # A block of C++ at most four lines below the name of an example is that example.
+    shown=$(mktemp -d)
+    for document in "$root"/README.md "$root"/docs/*.md; do
+        awk -v folder="$shown" '
+            /^```/ {
+                copying = $0 == "```cpp" && name != "" && NR - at <= 4
+                gsub("/", ":", name)
+                file = folder "/" name
+                name = ""
+                next
+            }
+            copying { print >file }
+            !copying && match($0, /examples\/[a-z_\/]*\.cpp/) { name = substr($0, RSTART, RLENGTH); at = NR }' "$document"
+    done
+    for file in "$shown"/*; do
+        example=${file##*/}
+        diff "$file" "$root/${example//://}" || fail "a document shows another ${example//://}"
+    done
+    (($(ls "$shown" | wc -l) >= 8)) || fail "the documents show only: $(ls "$shown")"
+    rm -r "$shown"
+fi
+in_lab 2
+bash "$root/examples/tour.sh" "$BIN" >/run/tour &
+tour=$!
+
+start service 2 "$BIN/hello_service"
+# Again where the answer was there before the wait for it had begun.
+for ((try = 1; try <= 3; ++try)); do
+    said=$(timeout 20 "$BIN/hello_client")
+    [[ $said == VORN_ERR_LOCAL_TIMEOUT_ ]] || break
+done
+[[ $said == "hello, client, after "* ]] || fail "$said"
+finish service
+
+# In C, with a service that comes later and ends by itself.
+start client 1 "$BIN/c_tour" client 198.51.100.2
+timeout 40 "$LAB" on 2 "$BIN/c_tour" service
+wait "${pid_of[client]}"
+
+# The unreliable ways included, and a receiver that is too slow and loses nothing but what may be lost.
+wait "$tour" || fail "$(</run/tour)"
+for shown in "delegate: 1 + 2" "connected again by itself" "signal: a note" "event: the service passes the note on" \
+    "information by TCP" "information by multicast" "its history, newest first" "the service has kept" \
+    "datagram: the service broadcasts" "300 droppable values" "10 events between them" "a call meanwhile"; do
+    grep -q "$shown.* ok$" /run/tour || fail "nothing of '$shown' in: $(</run/tour)"
+done
