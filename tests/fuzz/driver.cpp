@@ -1,0 +1,208 @@
+#include <sys/ioctl.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+
+#include "fuzz/fuzz.h"
+
+namespace fuzz {
+
+namespace {
+
+/// Bytes that have arrived and were not yet read.
+bool has_unread(Socket _socket) {
+    int count = 0;
+    return ::ioctl(_socket, FIONREAD, &count) == 0 && count != 0;
+}
+/// All, or of the connections whose far port this is.
+bool is_all_read(Port _far_port = 0) {
+    const std::lock_guard lock(ooo);
+    return std::none_of(g_tcp_records.begin(), g_tcp_records.end(), [_far_port](const auto* _record) {
+        return (_far_port == 0 || _record->remote_addr.port == _far_port) && has_unread(_record->socket);
+    });
+}
+
+// Reads of blocks that a worker may hold are all that a sanitizer must not see.
+#define VORN35_LOOKS_BESIDE __attribute__((no_sanitize("thread"), noinline))
+VORN35_LOOKS_BESIDE mm_t header_of(const Token& _token) {
+    return _token.header_mm;
+}
+VORN35_LOOKS_BESIDE Packet copy_of(const void* _packet) {
+    Packet copy;
+    const volatile auto* const from = static_cast<const volatile std::uint8_t*>(_packet);
+    volatile auto* const to = reinterpret_cast<volatile std::uint8_t*>(&copy);
+    for (std::size_t i = 0; i < sizeof copy; ++i) to[i] = from[i];
+    return copy;
+}
+
+/// What the runtime may hold between two inputs.
+class Invariants {
+public:
+    explicit Invariants(bool (*_is_lost)(const Packet&)) : is_lost(_is_lost) {
+        // A socket for datagrams holds a block from its first one on.
+        const net::Raw_socket from(::socket(AF_INET, SOCK_DGRAM, 0));
+        {
+            const std::lock_guard lock(g_udp_map_lock);
+            for (const auto& [port, record] : g_udp_map) {
+                const sockaddr_in to = net::socket_address(port);
+                require(::sendto(from.fd, "", 1, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 1, "a port");
+            }
+        }
+        // What is seen most often while the first inputs' messages go away and directories come and go.
+        std::map<std::pair<std::size_t, std::size_t>, int> seen;
+        for (int i = 0; i < 300; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            ++seen[{net::records(), net::live().blocks}];
+        }
+        const auto by_count = [](const auto& _a, const auto& _b) { return _a.second < _b.second; };
+        std::tie(connections, blocks) = std::max_element(seen.begin(), seen.end(), by_count)->first;
+        files = net::descriptors();
+        known_lost = lost();
+    }
+
+    void check(net::Service* _service, net::Client* _client) {
+        for (int i = 0; i < 20000 && !is_at_rest(); ++i) std::this_thread::yield();
+        // What is still there after a second is not on its way.
+        for (int i = 0; i < 1000 && !is_at_rest(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        if (!is_at_rest()) {
+            const std::size_t more = std::max(lost(), known_lost) - known_lost;
+            blocks += more;
+            known_lost += more;
+        }
+        until([this] { return is_at_rest(); }, "connections are given up, and blocks given back");
+        if (++inputs % 64 == 0) {
+            const net::Answer answer = _client->delegate_and_take(net::number(inputs, 4));
+            require(_service->called.take().data == answer.data && answer.data == net::number(inputs, 4),
+                    "others go on");
+        }
+        // A fuzzer opens two for itself after its first input: pipes to a symbolizer.
+        if (inputs % 256 == 0) until([this] { return net::descriptors() <= files + 2; }, "descriptors are closed");
+    }
+
+private:
+    bool is_at_rest() const { return net::records() <= connections && is_quiet() && net::live().blocks <= blocks; }
+
+    /// Blocks of messages that the rules have lost, it seems: each a header, and data or none.
+    std::size_t lost() const {
+        std::set<mm_t> in_use{heartbeat_token.header_mm};
+        {
+            const std::lock_guard lock(ooo);
+            for (const auto* record : g_tcp_records) in_use.insert(header_of(record->recv_token));
+        }
+        // As long as this is held no block dies.
+        const std::lock_guard lock(gp_memory->mtx);
+        std::size_t count = 0;
+        for (const mm_t mm : net::keys_of(*gp_memory)) {
+            if (gp_memory->get_size(mm) != sizeof(Packet) || in_use.contains(mm)) continue;
+            const Packet packet = copy_of(gp_memory->get_addr(mm));
+            const bool is_notice = packet.get_msg_type() == EMsg::ctrl;
+            if ((is_notice && packet.header.code == c_tcp_disconnected_from_server) || is_lost(packet)) count += 2;
+        }
+        return count;
+    }
+
+    bool (*const is_lost)(const Packet&);
+    std::size_t connections = 0, blocks = 0, files = 0, known_lost = 0;
+    unsigned inputs = 0;
+};
+
+void start_runtime() {
+    testing::FLAGS_gtest_throw_on_failure = true;
+    // libFuzzer's own alarm would interrupt the calls of the test vocabulary. Every wait here has a watchdog instead.
+    sigset_t alarm;
+    ::sigemptyset(&alarm);
+    ::sigaddset(&alarm, SIGALRM);
+    require(::pthread_sigmask(SIG_BLOCK, &alarm, nullptr) == 0, "no alarms");
+    // Of more listeners an input shows nothing that it does not show of two.
+    require(initialize(2, 16, 0) == 0, "the runtime starts");
+}
+
+}  // namespace
+
+Error look_at(const void* _data, std::size_t _size) {
+    static std::atomic<unsigned> sink{0};
+    const auto* const bytes = static_cast<const std::uint8_t*>(_data);
+    for (std::size_t i = 0; i < _size; ++i) sink += bytes[i];
+    return _size != 0 && bytes[0] == 0xEE ? 77 : 0;
+}
+
+bool is_quiet() {
+    if (!is_all_read()) return false;
+    {
+        const std::lock_guard lock(g_udp_map_lock);
+        for (const auto& [port, record] : g_udp_map) {
+            if (has_unread(record->socket)) return false;
+        }
+    }
+    return gp_processor->test_empty();
+}
+
+void send_in_pieces(const net::Raw_connection& _to, const Bytes& _bytes, std::uint8_t _seed) {
+    unsigned state = _seed;
+    for (auto from = _bytes.begin(); from != _bytes.end();) {
+        std::ptrdiff_t length = _bytes.end() - from;
+        // Few ends, and most of them inside of headers: each costs a turn of the receiver.
+        if (state != 0) {
+            state = (state * 5 + 3) & 0xFF;
+            if (state % 16 == 0) state = 0;  // the rest in one piece
+            length = std::min<std::ptrdiff_t>(length, state % 3 == 0 ? state * 8 : state % 23 + 1);
+        }
+        _to.send(Bytes(from, from + length));
+        from += length;
+        until([&] { return is_all_read(_to.port()); }, "what arrives is read");
+    }
+    until([] { return gp_processor->test_empty(); }, "messages are processed");
+}
+
+void end(net::Raw_connection* _connection, bool _resets, std::size_t _first) {
+    if (_resets) return _connection->reset();
+    ::shutdown(_connection->fd, SHUT_WR);
+    const Bytes said = _connection->read(1 << 17);
+    for (std::size_t at = std::min(said.size(), _first), size = 0; at < said.size(); at += 20 + size) {
+        require(said.size() - at >= 20, "a header is whole");
+        size = said[at + 16] | said[at + 17] << 8 | said[at + 18] << 16 | std::size_t{said[at + 19]} << 24;
+        require(said.size() - at - 20 >= size, "a header is followed by its payload");
+    }
+}
+
+int test_one(void (*_run)(Input), bool (*_is_lost)(const Packet&), Input _in) {
+    static net::Service* service;
+    static net::Client* client;
+    static Invariants& invariants = [&] {
+        // They live as long as the process.
+        start_runtime();
+        service = new net::Service;
+        client = new net::Client;
+        client->connect(service->open());
+        // So that the objects of the target are up and have done once what they do with each input.
+        for (int i = 0; i < 3; ++i) _run({nullptr, 0});
+        return std::ref(*new Invariants(_is_lost));
+    }();
+    _run(_in);
+    invariants.check(service, client);
+    return 0;
+}
+
+}  // namespace fuzz
+
+#ifndef VORN35_FUZZES
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* _data, std::size_t _size);
+
+// Without the fuzzer: the files of a folder as tests.
+int main(int, char** _arguments) {
+    const std::filesystem::directory_iterator folder(_arguments[1]);
+    const std::set<std::filesystem::path> files(begin(folder), end(folder));
+    for (const auto& file : files) {
+        std::ifstream stream(file, std::ios::binary);
+        const std::vector<char> bytes{std::istreambuf_iterator<char>(stream), {}};
+        // Before the run: the last line names the input that ended the process.
+        std::printf("%s, %zu bytes\n", file.c_str(), bytes.size());
+        static_cast<void>(std::fflush(stdout));
+        LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+    }
+    return files.empty() ? 2 : 0;
+}
+#endif
