@@ -66,34 +66,28 @@ expect() {  # name, pattern: its next line
     [[ $line =~ ^([0-9]+ )?($2)$ ]] || fail "$1 says '$line' where '$2' is due"
 }
 
-# Asks peers for their counts, all at once; afterwards `count` reads them. A rate may be set for them before: RATE=...
+# Asks peers for their counts, all at once, and leaves each in the variable NAME_WHAT ("time" for that of the answer). A
+# rate may be set for them before: RATE=...
 ask() {  # names...
-    local name
+    local name line when i words
     local -A before
     for name; do
         before[$name]=$(grep -c ' counts ' "/run/$name" || true)
         echo "${RATE:-}" >"/run/$name.key"
     done
-    for name; do await "$name" 'counts .*' $((before[$name] + 1)); done
+    for name; do
+        await "$name" 'counts .*' $((before[$name] + 1))
+        read -ra words <<<"time ${line/counts/}"
+        for ((i = 0; i < ${#words[@]}; i += 2)); do printf -v "${name}_${words[i]}" %s "${words[i + 1]}"; done
+    done
 }
-count() {  # name, what ("time" for the time of the answer)
-    grep ' counts ' "/run/$1" | tail -n 1 | awk -v key="$2" '{
-        $2 = $1
-        $1 = "time"
-        for (i = 1; i < NF; i += 2) if ($i == key) value = $(i + 1)
-    } END { print value + 0 }'
-}
-# Asks again until a condition on the counts holds.
-counts_come() {  # name, seconds, condition...
-    local end=$((SECONDS + $2))
-    while ((SECONDS <= end)); do
-        ask "$1"
-        ! "${@:3}" || return 0
+until_counts() {  # seconds, condition on the counts, names to ask for it again and again
+    local end=$((SECONDS + $1))
+    while ask "${@:3}" && ! eval "(($2))"; do
+        ((SECONDS <= end)) || fail "in vain: $2: $(tail -qn 1 "${@/#//run/}")"
         sleep 0.05
     done
-    return 1
 }
-until_counts() { counts_come "$@" || fail "in vain: ${*:3}; $1 has $(tail -n 1 "/run/$1")"; }
 
 # A client has connected and linked once, and heard of nothing else.
 stood() {  # name

@@ -2,34 +2,27 @@
 # The documents show the examples that they name, word for word. The tours show what they must between two hosts, and
 # the programs of the README work together.
 source "${LAB%/*}/vocabulary.bash" || exit
-root=${LAB%/*}/../..
+cd "${LAB%/*}/../.."
 
-if [[ -z ${VORN35_LAB_HOSTS:-} ]]; then
-    # A block of C++ at most four lines below the name of an example is that example.
-    shown=$(mktemp -d)
-    for document in "$root"/README.md "$root"/docs/*.md; do
-        awk -v folder="$shown" '
-            /^```/ {
-                copying = $0 == "```cpp" && name != "" && NR - at <= 4
-                gsub("/", ":", name)
-                file = folder "/" name
-                name = ""
-                next
-            }
-            copying { print >file }
-            !copying && match($0, /examples\/[a-z_\/]*\.cpp/) { name = substr($0, RSTART, RLENGTH); at = NR }' "$document"
-    done
-    for file in "$shown"/*; do
-        example=${file##*/}
-        diff "$file" "$root/${example//://}" || fail "a document shows another ${example//://}"
-    done
-    (($(ls "$shown" | wc -l) >= 8)) || fail "the documents show only: $(ls "$shown")"
-    rm -r "$shown"
-fi
+# A block of C++ right below the name of an example is that example.
+shows() {  # document, how many
+    local name shown=0
+    while read -r name; do
+        diff <(awk -v name="$name" '
+            index($0, name) { at = NR }
+            at && NR - at <= 4 && /^```cpp$/ { copying = 1; next }
+            copying && /^```$/ { exit }
+            copying' "$1") "$name" || fail "$1 shows another $name"
+        ((++shown))
+    done < <(grep -A 4 -E '^`examples/[a-z_/]*\.cpp`' "$1" | grep -oE '^`examples/[a-z_/]*\.cpp' | tr -d '`')
+    ((shown >= $2)) || fail "$1 shows only $shown examples"
+}
+shows README.md 2
+shows docs/kinds.md 6
 in_lab 2
-bash "$root/examples/tour.sh" "$BIN" >/run/tour &
-tour=$!
 
+bash examples/tour.sh "$BIN" >/run/tour &
+tour=$!
 start service 2 "$BIN/hello_service"
 # Again where the answer was there before the wait for it had begun.
 for ((try = 1; try <= 3; ++try)); do

@@ -5,13 +5,12 @@ source "${LAB%/*}/vocabulary.bash" || exit
 in_lab 4
 
 RANDOM=${SEED:-1}
-declare -A starts before
+declare -A starts=([1]=0 [2]=0) before
 serve() {  # the service on host 1 or 2; connections that are not over yet keep its port
-    until
+    while
         peer "service$1" "$1" serve 4000 3 50 2000
-        starts[$1]=$((${starts[$1]:-0} + 1))
-        await "service$1" 'ready|failed .*' "${starts[$1]}"
-        [[ $line == *ready ]]
+        await "service$1" 'ready|failed .*' $((++starts[$1]))
+        [[ $line != *ready ]]
     do :; done
 }
 serve 1
@@ -19,20 +18,13 @@ serve 2
 clients=(client31 client32 client41 client42)
 # The first digit is its host, the second that of its services.
 for name in "${clients[@]}"; do peer "$name" "${name:6:1}" use "198.51.100.${name:7:1}" 4000 3 50 4; done
-all_well() {
-    local name
-    ask "${clients[@]}"  # "fed" begins anew
-    sleep 0.3
-    ask "${clients[@]}"
-    for name in "${clients[@]}"; do (($(count "$name" fed) == 3)) || return 1; done
-}
-until_counts client31 60 all_well
+all_well='client31_fed + client32_fed + client41_fed + client42_fed == 12'
+until_counts 60 "$all_well" "${clients[@]}"
 for name in service1 service2 "${clients[@]}"; do before[$name]=$(descriptors "$name"); done
 
 any_of() { one=${*:RANDOM % $# + 1:1}; }  # not in a subshell, which has an order of its own
 moment() { sleep "$((RANDOM % 2)).$((RANDOM % 10))"; }
-what=0 visits=()
-for ((end = SECONDS + $(length 4 60); SECONDS < end; ++what)); do
+for ((what = 0, end = SECONDS + $(length 4 60); SECONDS < end; ++what)); do
     any_of 1 2
     case $((RANDOM % 5)) in
         0 | 1)
@@ -52,34 +44,20 @@ for ((end = SECONDS + $(length 4 60); SECONDS < end; ++what)); do
             moment
             "$LAB" link "$one" up
             ;;
-        4)
-            start "visit$what" 3 timeout 20 perl "${LAB%/*}/raw_peer.pl" vanish "198.51.100.$one" 4000 50 2>/dev/null
-            visits+=("${pid_of[visit$what]}")
-            ;;
+        4) start "visit$what" 3 timeout 20 perl "${LAB%/*}/raw_peer.pl" vanish "198.51.100.$one" 4000 50 2>/dev/null ;;
     esac
 done
-((${#visits[@]} == 0)) || wait "${visits[@]}" || true
 ended=$SECONDS
-until_counts client31 60 all_well
+until_counts 60 "$all_well" "${clients[@]}"
 anew=$(cat /run/client?? | grep -c anew || true)
-figure "things that happened, and losses that the clients were told" "$what, $(cat /run/client?? | grep -c down)" ""
-figure "seconds until all clients were served by all again, and new starts" "$((SECONDS - ended)), $anew" ""
-
+figure "things that happened, losses that the clients were told, new starts, seconds until all were served again" \
+    "$what, $(cat /run/client?? | grep -c down), $anew, $((SECONDS - ended))" ""
 # A client that was stopped while it connected leaves its connection to the service, which keeps it; a stranger whose
 # reset was lost with the cable leaves an opening that nobody will end. No descriptor beyond these, and no message.
-more() {  # names...: descriptors more than before go to $sum
-    local name
-    sum=0
+more() {  # names...: descriptors more than before
+    local name sum=0
     for name; do sum=$((sum + $(descriptors "$name") - ${before[$name]})); done
+    echo "$sum"
 }
-settled() {
-    more "${clients[@]}"
-    left=$sum
-    more service1 service2
-    ((left <= anew && sum <= left + 20))
-}
-until_counts client31 20 settled
-figure "connections that stopped clients have left, as clients and services count them" "$left, $sum" connections
-for name in service1 service2 "${clients[@]}"; do
-    until_counts "$name" 20 eval '(($(count "$name" blocks) < 100000))'
-done
+until_counts 30 '(left = $(more "${clients[@]}")) <= anew && $(more service1 service2) <= left + 20 &&
+    service1_blocks + service2_blocks + client31_blocks + client42_blocks < 200000' service1 service2 client31 client42

@@ -12,22 +12,20 @@ await service ready
 peer client 1 use 198.51.100.2 4000 1 100
 await client '0 link 0'
 before=$(descriptors service)
-until_it_goes_on() {
+goes_on() {
     ask client
-    local answered events
-    answered=$(count client answered) events=$(count client events)
-    until_counts client 30 eval "((\$(count client answered) > $answered + 50 && \$(count client events) > $events + 25))"
+    local answered=$client_answered events=$client_events
+    until_counts 30 'client_answered > answered + 50 && client_events > events + 25' client
 }
 stranger held 3 hold 198.51.100.2 4000 30 0.2
 await held 'held .*'
-until_counts service 30 eval '(($(descriptors service) >= 40))'
-until_it_goes_on
+until_counts 30 '$(descriptors service) >= 40' client
+goes_on
 kill_peer held
-until_counts service 30 eval '(($(descriptors service) == before))'
-
+until_counts 30 '$(descriptors service) == before' client
 peer late 3 use 198.51.100.2 4000 1 100
 ! said late '0 up' 1 1 || fail "the worker that accepts has survived; the documents say that it ends"
-until_it_goes_on
+goes_on
 stood client
 kill_peer service
 serve

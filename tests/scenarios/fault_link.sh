@@ -8,30 +8,21 @@ in_lab 2
 serve() { peer service 2 serve 4000 1 100 64; }
 serve
 peer client 1 use 198.51.100.2 4000 1 100
-await client '0 link 0'
-flows() { (($(count client answered) > answered && $(count client events) > events)); }
-mark() { ask client && answered=$(count client answered) events=$(count client events) at=$(count client time); }
-mark
-until_counts client 10 flows
+until_counts 10 'client_answered > 0 && client_events > 0' client
 cable_out_and_in() {  # what happens meanwhile
     "$LAB" link 2 down
     "$@"
     sleep "$out"
-    mark
+    ask client
+    answered=$client_answered events=$client_events at=$client_time
     "$LAB" link 2 up
 }
 cable_out_and_in true
-until_counts client 60 flows
-figure "flowing again after a cable was out for $out s" $(($(count client time) - at)) ms
-missing=-1
-rush_is_over() {  # no more and no fewer calls without an answer than a moment ago
-    local before=$missing
-    missing=$(($(count client asked) - $(count client answered)))
-    ((missing == before))
-}
-until_counts client 10 rush_is_over
-figure "calls that full pipes lost in the rush, of $(count client asked)" "$missing" calls
-figure "events that full pipes lost in the rush" $(($(count client last) - $(count client events))) events
+until_counts 60 'client_answered > answered && client_events > events' client
+figure "flowing again after a cable was out for $out s" $((client_time - at)) ms
+# The rush is over when no more and no fewer calls are without an answer than a moment ago.
+until_counts 10 '(before = ${missing:--1}) == (missing = client_asked - client_answered)' client
+figure "calls, and events, that full pipes lost in the rush" "$missing, $((client_last - client_events))" ""
 stood client
 
 cable_out_and_in kill_peer service
@@ -44,5 +35,4 @@ for ((starts = 2; starts < 100; ++starts)); do
     [[ $line != *ready ]] || break
     sleep 0.1
 done
-figure "starts of the service until its port was free" $((starts - 1)) starts
 await client '0 link 0' 2

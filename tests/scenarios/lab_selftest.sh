@@ -1,29 +1,25 @@
 #!/usr/bin/env bash
 # The lab keeps what its help promises: the other network tests rest on it.
 source "${LAB%/*}/vocabulary.bash" || exit
-raw() { perl "${LAB%/*}/raw_peer.pl" "$@"; }
+raw=(perl "${LAB%/*}/raw_peer.pl")
 
 # In host 1 of two.
 if [[ -n ${VORN35_LAB_HOSTS:-} ]]; then
-    stranger ear1 1 hear 9845
-    stranger ear2 2 hear 9845
-    expect ear1 ready
-    expect ear2 ready
-    "$LAB" on 2 perl "${LAB%/*}/raw_peer.pl" say 198.51.100.1 9845 direct
-    expect ear1 direct
-    raw say 255.255.255.255 9845 all
-    expect ear1 all  # the sender hears itself
-    expect ear2 all
-
+    for k in 1 2; do
+        stranger "ear$k" "$k" hear 9845
+        expect "ear$k" ready
+    done
     routes=$("$LAB" on 2 ip route)
     ! grep -q default <<<"$routes" || fail "there is a way out"
+    "$LAB" on 2 "${raw[@]}" say 198.51.100.1 9845 direct
+    "${raw[@]}" say 255.255.255.255 9845 all
     "$LAB" link 2 down
     [[ $("$LAB" on 2 ip link show eth0) == *NO-CARRIER* ]] || fail "host 2 does not see that its cable is out"
-    raw say 255.255.255.255 9845 lost
+    "${raw[@]}" say 255.255.255.255 9845 lost
     "$LAB" link 2 up
-    raw say 255.255.255.255 9845 found
-    for word in lost found; do expect ear1 $word; done
-    expect ear2 found  # and not "lost", which went before it
+    "${raw[@]}" say 255.255.255.255 9845 found
+    for word in direct all lost found; do expect ear1 $word; done  # the sender hears itself
+    for word in all found; do expect ear2 $word; done
     [[ $("$LAB" on 2 ip route) == "$routes" ]] || fail "host 2 has lost routes with its cable"
     "$LAB" on 2 bash -c '(($(</proc/sys/net/ipv4/tcp_max_tw_buckets) == 0))' || fail "closed ports stay taken"
     ! "$LAB" on 3 true 2>/dev/null || fail "a third host"
@@ -42,16 +38,16 @@ ends_with 42 "$LAB" run -- bash -c 'exit 42'
 # Two labs at once with the same port each, and their names are not seen out here. Whichever way a lab ends, all its
 # processes end: the last of them closes the pipe that is read here.
 names=$(ls /run/netns 2>/dev/null || true)
-exec {first}< <(exec "$LAB" run -- perl "${LAB%/*}/raw_peer.pl" hear 9845)
-pids=($!)
-exec {second}< <(exec "$LAB" run -- perl "${LAB%/*}/raw_peer.pl" hear 9845)
-pids+=($!)
+exec {first}< <(exec "$LAB" run -- "${raw[@]}" hear 9845)
+first_pid=$!
+exec {second}< <(exec "$LAB" run -- "${raw[@]}" hear 9845)
+second_pid=$!
 for lab in "$first" "$second"; do
     read -r -t 10 -u "$lab" line && [[ $line == ready ]] || fail "no second lab"
 done
 [[ $(ls /run/netns 2>/dev/null || true) == "$names" ]] || fail "the names of a lab are seen outside"
-kill -TERM "${pids[0]}"
-kill -KILL "${pids[1]}"
+kill -TERM "$first_pid"
+kill -KILL "$second_pid"
 exec {third}< <(exec "$LAB" run -- bash -c 'setsid sleep 60 & exit 0')
 # 1 is the end of the pipe, more a timeout.
 for lab in "$first" "$second" "$third"; do ends_with 1 read -r -t 10 -u "$lab"; done
