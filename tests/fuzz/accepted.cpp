@@ -18,5 +18,5 @@ void run(fuzz::Input _in) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* _data, std::size_t _size) {
-    return fuzz::test_one(run, [](const Vorn35::Packet&) { return false; }, {_data, _size});
+    return fuzz::test_one(run, {_data, _size});
 }

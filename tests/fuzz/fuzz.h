@@ -18,8 +18,6 @@ using net::Bytes;
 inline constexpr Msg_code c_member = 1;
 inline constexpr Msg_code c_decided = 2;        ///< A second signal, whose answer a function decides.
 inline constexpr std::size_t c_opening = 1024;  ///< Bytes that each side of a connection sends first.
-/// Of one value that the service publishes: larger than any input, so that lost data is told from it by its size.
-inline constexpr std::size_t c_own_size = 8 * 1024;
 
 /// A promise of the runtime that was broken: ends the process, so that the fuzzer keeps the input.
 inline void require(bool _kept, const char* _promise) {
@@ -134,9 +132,9 @@ struct Service : Stub {
         require(start("fuzzed", &port) == 0, "a service starts");
     }
     void tell() {
-        static const Bytes value(c_own_size, 0x55);
+        static const Bytes value(8 * 1024, 0x55);
         require(events.event(value.data(), 300) == 0 && events.event() == 0, "an event is sent");
-        require(values.write(value.data(), c_own_size) == 0, "a value is sent");
+        require(values.write(value.data(), value.size()) == 0, "a value is sent");
     }
     void unlink_all() {
         events.unlink_all_proxy();
@@ -189,9 +187,7 @@ struct Client : Proxy {
 /// One input for a process whose runtime is started with the first one. Ends the process unless afterwards no message
 /// is under way, all records and blocks are given back, now and then also descriptors, and a service and a client that
 /// have nothing to do with the inputs go on.
-/// @param _is_lost messages that the rules of the system lose with their blocks, besides the notice of a lost server
-///     that the pipe has no room for.
 /// @return 0.
-int test_one(void (*_run)(Input), bool (*_is_lost)(const Packet&), Input _in);
+int test_one(void (*_run)(Input), Input _in);
 
 }  // namespace fuzz

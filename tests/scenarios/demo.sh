@@ -18,15 +18,9 @@ follower() {
     # The deferred stop keeps the address in use.
     await demo "proxy start err = VORN_ERR_ALREADY_USED_ADDR_"
     kill_peer demo
-    diff <(grep -vx on_sync /run/demo | head -n 7 | LC_ALL=C sort) - <<'TEXT' || fail "the demonstration"
-delegate_link = VORN_ERR_NONE_
-on_connect
-on_disconnect
-on_link
-on_unlink
-proxy start err = VORN_ERR_ALREADY_USED_ADDR_
-proxy start err = VORN_ERR_NONE_
-TEXT
+    diff <(grep -vx on_sync /run/demo | head -n 7 | LC_ALL=C sort) <(
+        printf '%s\n' 'delegate_link = VORN_ERR_NONE_' on_{connect,disconnect,link,unlink} \
+            'proxy start err = VORN_ERR_'{ALREADY_USED_ADDR_,NONE_}) || fail "the demonstration"
     [[ ! -s /run/errors ]] || fail "$(</run/errors)"
 }
 

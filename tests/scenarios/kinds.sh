@@ -31,15 +31,15 @@ while read -r sent taken refused may_miss name; do
     figure "$name sent, refused by a full pipe, missing" "$((sent)), $((refused)), $missing" messages
     ((taken > 0 && missing >= 0 && missing <= may_miss)) || fail "$name"
 done <<'TEXT'
-client_calls_sent+client_calls_waited service_calls service_refused48+service_refused56 client_calls_late calls
-client_calls_sent-service_refused56 client_answers client_refused57 0 answers
+client_sent+client_calls_waited service_calls service_refused48+service_refused56 client_calls_late calls
+client_sent-service_refused56 client_answers client_refused57 0 answers
 client_calls_waited client_calls_right 0 client_calls_late answers that were waited for
-client_signals_sent+client_signals_waited service_signals service_refused32+service_refused40 client_signals_late signals
-client_signals_sent-service_refused40 client_signalled client_refused41 0 answers to signals
+client_sent+client_signals_waited service_signals service_refused32+service_refused40 client_signals_late signals
+client_sent-service_refused40 client_signalled client_refused41 0 answers to signals
 client_signals_waited client_signals_right 0 client_signals_late signals that were waited for
 client_sure_waited client_sure_right 0 0 calls by the pattern
-client_commands_sent service_commands service_refused85 0 commands
-client_droppable_sent service_droppable service_refused86b any commands (droppable)
+client_sent service_commands service_refused85 0 commands
+client_sent service_droppable service_refused86b any commands (droppable)
 service_published client_news client_refused69 0 events
 service_published client_values client_refused101 0 informations
 service_published client_multicast client_refused118b any informations (multicast)
