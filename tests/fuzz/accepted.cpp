@@ -1,9 +1,7 @@
 // What a connection sends to a service. An input is a form, how it is cut, and the bytes.
 #include "fuzz/fuzz.h"
 
-namespace {
-
-void run(fuzz::Input _in) {
+void fuzz::run(Input _in) {
     static fuzz::Service& service = *new fuzz::Service;
     const int form = _in.byte() % 3;
     const std::uint8_t cuts = _in.byte();
@@ -13,10 +11,4 @@ void run(fuzz::Input _in) {
     service.tell();
     if ((cuts & 1) != 0) service.unlink_all();
     fuzz::end(&client, (cuts & 64) != 0, fuzz::c_opening);
-}
-
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* _data, std::size_t _size) {
-    return fuzz::test_one(run, {_data, _size});
 }

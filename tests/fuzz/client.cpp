@@ -66,7 +66,9 @@ void talk(fuzz::Input* _in, fuzz::Client* _client, Port _port, net::Raw_connecti
     require(!wait.valid() || wait.wait_for(net::c_watchdog) == std::future_status::ready, "a wait ends");
 }
 
-void run(fuzz::Input _in) {
+}  // namespace
+
+void fuzz::run(Input _in) {
     static fuzz::Client& client = *new fuzz::Client;
     static const net::Raw_server& server = *new net::Raw_server;
     require(client.start(Addr(c_loopback_ip, server.port())) == 0, "a client starts");
@@ -75,10 +77,4 @@ void run(fuzz::Input _in) {
     require(client.stop() == 0, "a client stops");
     // The next beat may have connected it again already.
     while (server.readable(0)) server.accept();
-}
-
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* _data, std::size_t _size) {
-    return fuzz::test_one(run, {_data, _size});
 }

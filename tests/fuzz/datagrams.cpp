@@ -7,14 +7,6 @@ namespace {
 using namespace Vorn35;
 using fuzz::require;
 
-/// How one datagram is made.
-enum Way : std::uint8_t {
-    to_directory = 1,
-    from_client = 2,  ///< Otherwise from the service.
-    composed = 4,     ///< A header whose size is right; otherwise all bytes are the fuzzer's.
-    to_service = 8,   ///< By its gate port, which is the client's own.
-    directory = 16,   ///< A header of the directory, and a payload.
-};
 constexpr int c_most_datagrams = 12;
 
 /// Where the client's service seems to be: an address that a sender can have without being in the way of the runtime's
@@ -59,15 +51,17 @@ struct Scene {
         require(client.get_address(&here, &there) == 0, "a client has an address");
         for (int i = 0; i < c_most_datagrams && !_in.empty(); ++i) {
             const std::uint8_t way = _in.byte();
-            const Port gate = (way & to_service) != 0 ? here.port : Port{0};
             fuzz::Bytes bytes;
-            if ((way & directory) != 0) {
+            if ((way & 16) != 0) {
                 bytes = net::Wire_message{3, c_directory_code, 0, _in.bytes(_in.byte())}.bytes();
+            } else if ((way & 4) != 0) {
+                // To the service by its gate port, which is the client's own.
+                bytes = fuzz::message(&_in, (way & 8) != 0 ? here.port : Port{0}, 1).bytes();
             } else {
-                bytes = (way & composed) != 0 ? fuzz::message(&_in, gate, 1).bytes() : _in.bytes(_in.byte());
+                bytes = _in.bytes(_in.byte());
             }
-            const auto& from = (way & from_client) != 0 ? as_client : as_service;
-            const auto to = net::socket_address((way & to_directory) != 0 ? c_directory_port : service.port);
+            const auto& from = (way & 2) != 0 ? as_client : as_service;
+            const auto to = net::socket_address((way & 1) != 0 ? c_directory_port : service.port);
             ::sendto(from.fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
         }
         fuzz::until([] { return fuzz::is_quiet(); }, "datagrams are taken");
@@ -81,14 +75,10 @@ struct Scene {
     unsigned inputs = 0;
 };
 
-void run(fuzz::Input _in) {
+}  // namespace
+
+void fuzz::run(Input _in) {
     static Scene& scene = *new Scene;
     scene.stand();
     scene.run(_in);
-}
-
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* _data, std::size_t _size) {
-    return fuzz::test_one(run, {_data, _size});
 }

@@ -33,15 +33,6 @@ public:
 
     /// What is seen most often while the first inputs' messages go away and directories come and go.
     void learn() {
-        // A socket for datagrams holds a block from its first one on.
-        const net::Raw_socket from(::socket(AF_INET, SOCK_DGRAM, 0));
-        {
-            const std::lock_guard lock(g_udp_map_lock);
-            for (const auto& [port, record] : g_udp_map) {
-                const sockaddr_in to = net::socket_address(port);
-                ::sendto(from.fd, "", 1, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
-            }
-        }
         std::map<std::pair<std::size_t, std::size_t>, int> seen;
         for (int i = 0; i < 300; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -49,6 +40,7 @@ public:
         }
         const auto by_count = [](const auto& _a, const auto& _b) { return _a.second < _b.second; };
         std::tie(connections, blocks) = std::max_element(seen.begin(), seen.end(), by_count)->first;
+        blocks += g_udp_map.size();  // each such socket holds one from its first datagram on
         files = net::descriptors();
     }
     void check() {
@@ -90,7 +82,7 @@ void start_runtime() {
 
 }  // namespace
 
-Error look_at(const void* _data, std::size_t _size) {
+Error look_at(const void* _data, Pksize _size) {
     static std::atomic<unsigned> sink{0};
     const auto* const bytes = static_cast<const std::uint8_t*>(_data);
     for (std::size_t i = 0; i < _size; ++i) sink += bytes[i];
@@ -136,26 +128,24 @@ void end(net::Raw_connection* _connection, bool _resets, std::size_t _first) {
     }
 }
 
-int test_one(void (*_run)(Input), Input _in) {
+}  // namespace fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* _data, std::size_t _size) {
     // Lives as long as the process.
-    static Invariants& invariants = [&] {
-        start_runtime();
-        auto& made = *new Invariants;
+    static fuzz::Invariants& invariants = [] {
+        fuzz::start_runtime();
+        auto& made = *new fuzz::Invariants;
         // So that the objects of the target are up and have done once what they do with each input.
-        for (int i = 0; i < 3; ++i) _run({nullptr, 0});
+        for (int i = 0; i < 3; ++i) fuzz::run({nullptr, 0});
         made.learn();
         return std::ref(made);
     }();
-    _run(_in);
+    fuzz::run({_data, _size});
     invariants.check();
     return 0;
 }
 
-}  // namespace fuzz
-
 #ifndef VORN35_FUZZES
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* _data, std::size_t _size);
-
 // Without the fuzzer: the files of a folder as tests.
 int main(int, char** _arguments) {
     const std::filesystem::directory_iterator folder(_arguments[1]);

@@ -8,15 +8,16 @@
 #include <cstdlib>
 
 #include "net/support/objects.h"
+#include "programs/member.h"
 
 namespace fuzz {
 
 using namespace Vorn35;
+using peer::Member;
 using net::operator+;  // not found by argument: these are plain vectors
 using net::Bytes;
 
 inline constexpr Msg_code c_member = 1;
-inline constexpr Msg_code c_decided = 2;        ///< A second signal, whose answer a function decides.
 inline constexpr std::size_t c_opening = 1024;  ///< Bytes that each side of a connection sends first.
 
 /// A promise of the runtime that was broken: ends the process, so that the fuzzer keeps the input.
@@ -93,35 +94,7 @@ void end(net::Raw_connection* _connection, bool _resets, std::size_t _first);
 bool is_quiet();
 
 /// Reads all bytes, so that a sanitizer sees whether they are there. @return what a request gets: some are refused.
-Error look_at(const void* _data, std::size_t _size);
-
-/// A member of any kind, each of which overrides the callbacks it has.
-template <class Kind>
-struct Looking : Kind {
-    using Kind::Kind;
-    Error on_call(Addr, const void* _in, Pksize _in_size, void* _out_, Pksize* _out_size_, double, double) {
-        *_out_size_ = std::min(*_out_size_, _in_size);
-        if (*_out_size_ != 0) std::memcpy(_out_, _in, *_out_size_);
-        return look_at(_in, _in_size);
-    }
-    Error on_link(Addr, double, double _limit) { return _limit < 1000 ? 77 : 0; }
-    Error on_link(Addr, bool, double, double _limit) { return _limit < 1000 ? 77 : 0; }
-    void on_link(Msg_num, Error, double) {}
-    void on_signal(Addr, const void* _data, Pksize _size, double) { look_at(_data, _size); }
-    void on_sync(Addr, Sync_model, double, double, const void* _data, const Pksize _size) { look_at(_data, _size); }
-    void on_sync(Sync_model, double, double, const void* _data, Pksize _size) {
-        look_at(_data, _size);
-        Bytes value(256);
-        auto size = static_cast<Pksize>(value.size());
-        if constexpr (std::is_same_v<Kind, Proxy_information>) {
-            if (this->read(value.data(), &size) == 0) look_at(value.data(), size);
-        }
-    }
-    void on_return(Msg_num, Error, const void* _data, Pksize _size, double) { look_at(_data, _size); }
-    void on_return(Msg_num, Error, double) {}
-    void on_event(const void* _data, Pksize _size, double) { look_at(_data, _size); }
-    void on_datagram(Addr, const void* _data, Pksize _size, double) { look_at(_data, _size); }
-};
+Error look_at(const void* _data, Pksize _size);
 
 struct Service : Stub {
     Service() {
@@ -144,20 +117,16 @@ struct Service : Stub {
     static int decide(Stub_signal*, Addr, void* _data, Pksize _size, double, double) { return look_at(_data, _size); }
 
     Port port = 0;
-    Looking<Stub_call> calls{c_member, 512, *this};
-    Looking<Stub_signal> signals{c_member, *this, nullptr};
-    Stub_signal decided{c_decided, *this, &Service::decide};
-    Looking<Stub_event> events{c_member, *this};
-    Looking<Stub_information> values{c_member, *this};
-    Looking<Stub_command> commands{c_member, *this};
-    Stub_datagram datagrams{c_member, *this};
+    Member<Stub_call> calls{look_at, c_member, Pksize{512}, *this};
+    Member<Stub_signal> signals{look_at, c_member, *this, nullptr};
+    Stub_signal decided{Msg_code{2}, *this, &Service::decide};
+    Member<Stub_event> events{look_at, c_member, *this};
+    Member<Stub_information> values{look_at, c_member, *this};
+    Member<Stub_command> commands{look_at, c_member, *this};
 };
 
 struct Client : Proxy {
-    Client() {
-        values.set_history_size(2);
-        values.set_sync(true);
-    }
+    Client() { values.set_sync(true); }
     void until_connected() {
         until([this] { return is_connected(); }, "a client connects");
     }
@@ -176,18 +145,17 @@ struct Client : Proxy {
         commands.unlink();
     }
 
-    Looking<Proxy_call> calls{c_member, *this};
-    Looking<Proxy_signal> signals{c_member, *this};
-    Looking<Proxy_event> events{c_member, *this};
-    Looking<Proxy_information> values{c_member, *this};
-    Looking<Proxy_command> commands{c_member, *this};
-    Looking<Proxy_datagram> datagrams{c_member, *this};
+    Member<Proxy_call> calls{look_at, c_member, *this};
+    Member<Proxy_signal> signals{look_at, c_member, *this};
+    Member<Proxy_event> events{look_at, c_member, *this};
+    Member<Proxy_information> values{look_at, c_member, *this};
+    Proxy_command commands{c_member, *this};
+    Member<Proxy_datagram> datagrams{look_at, c_member, *this};
 };
 
-/// One input for a process whose runtime is started with the first one. Ends the process unless afterwards no message
-/// is under way, all records and blocks are given back, now and then also descriptors, and a service and a client that
-/// have nothing to do with the inputs go on.
-/// @return 0.
-int test_one(void (*_run)(Input), Input _in);
+/// One input for a process whose runtime is started with the first one. The driver ends the process unless afterwards no
+/// message is under way, all records and blocks are given back, now and then also descriptors, and a service and a client
+/// that have nothing to do with the inputs go on.
+void run(Input _in);
 
 }  // namespace fuzz

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "../../examples/sure_call.h"
+#include "programs/member.h"
 #include "programs/words.h"
 
 namespace peer {
@@ -24,40 +25,19 @@ Value next_value() {
     return value;
 }
 
-/// A member of any kind, each of which overrides the callbacks it has, by code 1 or, for the form that may lose values
-/// or repeat calls, 2.
-template <class Kind>
-struct Taking : Kind {
-    template <class... Arguments>
-    explicit Taking(const char* _name, Arguments&&... _arguments) : Kind(_arguments...), taken(g_counts[_name]) {}
-
-    void on_event(const void* _data, Pksize _size, double) { take(_data, _size); }
-    void on_signal(Addr, const void* _data, Pksize _size, double) { take(_data, _size); }
-    void on_datagram(Addr, const void* _data, Pksize _size, double) { take(_data, _size); }
-    void on_sync(Sync_model, double, double, const void* _data, Pksize _size) { take(_data, _size); }
-    void on_sync(Addr, Sync_model, double, double, const void* _data, const Pksize _size) { take(_data, _size); }
-    void on_return(Msg_num, Error _err, const void* _data, Pksize _size, double) {
-        _err == 0 ? take(_data, _size) : void(++g_broken);
-    }
-    void on_return(Msg_num, Error _err, double) { ++(_err == 0 ? taken : g_broken); }
-    Error on_call(Addr, const void* _in, Pksize _size, void* _out_, Pksize* _out_size_, double, double) {
-        take(_in, _size);
-        std::memcpy(_out_, _in, *_out_size_ = std::min(_size, *_out_size_));
-        return 0;
-    }
-
-private:
-    void take(const void* _data, Pksize _size) {
+/// Counts what a member takes: whole values or, in the answers to signals, nothing. An error comes as something else.
+auto counted(const char* _name) {
+    return [&taken = g_counts[_name]](const void* _data, Pksize _size) {
         Value value{};
-        Value same;
         if (_size == c_size) std::memcpy(&value, _data, c_size);
-        same.fill(value[0]);
-        if (_size != c_size || value != same) ++g_broken;
+        const bool is_whole = std::ranges::count(value, value[0]) == std::ssize(value);
+        if (!is_whole || (_size != c_size && _size != 0)) ++g_broken;
         ++taken;
-    }
-    Count& taken;
-};
+        return 0;
+    };
+}
 
+// By code 1 or, for the form that may lose values or repeat calls, 2.
 struct Service : Stub {
     void publish() {
         const Value value = next_value();
@@ -67,9 +47,11 @@ struct Service : Stub {
         datagrams.broadcast(&value, c_size);
         ++published;
     }
-    Taking<Stub_call> calls{"calls", Msg_code{1}, c_size, *this}, sure_calls{"sure_calls", Msg_code{2}, c_size, *this};
-    Taking<Stub_signal> signals{"signals", Msg_code{1}, *this, nullptr};
-    Taking<Stub_command> commands{"commands", Msg_code{1}, *this}, droppable{"droppable", Msg_code{2}, *this};
+    Member<Stub_call> calls{counted("calls"), Msg_code{1}, c_size, *this};
+    Member<Stub_call> sure_calls{counted("sure_calls"), Msg_code{2}, c_size, *this};
+    Member<Stub_signal> signals{counted("signals"), Msg_code{1}, *this, nullptr};
+    Member<Stub_command> commands{counted("commands"), Msg_code{1}, *this};
+    Member<Stub_command> droppable{counted("droppable"), Msg_code{2}, *this};
     Stub_event events{1, *this};
     Stub_information values{1, *this}, multicast{2, *this};
     Stub_datagram datagrams{1, *this};
@@ -93,7 +75,7 @@ struct Driver : Proxy {
     bool link() {
         Msg_num num = 0;
         const auto stands = [&](auto& _one, auto... _reliability) {
-            return _one.is_linked() || (_one.delegate_link(&num, _reliability..., 20), false);
+            return _one.is_linked() || (_one.delegate_link(&num, _reliability..., c_endless), false);
         };
         const bool all[] = {stands(commands), stands(droppable), stands(values, true), stands(multicast, false),
                             stands(events)};
@@ -127,13 +109,14 @@ struct Driver : Proxy {
         sure_calls.judge(err, answer.size() == c_size && std::memcmp(answer.data(), &value, c_size) == 0);
     }
 
-    Taking<Proxy_call> calls{"answers", Msg_code{1}, *this};
+    Member<Proxy_call> calls{counted("answers"), Msg_code{1}, *this};
     Sure_call sure{2, *this};
-    Taking<Proxy_signal> signals{"signalled", Msg_code{1}, *this};
+    Member<Proxy_signal> signals{counted("signalled"), Msg_code{1}, *this};
     Proxy_command commands{1, *this}, droppable{2, *this};
-    Taking<Proxy_event> events{"news", Msg_code{1}, *this};
-    Taking<Proxy_information> values{"values", Msg_code{1}, *this}, multicast{"multicast", Msg_code{2}, *this};
-    Taking<Proxy_datagram> datagrams{"datagrams", Msg_code{1}, *this};
+    Member<Proxy_event> events{counted("news"), Msg_code{1}, *this};
+    Member<Proxy_information> values{counted("values"), Msg_code{1}, *this};
+    Member<Proxy_information> multicast{counted("multicast"), Msg_code{2}, *this};
+    Member<Proxy_datagram> datagrams{counted("datagrams"), Msg_code{1}, *this};
     Waits waited_calls{"calls"}, waited_signals{"signals"}, sure_calls{"sure"};
     Count &sent = g_counts["sent"], &lost = g_counts["lost"];
 };

@@ -23,6 +23,7 @@
 #include "Vorn/INet_Relay/EPoll/epoll.h"
 #include "Vorn/Memory/Ref_memory.h"
 #include "Vorn/Vorn_processor/Vorn_processor.h"
+#include "programs/member.h"
 #include "programs/words.h"
 
 namespace peer {
@@ -51,21 +52,9 @@ void count_refusals() {
     };
 }
 
-struct Server : Stub_call, Stub_event {
-    Server() : Stub_call(c_echo, 1024), Stub_event(c_news) {}
-    void on_connect(Addr) override { ++g_up; }
-    void on_disconnect(Addr) override { --g_up; }
-    Error on_link(Addr, double, double) override {
-        ++g_linked;
-        return 0;
-    }
-    void on_unlink(Addr, Error) override { --g_linked; }
-    Error on_call(Addr, const void* _in, Pksize _in_size, void* _out_, Pksize* _size_, double, double) override {
-        ++g_answered;
-        *_size_ = std::min(_in_size, *_size_);
-        if (*_size_ != 0) std::memcpy(_out_, _in, *_size_);
-        return 0;
-    }
+struct Server : Stub {
+    Member<Stub_call> calls{[](const void*, Pksize) -> Error { return ++g_answered, 0; }, c_echo, Pksize{1024}, *this};
+    Stub_event news{c_news, *this};
 };
 
 class User : Proxy_call, Proxy_event {
@@ -101,11 +90,11 @@ public:
 private:
     void on_connect() override {
         ++g_up;
-        if (!is_one_of_many) link(" up");
+        link(" up");
     }
     void on_disconnect() override {
         --g_up;
-        if (!is_one_of_many) say(index + " down");
+        say(index + " down");
     }
     void on_link(Msg_num, Error _err, double) override {
         if (_err == 0) ++g_linked;
@@ -130,6 +119,7 @@ private:
     }
     void link(const char* _why) {
         say(index + _why);
+        if (is_one_of_many) return;
         Msg_num num = 0;
         if (const Error err = delegate_link(&num, c_endless); err != 0) say(index + " link " + name_of(err));
     }
@@ -178,7 +168,7 @@ int serve(const Arguments& _arguments) {
     return run(answer_line, beat(g_rate, [&servers, &news] {
                    const auto number = static_cast<unsigned>(++g_events);
                    std::memcpy(news.data(), &number, sizeof number);
-                   for (Server& one : servers) one.event(news.data(), static_cast<Pksize>(news.size()));
+                   for (Server& one : servers) one.news.event(news.data(), static_cast<Pksize>(news.size()));
                }));
 }
 
