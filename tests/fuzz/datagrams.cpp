@@ -37,12 +37,11 @@ struct Scene {
             require(client.start(Addr(::inet_addr(c_service_ip), service.port)) == 0, "a client starts");
             client.until_connected();
         }
-        const auto linked = [this] { return client.is_linked(); };
-        while (!linked()) {
+        while (!client.is_linked()) {
             client.link(false);
             // Asked again only when all is over: an unlink may have come after the question.
-            fuzz::until([&] { return linked() || fuzz::is_quiet(); }, "links are answered");
-            for (int i = 0; i < 1000 && !linked(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            fuzz::until([this] { return client.is_linked() || fuzz::is_quiet(); }, "links are answered");
+            for (int i = 0; i < 1000 && !client.is_linked(); ++i) ::usleep(1000);
         }
     }
     void run(fuzz::Input _in) {

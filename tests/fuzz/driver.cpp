@@ -35,11 +35,11 @@ public:
     void learn() {
         std::map<std::pair<std::size_t, std::size_t>, int> seen;
         for (int i = 0; i < 300; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            ::usleep(1000);
             ++seen[{net::records(), net::live().blocks}];
         }
-        const auto by_count = [](const auto& _a, const auto& _b) { return _a.second < _b.second; };
-        std::tie(connections, blocks) = std::max_element(seen.begin(), seen.end(), by_count)->first;
+        std::tie(connections, blocks) =
+            std::ranges::max_element(seen, {}, [](const auto& _one) { return _one.second; })->first;
         blocks += g_udp_map.size();  // each such socket holds one from its first datagram on
         files = net::descriptors();
     }
@@ -48,7 +48,7 @@ public:
         for (int i = 0; i < 20000 && !is_at_rest(); ++i) std::this_thread::yield();
         // What is still there after a second is not on its way. The rules of the system lose a few blocks: a second
         // answer to one request, a notice that a full pipe refused, an answer to a connection that is closing.
-        for (int i = 0; i < 1000 && !is_at_rest(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        for (int i = 0; i < 1000 && !is_at_rest(); ++i) ::usleep(1000);
         if (!is_at_rest() && net::live().blocks <= blocks + 2 && ++losses * c_inputs_per_loss <= inputs) blocks += 2;
         until([this] { return is_at_rest(); }, "connections are given up, and blocks given back");
         if (inputs % 64 == 0) {

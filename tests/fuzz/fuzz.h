@@ -45,15 +45,14 @@ struct Input {
         left -= count;
         return {next, std::exchange(next, next + count) + count};
     }
-    template <class Number>
-    Number number() {
-        Number value{};
-        const Bytes taken = bytes(sizeof value);
+    std::uint32_t number(std::size_t _size) {
+        std::uint32_t value = 0;
+        const Bytes taken = bytes(_size);
         if (!taken.empty()) std::memcpy(&value, taken.data(), taken.size());
         return value;
     }
-    std::uint8_t byte() { return number<std::uint8_t>(); }
-    std::uint16_t word() { return number<std::uint16_t>(); }
+    std::uint8_t byte() { return static_cast<std::uint8_t>(number(1)); }
+    std::uint16_t word() { return static_cast<std::uint16_t>(number(2)); }
 
     const std::uint8_t* next;
     std::size_t left;
@@ -70,7 +69,7 @@ inline net::Wire_message message(Input* _in, std::uint16_t _gport, std::uint16_t
     made.num = static_cast<std::uint16_t>(_first_num + _in->byte());
     made.gport = (flags & 2) != 0 ? _in->word() : _gport;
     if ((flags & 1) != 0) made.limit = _in->word();
-    if ((flags & 4) != 0) made.error = _in->number<std::uint32_t>();
+    if ((flags & 4) != 0) made.error = _in->number(4);
     if ((flags & 8) != 0) made.time = _in->word();
     made.payload = _in->bytes((flags & 16) != 0 ? _in->word() : _in->byte());
     return made;

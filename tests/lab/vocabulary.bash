@@ -2,7 +2,7 @@
 # started lives as long as the lab, and its output is in /run/NAME. `./dev soak` sets SOAK_MINUTES.
 set -euo pipefail
 
-declare -A pid_of key_of heard
+declare -A pid_of key_of
 
 fail() { echo "$(basename "$0" .sh): $1" >&2 && exit 1; }
 figure() { echo "figure: $1 = $2 $3"; }  # name, value, unit
@@ -60,11 +60,6 @@ said() {  # name, pattern, n (default 1), seconds (default 30)
     return 1
 }
 await() { said "$@" || fail "'$2' was not said by $1: $(tail -n 20 "/run/$1")"; }
-expect() {  # name, pattern: its next line
-    heard[$1]=$((${heard[$1]:-0} + 1))
-    await "$1" '.*' "${heard[$1]}"
-    [[ $line =~ ^([0-9]+ )?($2)$ ]] || fail "$1 says '$line' where '$2' is due"
-}
 
 # Asks peers for their counts, all at once, and leaves each in the variable NAME_WHAT ("time" for that of the answer). A
 # rate may be set for them before: RATE=...
@@ -89,9 +84,5 @@ until_counts() {  # seconds, condition on the counts, names to ask for it again 
     done
 }
 
-# A client has connected and linked once, and heard of nothing else.
-stood() {  # name
-    [[ $(grep -v counts "/run/$1" | cut -d' ' -f3-) == $'up\nlink 0' ]] || fail "not one connection: $(<"/run/$1")"
-}
 descriptors() { ls "/proc/${pid_of[$1]}/fd" | wc -l; }
 resident() { awk '/^VmRSS/ { print $2 * 1024 }' "/proc/${pid_of[$1]}/status"; }

@@ -26,5 +26,5 @@ int peer::demonstrate(const Arguments& _arguments) {
     ::Stub stub;
     Port port = _arguments.port(2);
     if (const Error err = stub.start(_arguments[1], &port); err != 0) return err;
-    return run([](const std::string&) {});
+    return run();
 }

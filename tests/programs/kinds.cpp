@@ -128,7 +128,7 @@ int serve_kinds(const Arguments& _arguments) {
     Port port = _arguments.port(0);
     if (service.start(nullptr, &port) != 0) return 1;
     say("ready");
-    return run(answer_line, beat(g_rate, [&] { service.publish(); }));
+    return run(beat(g_rate, [&] { service.publish(); }));
 }
 
 int drive_kinds(const Arguments& _arguments) {
@@ -137,7 +137,7 @@ int drive_kinds(const Arguments& _arguments) {
     driver.start(_arguments.address(0));
     while (!driver.link()) std::this_thread::sleep_for(std::chrono::milliseconds(5));
     say("linked");
-    return run(answer_line, beat(g_rate, [&] { driver.send(); }), beat(g_rate, [&] { driver.call(); }),
+    return run(beat(g_rate, [&] { driver.send(); }), beat(g_rate, [&] { driver.call(); }),
                beat(g_rate, [&] { driver.signal(); }), beat(g_rate, [&] { driver.call_surely(); }));
 }
 

@@ -2,23 +2,18 @@
 //                                        second of SIZE bytes
 // peer use ADDRESS PORT COUNT RATE [N]   a client of each of so many services: links whenever it is connected, once a
 //                                        second again until the link stands, and calls RATE times a second; stops and
-//                                        starts anew when it hears no event for N seconds. On the loopback they are all
-//                                        clients of one service, without links, and N counts seconds not connected
+//                                        starts anew when it hears no event for N seconds
 // peer find NAME                         whom the name stands for, whenever that changes
-// peer publish PORT                      publishes each line of its input, and says "left" for each client that goes
-// peer follow ADDRESS PORT               follows that by multicast: says "linked", then each value
 // peer serve_kinds PORT                  members of all kinds; a number on its input is a rate to publish at
 // peer drive_kinds ADDRESS PORT          says "linked" with these; a number on its input is a rate to send at
 // peer demo WORD...                      functions of the demonstration, see demo.cpp
 //
 // Says what happens in lines that begin with the milliseconds of the monotonic clock, which all processes of a lab
-// share. All but `publish` answer each line of their input with the counts so far ("fed": clients that had an event since
-// the last line; "served": clients that have had an answer; "refused48b": messages of type 48 and code 2 that a full
-// pipe refused). They end with their input.
+// share. All answer each line of their input with the counts so far ("fed": clients that had an event since
+// the last line; "refused48b": messages of type 48 and code 2 that a full pipe refused). They end with their input.
 #include <algorithm>
 #include <array>
 #include <deque>
-#include <random>
 
 #include "Vorn/INet_Relay/EPoll/epoll.h"
 #include "Vorn/Memory/Ref_memory.h"
@@ -32,12 +27,10 @@ namespace {
 
 constexpr Msg_code c_echo = 1;
 constexpr Msg_code c_news = 2;
-constexpr Msg_code c_value = 0x0A0B;
-constexpr IP c_loopback_net = 127;
 
-Count &g_up = g_counts["up"], &g_linked = g_counts["linked"], &g_asked = g_counts["asked"];
+Count &g_linked = g_counts["linked"], &g_asked = g_counts["asked"];
 Count &g_answered = g_counts["answered"], &g_events = g_counts["events"], &g_last = g_counts["last"];
-Count &g_fed = g_counts["fed"], &g_served = g_counts["served"];
+Count& g_fed = g_counts["fed"];
 const std::atomic<double> g_once_a_second{1};
 
 /// Messages that came to this process and were refused by its full pipe, by type, apart for those of code 2.
@@ -59,16 +52,12 @@ struct Server : Stub {
 
 class User : Proxy_call, Proxy_event {
 public:
-    User(std::size_t _index, Addr _first, int _patience)
+    User(std::size_t _index, Addr _service, int _patience)
         : Proxy_call(c_echo),
           Proxy_event(c_news),
           index(std::to_string(_index)),
-          is_one_of_many((_first.ip & 0xFF) == c_loopback_net),
           patience(_patience),
-          service(_first.ip, static_cast<Port>(_first.port + _index)) {
-        // A process has one `Proxy` for an address; the loopback has addresses enough.
-        const auto host = static_cast<IP>(_index);
-        if (is_one_of_many) service = {c_loopback_net | host / 250 << 16 | (host % 250 + 1) << 24, _first.port};
+          service(_service.ip, static_cast<Port>(_service.port + _index)) {
         start(service);
     }
     void call() {
@@ -77,9 +66,8 @@ public:
     }
     /// Once a second. A pipe that is full may have refused the request for the link, its answer, or a notice.
     void look_after() {
-        const bool was_missing = std::exchange(missing, is_connected() && !is_linked() && !is_one_of_many);
+        const bool was_missing = std::exchange(missing, is_connected() && !is_linked());
         if (missing && was_missing) link(" link again");
-        if (is_one_of_many && is_connected()) silent_for = 0;
         if (patience == 0 || ++silent_for < patience) return;
         silent_for = 0;
         say(index + " anew");
@@ -88,22 +76,13 @@ public:
     }
 
 private:
-    void on_connect() override {
-        ++g_up;
-        link(" up");
-    }
-    void on_disconnect() override {
-        --g_up;
-        say(index + " down");
-    }
+    void on_connect() override { link(" up"); }
+    void on_disconnect() override { say(index + " down"); }
     void on_link(Msg_num, Error _err, double) override {
         if (_err == 0) ++g_linked;
         say(index + " link " + name_of(_err));
     }
-    void on_unlink(Error _err) override {
-        --g_linked;
-        say(index + " unlink " + name_of(_err));
-    }
+    void on_unlink(Error _err) override { say(index + " unlink " + name_of(_err)); }
     void on_event(const void* _data, Pksize, double) override {
         unsigned number = 0;
         std::memcpy(&number, _data, sizeof number);
@@ -112,44 +91,20 @@ private:
         if (fed_in.exchange(g_round) != g_round) ++g_fed;
         silent_for = 0;
     }
-    void on_return(Msg_num, Error _err, const void*, Pksize, double) override {
-        if (_err != 0) return;
-        ++g_answered;
-        if (!served.exchange(true)) ++g_served;
-    }
+    void on_return(Msg_num, Error _err, const void*, Pksize, double) override { g_answered += _err == 0 ? 1 : 0; }
     void link(const char* _why) {
         say(index + _why);
-        if (is_one_of_many) return;
         Msg_num num = 0;
         if (const Error err = delegate_link(&num, c_endless); err != 0) say(index + " link " + name_of(err));
     }
     static std::string name_of(Error _error) { return _error == 0 ? "0" : get_err_str(_error); }
 
     const std::string index;
-    const bool is_one_of_many;
     const int patience;
-    Addr service;
+    const Addr service;
     bool missing = false;
     std::atomic<int> silent_for{0};
     std::atomic<unsigned> fed_in{0};
-    std::atomic<bool> served{false};
-};
-
-struct Publisher : Stub_information {
-    Publisher() : Stub_information(c_value) {}
-    void on_unlink(Addr, Error) override { say("left"); }
-};
-
-struct Follower : Proxy_information {
-    Follower() : Proxy_information(c_value) {}
-    void on_connect() override {
-        Msg_num num = 0;
-        delegate_link(&num, false, 20);
-    }
-    void on_link(Msg_num, Error _err, double) override { say(_err == 0 ? "linked" : get_err_str(_err)); }
-    void on_sync(Sync_model, double, double, const void* _data, Pksize _size) override {
-        say(std::string(static_cast<const char*>(_data), _size));
-    }
 };
 
 int serve(const Arguments& _arguments) {
@@ -165,11 +120,11 @@ int serve(const Arguments& _arguments) {
     say("ready");
     g_rate = _arguments.number(2);
     std::vector<char> news(std::max<std::size_t>(4, static_cast<std::size_t>(_arguments.number(3))));
-    return run(answer_line, beat(g_rate, [&servers, &news] {
-                   const auto number = static_cast<unsigned>(++g_events);
-                   std::memcpy(news.data(), &number, sizeof number);
-                   for (Server& one : servers) one.news.event(news.data(), static_cast<Pksize>(news.size()));
-               }));
+    return run(beat(g_rate, [&servers, &news] {
+        const auto number = static_cast<unsigned>(++g_events);
+        std::memcpy(news.data(), &number, sizeof number);
+        for (Server& one : servers) one.news.event(news.data(), static_cast<Pksize>(news.size()));
+    }));
 }
 
 int use(const Arguments& _arguments) {
@@ -178,39 +133,22 @@ int use(const Arguments& _arguments) {
     std::deque<User> users;
     for (std::size_t i = 0; i < count; ++i) users.emplace_back(i, first, static_cast<int>(_arguments.number(4)));
     g_rate = _arguments.number(3) * static_cast<double>(count);
-    // At random, since a service takes equal numbers of one host, one after the other, for a repeat.
-    const auto call = [&, turn = std::size_t{0}, random = std::minstd_rand()]() mutable {
-        turn = (first.ip & 0xFF) == c_loopback_net ? random() % count : (turn + 1) % count;
-        users[turn].call();
-    };
-    return run(answer_line, beat(g_rate, call), beat(g_once_a_second, [&] {
+    const auto call = [&, turn = std::size_t{0}]() mutable { users[++turn % count].call(); };
+    return run(beat(g_rate, call), beat(g_once_a_second, [&] {
                    for (User& one : users) one.look_after();
                }));
 }
 
 int find(const Arguments& _arguments) {
     g_rate = 100;
-    return run(answer_line, beat(g_rate, [name = _arguments[0], last = std::string()]() mutable {
-                   Addr found;
-                   std::string now = "lost";
-                   if (get_address(name, &found) != 0) {
-                       now = "found " + std::string(Vorn35::inet_ntoa(found.ip)) + ":" + std::to_string(found.port);
-                   }
-                   if (std::exchange(last, now) != now) say(now);
-               }));
-}
-
-int publish(const Arguments& _arguments) {
-    Publisher publisher;
-    Port port = _arguments.port(0);
-    say(publisher.start(nullptr, &port) == 0 ? "ready" : "failed");
-    return run([&](const std::string& _line) { publisher.write(_line.data(), static_cast<Pksize>(_line.size())); });
-}
-
-int follow(const Arguments& _arguments) {
-    Follower follower;
-    follower.start(_arguments.address(0));
-    return run(answer_line);
+    return run(beat(g_rate, [name = _arguments[0], last = std::string()]() mutable {
+        Addr found;
+        std::string now = "lost";
+        if (get_address(name, &found) != 0) {
+            now = "found " + std::string(Vorn35::inet_ntoa(found.ip)) + ":" + std::to_string(found.port);
+        }
+        if (std::exchange(last, now) != now) say(now);
+    }));
 }
 
 }  // namespace
@@ -235,27 +173,18 @@ void tell_counts() {
 
 int main(int _count, char** _arguments) {
     using namespace peer;
-    const struct {
-        std::string name;
-        std::size_t arguments;
-        int (*run)(const Arguments&);
-    } words[] = {{"serve", 4, serve},
-                 {"use", 4, use},
-                 {"find", 1, find},
-                 {"publish", 1, publish},
-                 {"follow", 2, follow},
-                 {"serve_kinds", 1, serve_kinds},
-                 {"drive_kinds", 2, drive_kinds},
-                 {"demo", 1, demonstrate}};
-    for (const auto& word : words) {
-        if (_count < 2 || word.name != _arguments[1]) continue;
-        const Arguments arguments{{_arguments + 2, _arguments + _count}};
-        if (arguments.size() < word.arguments) break;
-        if (word.run != demonstrate) {
-            Vorn35::initialize();
-            count_refusals();
-        }
-        return word.run(arguments);
+    const std::map<std::string, int (*)(const Arguments&)> words{{"serve", serve},
+                                                                 {"use", use},
+                                                                 {"find", find},
+
+                                                                 {"serve_kinds", serve_kinds},
+                                                                 {"drive_kinds", drive_kinds},
+                                                                 {"demo", demonstrate}};
+    const auto word = words.find(_count > 2 ? _arguments[1] : "");
+    if (word == words.end()) return 2;
+    if (word->second != demonstrate) {
+        Vorn35::initialize();
+        count_refusals();
     }
-    return 2;
+    return word->second({{_arguments + 2, _arguments + _count}});
 }

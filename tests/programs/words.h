@@ -61,16 +61,14 @@ std::thread beat(const std::atomic<double>& _rate, Step _step) {
 }
 
 /// Serves the input to its end, then ends these threads and the runtime, which the objects outlive.
-template <class On_line, class... Threads>
-int run(On_line _on_line, Threads... _threads) {
-    for (std::string line; std::getline(std::cin, line);) _on_line(line);
+template <class... Threads>
+int run(Threads... _threads) {
+    for (std::string line; std::getline(std::cin, line); tell_counts()) {
+        if (!line.empty()) g_rate = std::stod(line);
+    }
     g_done = true;
     (_threads.join(), ...);
     return finalize();
-}
-inline void answer_line(const std::string& _line) {
-    if (!_line.empty()) g_rate = std::stod(_line);
-    tell_counts();
 }
 
 int serve_kinds(const Arguments& _arguments);

@@ -52,7 +52,6 @@ link_again() {
 # A service that comes and goes, and signals to another one.
 services() {
     demo service test4
-    await service wait 10
     await service 'stub_ start err = VORN_ERR_NONE_' 2
     kill_peer service
     diff <(head -n 21 /run/service | uniq -c | tr -s ' ') <(

@@ -1,22 +1,31 @@
 #!/usr/bin/env bash
-# A service that is killed and started again, every other time while its cable is out: its clients miss it when the cable
-# is in, are back by their next beat, told in order, and linked again. Where more arrive in one moment than the queue of
-# the port holds, the kernel puts some off for another second.
+# A cable that is out for a while in the middle of traffic: the connections stand, and everything goes on. A service that
+# is killed and started again, every other time while its cable is out: its clients miss it when the cable is in, are back
+# by their next beat, told in order, and linked again. Where more arrive in one moment than the queue of the port holds,
+# the kernel puts some off for another second.
 source "${LAB%/*}/vocabulary.bash" || exit
-kills=$(length 2 10) clients=$(length 2 20)
+kills=$(length 2 10) clients=$(length 2 20) out=$(length 0.5 10)
 # A host for each: a service takes requests of one number from one host, one after the other, for a repeat.
 in_lab $((clients + 1))
 
-names=()
+host=$((clients + 1)) names=()
+flows() {  # to all, from now on
+    local name answered events
+    for name in "${names[@]}"; do
+        ask "$name"
+        answered=${name}_answered events=${name}_events had=$((answered)) heard=$((events))
+        until_counts 60 "$answered > had && $events > heard" "$name"
+    done
+}
 for ((i = 1; i <= clients; ++i)); do
     names+=("client$i")
-    peer "client$i" $i use "198.51.100.$((clients + 1))" 4000 1 50
+    peer "client$i" $i use "198.51.100.$host" 4000 1 50
 done
 worst=0 starts=0 due=
 for ((round = 0; round <= kills; ++round)); do
     # The kernel may still be closing the connections of the last one, which have the port.
     until
-        peer service $((clients + 1)) serve 4000 1 100 64
+        peer service $host serve 4000 1 100 64
         await service 'ready|failed 98' $((++starts))
         [[ $line == *ready ]]
     do :; done
@@ -29,10 +38,17 @@ for ((round = 0; round <= kills; ++round)); do
     done
     due+=$'up\nlink 0\n'
     ((round < kills)) || break
-    ((round % 2 == 0)) || "$LAB" link $((clients + 1)) down
-    kill_peer service
-    sleep "0.$((round * 37 % 10))"  # at another place of the clients' beat each time
-    ((round % 2 == 0)) || "$LAB" link $((clients + 1)) up
+    "$LAB" link $host down
+    ((round % 2 == 0)) || kill_peer service
+    sleep "$out"
+    "$LAB" link $host up
+    if ((round % 2 == 0)); then
+        back=$SECONDS
+        flows
+        figure "flowing again after a cable was out for $out s, whole seconds" $((SECONDS - back)) s
+        kill_peer service
+        sleep "0.$((round * 37 % 10))"  # at another place of the clients' beat each time
+    fi
     for name in "${names[@]}"; do await "$name" '0 down' $((round + 1)) 60; done
     due+=$'unlink VORN_ERR_DISCONNECTED_TCP_\ndown\n'
 done
@@ -42,7 +58,5 @@ figure "links asked for once more, since a full pipe refused the request" \
     "$(cat "${names[@]/#//run/}" | grep -c again || true)" "of $((clients * (kills + 1)))"
 for name in "${names[@]}"; do
     diff <(grep -Ev 'counts|again' "/run/$name" | cut -d' ' -f3- | uniq) <(printf %s "$due") || fail "what $name said"
-    ask "$name"
-    answered=${name}_answered events=${name}_events had=$((answered)) heard=$((events))
-    until_counts 10 "$answered > had && $events > heard" "$name"
 done
+flows

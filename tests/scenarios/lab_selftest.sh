@@ -7,7 +7,7 @@ raw=(perl "${LAB%/*}/raw_peer.pl")
 if [[ -n ${VORN35_LAB_HOSTS:-} ]]; then
     for k in 1 2; do
         stranger "ear$k" "$k" hear 9845
-        expect "ear$k" ready
+        await "ear$k" ready
     done
     routes=$("$LAB" on 2 ip route)
     ! grep -q default <<<"$routes" || fail "there is a way out"
@@ -18,8 +18,9 @@ if [[ -n ${VORN35_LAB_HOSTS:-} ]]; then
     "${raw[@]}" say 255.255.255.255 9845 lost
     "$LAB" link 2 up
     "${raw[@]}" say 255.255.255.255 9845 found
-    for word in direct all lost found; do expect ear1 $word; done  # the sender hears itself
-    for word in all found; do expect ear2 $word; done
+    for k in 1 2; do await "ear$k" found; done
+    diff /run/ear1 <(printf '%s\n' ready direct all lost found) || fail "host 1"  # the sender hears itself
+    diff /run/ear2 <(printf '%s\n' ready all found) || fail "host 2"
     [[ $("$LAB" on 2 ip route) == "$routes" ]] || fail "host 2 has lost routes with its cable"
     "$LAB" on 2 bash -c '(($(</proc/sys/net/ipv4/tcp_max_tw_buckets) == 0))' || fail "closed ports stay taken"
     ! "$LAB" on 3 true 2>/dev/null || fail "a third host"
@@ -38,16 +39,14 @@ ends_with 42 "$LAB" run -- bash -c 'exit 42'
 # Two labs at once with the same port each, and their names are not seen out here. Whichever way a lab ends, all its
 # processes end: the last of them closes the pipe that is read here.
 names=$(ls /run/netns 2>/dev/null || true)
-exec {first}< <(exec "$LAB" run -- "${raw[@]}" hear 9845)
-first_pid=$!
-exec {second}< <(exec "$LAB" run -- "${raw[@]}" hear 9845)
-second_pid=$!
-for lab in "$first" "$second"; do
+declare -A labs
+for signal in TERM KILL; do
+    exec {lab}< <(exec "$LAB" run -- "${raw[@]}" hear 9845)
+    labs[$signal]=$lab pid_of[$signal]=$!
     read -r -t 10 -u "$lab" line && [[ $line == ready ]] || fail "no second lab"
 done
 [[ $(ls /run/netns 2>/dev/null || true) == "$names" ]] || fail "the names of a lab are seen outside"
-kill -TERM "$first_pid"
-kill -KILL "$second_pid"
-exec {third}< <(exec "$LAB" run -- bash -c 'setsid sleep 60 & exit 0')
+for signal in TERM KILL; do kill -$signal "${pid_of[$signal]}"; done
+exec {lab}< <(exec "$LAB" run -- bash -c 'setsid sleep 60 & exit 0')
 # 1 is the end of the pipe, more a timeout.
-for lab in "$first" "$second" "$third"; do ends_with 1 read -r -t 10 -u "$lab"; done
+for lab in $lab "${labs[@]}"; do ends_with 1 read -r -t 10 -u "$lab"; done

@@ -2,16 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <string>
 
 #include "Vorn/Vorn_processor/object_lock.h"
 
 namespace Vorn35 {
 namespace {
-
-// A build without the checks pays nothing for them.
-static_assert(sizeof(Mutex<lock_order::ooo>) == sizeof(std::mutex));
 
 #ifdef VORN35_CHECK_LOCKS
 

@@ -70,15 +70,8 @@ std::array<int, 3> turned(int _type) {
 
 TEST(Types, EachIsTurnedAsTheTableSays) {
     // The family of each type for the order of messages.
-    const std::string families =
-        "0000006000000000"
-        "0000000000000000"
-        "2002000022220000"
-        "1001000011110000"
-        "3003330033333000"
-        "4004444044444000"
-        "5005550055555000"
-        "5005505055555000";
+    const std::string families = std::string(6, '0') + '6' + std::string(25, '0') + "20020000222200001001000011110000" +
+                                 "30033300333330004004444044444000" + "50055500555550005005505055555000";
     for (int number = 0; number < 256; ++number) {
         const auto type = static_cast<EMsg>(number);
         const std::array<int, 3> row = turned(number);
@@ -122,17 +115,16 @@ TEST(PacketRecord, LimitCountsDownAndLifeUp) {
     pkt.header.limit.set_time(512.0);
     pkt.header.time.set_time(2.0);
     pkt.determine_arrival_clock(five_seconds_ago);
-    EXPECT_FALSE(pkt.is_timeout());
-    EXPECT_FALSE(pkt.update_packet_time_and_return_timeout());
+    EXPECT_FALSE(pkt.is_timeout() || pkt.update_packet_time_and_return_timeout());
     EXPECT_LE(pkt.packet_limit_time, 507.0);
     EXPECT_NEAR(pkt.packet_limit_time + pkt.packet_live_time, 514.0, 1e-9);
     EXPECT_EQ(word_of(pkt.header.limit), word_of(Packet_time(pkt.packet_limit_time)));
     EXPECT_EQ(word_of(pkt.header.time), word_of(Packet_time(pkt.packet_live_time)));
     for (const double limit : {5.0, 0.0, -1.0, c_no_limit}) {
         pkt.initialize_packet(c_loopback_ip, five_seconds_ago, limit);
-        EXPECT_EQ(pkt.is_timeout(), limit != c_no_limit) << limit;
-        EXPECT_EQ(pkt.update_packet_time_and_return_timeout(), limit != c_no_limit) << limit;
-        EXPECT_TRUE(limit == c_no_limit ? pkt.header.limit.is_infinite() : pkt.header.limit.is_zerotime()) << limit;
+        const bool over = limit != c_no_limit;
+        EXPECT_TRUE(pkt.is_timeout() == over && pkt.update_packet_time_and_return_timeout() == over) << limit;
+        EXPECT_TRUE(over ? pkt.header.limit.is_zerotime() : pkt.header.limit.is_infinite()) << limit;
     }
 }
 

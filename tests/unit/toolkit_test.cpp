@@ -1,4 +1,4 @@
-// The small toolkit: the pipe, times and wake-ups.
+// The small toolkit: the pipe, times, wake-ups and blocks.
 
 #include <gtest/gtest.h>
 
@@ -9,10 +9,11 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "Kestrane/Nonshared_pipe.h"
 #include "Kestrane/_chrono.h"
-#include "Vorn/SDK/beat.h"
+#include "Vorn/Memory/vorn_memory.h"
 #include "Vorn/wakeup_coalescing.h"
 
 using namespace Kestrane;
@@ -53,13 +54,8 @@ TEST(Nonshared_pipe, SendAndShutdownWakeReceivers) {
         receiver.join();
         EXPECT_EQ(item, 5);
     }
-    const auto receive = [&] {
-        int item = 0;
-        while (pipe.eproc_receive(&item) == Pipe::success) continue;
-    };
+    const auto receive = [&](int item = 0) { EXPECT_EQ(pipe.eproc_receive(&item), Pipe::shutdown); };
     std::array<std::thread, 3> receivers{std::thread(receive), std::thread(receive), std::thread(receive)};
-    EXPECT_EQ(pipe.eproc_send(5, 16), Pipe::success);
-    while (!pipe.test_empty()) std::this_thread::yield();
     pipe.proc_shutdown();
     for (std::thread& one : receivers) one.join();
 }
@@ -74,14 +70,6 @@ TEST(Chrono, EveryDoubleIsADuration) {
     EXPECT_TRUE(deadline_fits(9223372036.0, 0ns) && deadline_fits(60.0));
     EXPECT_FALSE(deadline_fits(9223372036.0, 1s) || deadline_fits(9223372036.0) || deadline_fits(huge) ||
                  deadline_fits(std::nan("")));
-}
-
-TEST(Beat, IntervalOfNothingOrLessGoesOn) {
-    for (const double interval : {0.0, -1e300, std::nan("")}) {
-        std::atomic<int> calls{0};
-        const Vorn35::Beat beat(interval, [&calls] { ++calls; });
-        while (calls < 5) std::this_thread::yield();
-    }
 }
 
 TEST(Wakeup_coalescing, WakesOnceAtTheEndOfTheOutermost) {
@@ -104,6 +92,31 @@ TEST(Wakeup_coalescing, WakesOnceAtTheEndOfTheOutermost) {
     EXPECT_EQ(std::exchange(woken, "").size(), 2U) << "one of each was left over";
     wake(1);
     EXPECT_EQ(woken, "sl") << "at once";
+}
+
+TEST(Memory, BlocksGivenBackWhileTheAllocatorEnds) {
+    using namespace Vorn35;
+    initialize_memory();
+    std::vector<Token> kept(50'000);
+    for (Token& token : kept) token.alloc_header_force();
+    std::atomic<bool> done{false};
+    std::thread holder([&] {
+        for (Token& token : kept) {
+            safe_add_ref_token(token);
+            Token(token).free();
+            token.free();
+        }
+        done = true;
+    });
+    while (!done) {
+        finalize_memory();
+        initialize_memory();
+    }
+    holder.join();
+    EXPECT_EQ(gp_memory->allocs.size() + gp_memory->alloc_total, 0U);
+    finalize_memory();
+    kept[0].alloc_header_force();  // returns, and with nothing
+    EXPECT_FALSE(kept[0].has_header());
 }
 
 }  // namespace
