@@ -16,11 +16,6 @@ std::future<void> waits(Promise_ _promise, Wait _wait) {
     fuzz::until([_promise] { return net::is_waited_for(_promise); }, "a wait begins");
     return wait;
 }
-template <class Member, class... Reliability>
-std::future<void> waits_for_link(Member& _member, Reliability... _reliability) {
-    return waits(_member.async_link(_reliability..., 2000),
-                 [&_member](Promise_ _promise) { _member.await_link_return(_promise, nullptr); });
-}
 
 /// @param _kind 0 and 7: for nothing.
 std::future<void> waits_for(fuzz::Client* _client, unsigned _kind) {
@@ -32,11 +27,15 @@ std::future<void> waits_for(fuzz::Client* _client, unsigned _kind) {
         fuzz::look_at(bytes.data(), size);
     };
     const auto signalled = [_client](Promise_ _promise) { _client->signals.await_return(_promise, nullptr); };
+    const auto link = [](auto& _one, auto... _reliability) {
+        return waits(_one.async_link(_reliability..., 2000),
+                     [&_one](Promise_ _promise) { _one.await_link_return(_promise, nullptr); });
+    };
     if (_kind == 1) return waits(_client->calls.async_call("ask", 3, 2000), answer);
     if (_kind == 2) return waits(_client->signals.async_signal("ask", 3, 2000), signalled);
-    if (_kind == 3) return waits_for_link(_client->events);
-    if (_kind == 4 || _kind == 5) return waits_for_link(_client->values, _kind == 4);
-    if (_kind == 6) return waits_for_link(_client->commands);
+    if (_kind == 3) return link(_client->events);
+    if (_kind == 4 || _kind == 5) return link(_client->values, _kind == 4);
+    if (_kind == 6) return link(_client->commands);
     return {};
 }
 

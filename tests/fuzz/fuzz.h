@@ -153,8 +153,7 @@ struct Client : Proxy {
 };
 
 /// One input for a process whose runtime is started with the first one. The driver ends the process unless afterwards no
-/// message is under way, all records and blocks are given back, now and then also descriptors, and a service and a client
-/// that have nothing to do with the inputs go on.
+/// message is under way, all records and blocks are given back, and now and then also descriptors.
 void run(Input _in);
 
 }  // namespace fuzz

@@ -12,16 +12,14 @@ await service ready
 moving=()
 for ((i = 0; i <= others; ++i)); do
     peer "client$i" $((i + 2)) use 198.51.100.1 4000 1 $rate
-    peer "service$i" 2 serve $((5000 + i)) 1 0 0
+    peer "service$i" 2 serve $((5000 + i)) 1 5 4
     await "client$i" '0 link 0'
     await "service$i" ready
     ((i == 0)) || moving+=("client$i" "service$i")
 done
-# A process that begins so many connections at once may miss the notice of one of them: then it begins again.
-while
-    peer client 1 use 198.51.100.2 5000 $((others + 1)) $rate
-    ! (until_counts 5 'client_linked == others + 1' client) 2>/dev/null
-do kill_peer client; done
+# A process that begins so many connections at once may miss the notice of one of them: that one begins anew.
+peer client 1 use 198.51.100.2 5000 $((others + 1)) $rate $((still + 3))
+until_counts 60 'client_linked >= others + 1' client
 
 ask service client "${moving[@]}"
 declare -A had
@@ -50,4 +48,4 @@ until_counts 30 'client0_answered > answered && service0_answered > served &&
     client0_last + rate / 2 >= service_events &&
     service_blocks <= service_had + 500000 && client_blocks <= client_had + 100000' client0 service0 service client
 figure "caught up after it went on" $((client0_time - went_on)) ms
-! grep -q down /run/client /run/client0 || fail "a connection was lost"
+! grep -q down /run/client0 || fail "a connection was lost"

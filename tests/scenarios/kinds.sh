@@ -15,16 +15,12 @@ sleep "$early"
 files="$(descriptors client) $(descriptors service)" memory=$(($(resident client) + $(resident service)))
 sleep $((seconds - early))
 RATE=0 ask client service
-before=
-while
-    ask client service
-    now=$(tail -qn 1 /run/client /run/service | sed -E 's/.*counts//; s/blocks.*//')
-    [[ $now != "$before" ]]
-do before=$now && sleep 0.3; done
+set +u  # types without refusals have no count
+until_counts 30 'client_sent == service_commands + service_refused85 && service_published == client_news + client_refused69 &&
+    client_sent - service_refused56 == client_answers + client_refused57 &&
+    client_sent - service_refused40 == client_signalled + client_refused41' client service
 
-# What was sent, taken, and refused by a full pipe, and how many more may be missing. Types without refusals have no
-# count.
-set +u
+# What was sent, taken, and refused by a full pipe, and how many more may be missing.
 any=1000000000
 while read -r sent taken refused may_miss name; do
     missing=$((sent - taken - refused))
@@ -44,7 +40,7 @@ service_published client_news client_refused69 0 events
 service_published client_values client_refused101 0 informations
 service_published client_multicast client_refused118b any informations (multicast)
 service_published client_datagrams client_refused6 any datagrams
-client_calls_waited+client_signals_waited client_calls_right+client_signals_right 0 client_calls_waited/10 waits
+client_calls_waited client_calls_right 0 client_calls_waited/10 waits that did not run to their limit
 TEXT
 now=$(($(resident client) + $(resident service)))
 figure "resident memory of both, early and at the end" "$memory, $now" bytes

@@ -18,7 +18,8 @@ if [[ -n ${VORN35_LAB_HOSTS:-} ]]; then
     "${raw[@]}" say 255.255.255.255 9845 lost
     "$LAB" link 2 up
     "${raw[@]}" say 255.255.255.255 9845 found
-    for k in 1 2; do await "ear$k" found; done
+    await ear1 found
+    await ear2 found
     diff /run/ear1 <(printf '%s\n' ready direct all lost found) || fail "host 1"  # the sender hears itself
     diff /run/ear2 <(printf '%s\n' ready all found) || fail "host 2"
     [[ $("$LAB" on 2 ip route) == "$routes" ]] || fail "host 2 has lost routes with its cable"

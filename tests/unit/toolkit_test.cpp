@@ -63,7 +63,6 @@ TEST(Nonshared_pipe, SendAndShutdownWakeReceivers) {
 TEST(Chrono, EveryDoubleIsADuration) {
     constexpr double huge = std::numeric_limits<double>::max();
     EXPECT_EQ(to_duration(1.5), 1500ms);
-    EXPECT_EQ(to_duration(-1.9e-9), -1ns);
     EXPECT_EQ(to_duration(huge), c_longest_duration);
     EXPECT_EQ(to_duration(-huge), -c_longest_duration);
     EXPECT_EQ(to_duration(std::nan("")), 0ns);
