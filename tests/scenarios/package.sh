@@ -75,7 +75,7 @@ diff <(grep -ohE '\b[vV]orn(35)?_([a-z0-9_]+\(|on_[a-z]+;)' "$root"/export/Vorn3
 
 say "exceptions"
 # The library hides the type information of Boost, and a program that has its own must still catch by type.
-c++ -std=c++20 "$consumer/thrown.cpp" -o "$work/thrown" "-I$root/export" "$library" "-Wl,-rpath,$build"
+c++ -std=c++20 "$consumer/thrown.cpp" -o "$work/thrown" "-I$root/export" "-I$build/generated" "$library" "-Wl,-rpath,$build"
 mkdir -p "$work/home/Config" "$work/home/run"
 thrown() { (cd "$work/home/run" && "$LAB" run --hosts 1 -- "$work/thrown" "$@"); }
 if "$LAB" run --hosts 1 -- true; then
