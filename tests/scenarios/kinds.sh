@@ -21,7 +21,6 @@ until_counts 30 'client_sent == service_commands + service_refused85 && service_
     client_sent - service_refused40 == client_signalled + client_refused41' client service
 
 # What was sent, taken, and refused by a full pipe, and how many more may be missing.
-any=1000000000
 while read -r sent taken refused may_miss name; do
     missing=$((sent - taken - refused))
     figure "$name sent, refused by a full pipe, missing" "$((sent)), $((refused)), $missing" messages
@@ -35,11 +34,11 @@ client_sent-service_refused40 client_signalled client_refused41 0 answers to sig
 client_signals_waited client_signals_right 0 client_signals_late signals that were waited for
 client_sure_waited client_sure_right 0 0 calls by the pattern
 client_sent service_commands service_refused85 0 commands
-client_sent service_droppable service_refused86b any commands (droppable)
+client_sent service_droppable service_refused86b 1000000000 commands (droppable)
 service_published client_news client_refused69 0 events
 service_published client_values client_refused101 0 informations
-service_published client_multicast client_refused118b any informations (multicast)
-service_published client_datagrams client_refused6 any datagrams
+service_published client_multicast client_refused118b 1000000000 informations (multicast)
+service_published client_datagrams client_refused6 1000000000 datagrams
 client_calls_waited client_calls_right 0 client_calls_waited/10 waits that did not run to their limit
 TEXT
 now=$(($(resident client) + $(resident service)))
