@@ -12,11 +12,13 @@ await client linked
 RATE=$rate ask service client
 early=$((seconds >= 120 ? 60 : seconds / 2))
 sleep "$early"
-files="$(descriptors client) $(descriptors service)" memory=$(($(resident client) + $(resident service)))
+files=$(($(descriptors client) + $(descriptors service))) memory=$(($(resident client) + $(resident service)))
 sleep $((seconds - early))
 RATE=0 ask client service
 set +u  # types without refusals have no count
-until_counts 30 'client_sent == service_commands + service_refused85 && service_published == client_news + client_refused69 &&
+until_counts 40 'client_sure_waited == client_sure_right && client_calls_waited == client_calls_right + client_calls_late &&
+    client_signals_waited == client_signals_right + client_signals_late &&
+    client_sent == service_commands + service_refused85 && service_published == client_news + client_refused69 &&
     client_sent - service_refused56 == client_answers + client_refused57 &&
     client_sent - service_refused40 == client_signalled + client_refused41' client service
 
@@ -44,6 +46,6 @@ TEXT
 now=$(($(resident client) + $(resident service)))
 figure "resident memory of both, early and at the end" "$memory, $now" bytes
 ((seconds < 120 || now <= memory + 4000000)) || fail "memory has grown"
-[[ "$(descriptors client) $(descriptors service)" == "$files" ]] || fail "descriptors: $files before"
+until_counts 10 '$(descriptors client) + $(descriptors service) <= files' client service
 ((client_blocks + service_blocks < 20000 && client_broken + service_broken + client_lost == 0)) || fail "$now"
 finish client service
