@@ -5,7 +5,7 @@
 ///     c_tour client 198.51.100.2  uses all of them; the address is that of the service's host
 ///
 /// The client's command makes the service publish a value, its signal an event and a datagram. Both programs
-/// end by themselves, with 0 only if all was as it should be.
+/// end without a command; the exit code is 0 only if every result was right.
 
 #define _POSIX_C_SOURCE 200809L
 
@@ -90,7 +90,7 @@ static void copy(void* to, const void* from, size_t size) {
     memcpy(to, from, size);  // NOLINT: the lint wants memcpy_s, which the C library does not have
 }
 
-/// A payload comes from another process: its size is looked at before it is used.
+/// A payload comes from another process, so check its size before use.
 static bool is_number(const void* data, Vorn_pksize size, double expected) {
     double number = 0;
     if (size != sizeof number) return false;

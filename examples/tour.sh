@@ -3,7 +3,7 @@
 set -euo pipefail
 bin=$1
 
-# Runs a service on host 2, as often as it is told, and its client here. A service ends when its client asks it to.
+# Runs a service on host 2 the given number of times, and its client here. A service ends when its client asks it to.
 visit() {
     local times=$1 service=$2 client=$3 code=0 on_host_2
     {

@@ -32,7 +32,7 @@ public:
     }
 };
 
-/// Works for as long as it is told, or until somebody cancels.
+/// Works for the time that the request names, or until a client cancels.
 class Work : public Stub_call {
 public:
     explicit Work(const Stub& _stub) : Stub_call(tour::c_work, 0, _stub) {}

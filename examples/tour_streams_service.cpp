@@ -13,7 +13,7 @@ using namespace Vorn35;
 
 namespace {
 
-/// Passes every note on to whoever follows the event.
+/// Publishes every note to the clients of the event.
 class Note : public Stub_signal {
 public:
     Note(const Stub& _stub, Stub_event& _noted) : Stub_signal(tour::c_note, _stub, nullptr), noted(_noted) {}

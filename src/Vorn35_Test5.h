@@ -13,7 +13,7 @@ public:
     static int main();
 
     void on_connect() override;
-    /// Stops the client. In a callback a stop is deferred for good, so that each later start meets the own
+    /// Stops the client. A stop inside a callback stays deferred, so that each later start meets the own
     /// address still in use: this client shows no reconnection.
     void on_disconnect() override;
     void on_unlink(Vorn35::Error _err) override;
@@ -28,7 +28,7 @@ private:
     static void start();
     /// One pass of `main`.
     static void update();
-    /// Nothing to take down: nobody ends this client but its process.
+    /// Nothing to take down: only the end of the process ends this client.
     static void do_disable() {}
 
     static Component5* proxy_;

@@ -13,7 +13,7 @@ struct Column {
     const char* figure;
     const char* title;
 };
-// In the order of the table; a column that nobody has a figure for is left out.
+// In the order of the table; columns without any figure are left out.
 constexpr Column c_columns[] = {
     {"p50_us", "p50 us"},
     {"p99_us", "p99 us"},

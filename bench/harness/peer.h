@@ -10,7 +10,7 @@
 
 namespace bench {
 
-/// Calls under way. A peer sends as long as `may_send` allows and reports each answer, in whatever way it likes best:
+/// Calls under way. A peer sends as long as `may_send` allows and reports each answer:
 /// from one loop, or from callbacks on several threads.
 class Window {
 public:

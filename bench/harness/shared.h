@@ -69,7 +69,7 @@ struct Shared {
 private:
     struct alignas(64) Track {
         std::atomic<std::uint32_t> receipts;  ///< Since the last `pace` returned.
-        std::atomic<std::uint32_t> wanted;    ///< 0: nobody waits.
+        std::atomic<std::uint32_t> wanted;    ///< 0: no thread waits.
     };
     std::array<Track, c_clients> tracks;
 };

@@ -16,7 +16,7 @@ struct Usage {
 };
 
 Usage usage_of(const std::vector<pid_t>& processes);
-/// Counts the system calls of this process and of those that it forks from then on, by the kernel's own tracepoint: at
+/// Counts the system calls of this process and its later children, by the kernel's own tracepoint: at
 /// full speed, though each call costs a little more. Needs a kernel that allows it.
 class Syscall_counter {
 public:

@@ -33,7 +33,7 @@ nng_msg* message_of(const void* data, std::size_t size) {
     return message;
 }
 
-/// A context with an asynchronous operation whose end `go_on` is told of.
+/// A context with an asynchronous operation that calls `go_on` when it completes.
 struct Worker {
     virtual ~Worker() = default;
     void make(nng_socket socket) {

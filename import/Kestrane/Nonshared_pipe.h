@@ -14,12 +14,12 @@ namespace Kestrane {
 
 /// Queue of `T`. Any thread may call any operation.
 ///
-/// The bound comes with the push: it is refused when the length is greater than `limit`, so the pipe reaches
-/// a length of `limit` + 1 and no more. After `proc_shutdown` nothing enters and `eproc_receive` gives
-/// nothing out; what is still inside can be had with `eproc_pop`.
+/// Each push carries the bound: the pipe refuses an item when its length is greater than `limit`, so the length reaches
+/// `limit` + 1 at most. After `proc_shutdown` the pipe accepts nothing and `eproc_receive` returns nothing; `eproc_pop`
+/// still takes the items inside.
 ///
-/// At most one receiver is on its way to an item: only when it has come is another one woken, and none while all are
-/// awake. Whoever takes an item wakes the next one if more wait (`eproc_receive` does so by itself).
+/// A push wakes at most one sleeping receiver at a time. A receiver that has taken an item wakes the next one if more items
+/// wait; `eproc_receive` includes this step.
 template <class T>
 class Nonshared_pipe {
 public:
@@ -48,10 +48,10 @@ public:
         return queue.size();
     }
 
-    /// False: a pipe has no bound of its own.
+    /// Always false: only a push has a bound.
     bool test_full() { return false; }
 
-    /// Appends unless the length is greater than `_limit`; wakes nobody.
+    /// Appends unless the length is greater than `_limit`. Wakes no receiver.
     [[nodiscard]] Error eproc_push(const T& _item, std::size_t _limit) {
         const std::lock_guard guard(lock);
         if (!valid) return shutdown;
@@ -74,8 +74,8 @@ public:
         return valid ? success : shutdown;
     }
 
-    /// The same in waits of `_seconds` each, without end: the time is the length of one wait and not of the
-    /// operation. Whether the pipe is valid is looked at on entry only, so a shutdown does not end the wait.
+    /// The same in waits of `_seconds` each, repeated without end: the time bounds one wait, not the operation. It checks
+    /// only on entry whether the pipe is valid, so a shutdown does not end the wait.
     [[nodiscard]] Error eproc_wait_timeout(double _seconds) {
         std::unique_lock guard(lock);
         if (!valid) return shutdown;
@@ -101,7 +101,7 @@ public:
         return success;
     }
 
-    /// Wakes a receiver that sleeps, if there is an item for it and nobody was woken for that yet.
+    /// Wakes one sleeping receiver, if an item waits and no receiver was woken for it yet.
     void proc_wake() {
         {
             const std::lock_guard guard(lock);
@@ -131,7 +131,7 @@ private:
     Error receive(T* _item_, Wait _wait) {
         for (;;) {
             if (const Error result = _wait(); result != success) return result;
-            // Somebody else may have been faster.
+            // Another receiver may have been faster.
             if (eproc_pop(_item_) != success) continue;
             proc_wake();
             return success;

@@ -1,9 +1,8 @@
 /// @file
 /// Readers of INI files. Each call parses the file anew.
 ///
-/// No file, or one that is not an INI file, gives the default. A file that lacks the section or the key, or
-/// whose value is not a number where one is asked for, is an error: whoever writes a file writes all of its
-/// keys.
+/// No file, or a file that is not an INI file, gives the default. A file that lacks the section or the key, or whose value
+/// is not a number where a number is needed, is an error: a file must contain all keys.
 #pragma once
 
 #include <string>

@@ -14,28 +14,28 @@ namespace Kestrane {
 
 /// A condition variable for mutexes that are rarely contended.
 ///
-/// The standard one leaves the mutex of each thread that it wakes marked as contended, so that giving it back is a system
-/// call for nobody. This one does not, and a notification that nobody waits for makes no system call either. As with any
-/// condition variable, a notification that comes before the wait is not seen by it, and a wait may end for another's
-/// notification. Any thread may call any operation.
+/// The standard condition variable leaves the mutex of each thread that it wakes marked as contended, which costs a useless
+/// system call at the unlock. This one does not, and a notification without a waiter makes no system call. As with any
+/// condition variable, a wait does not see a notification from before its start, and may end for a notification that was
+/// meant for another waiter. Any thread may call any operation.
 class Condition {
 public:
     Condition() = default;
     Condition(const Condition&) = delete;
     Condition& operator=(const Condition&) = delete;
 
-    /// Lets go of the lock, sleeps until notified, and takes the lock again.
+    /// Releases the lock, sleeps until notified, and takes the lock again.
     void wait(std::unique_lock<std::mutex>& _lock);
-    /// The same, and no longer than so much of the steady clock.
+    /// The same, for at most `_time` of the steady clock.
     std::cv_status wait_for(std::unique_lock<std::mutex>& _lock, std::chrono::nanoseconds _time);
-    /// The same, and no longer than until then, also when the system clock is set meanwhile.
+    /// The same, at most until `_end` of the system clock, and follows changes of that clock.
     std::cv_status wait_until(std::unique_lock<std::mutex>& _lock, std::chrono::system_clock::time_point _end);
 
     /// The caller need not hold the mutex.
     void notify_one() { notify(1); }
     void notify_all();
 
-    /// Whether a wait has begun that is not over.
+    /// Some thread is inside a wait.
     bool is_waited_for() const { return waiters != 0; }
 
 private:

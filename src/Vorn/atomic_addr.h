@@ -9,8 +9,8 @@
 
 namespace Vorn35 {
 
-/// Both halves always change together. One word, since `std::atomic<Addr>` is a call into another library with some
-/// compilers: the alignment of `Addr` is only that of its halves.
+/// Address and port change together. Stored as one word: `Addr` is aligned to its halves only, and some compilers implement
+/// `std::atomic<Addr>` by a call into another library.
 class Atomic_addr {
 public:
     Atomic_addr& operator=(Addr _addr) {

@@ -1,9 +1,8 @@
 /// @file
-/// The order of the runtime's locks: the one place where it stands.
+/// The order of the runtime's locks. This is the only place that defines it.
 ///
-/// A thread takes a lock only while all that it holds stand on a lower level. Two of one level, of one kind or
-/// of two, are never held together. Builds with `VORN35_CHECK_LOCKS` end the process that does otherwise, and show
-/// where both locks were taken.
+/// A thread may take a lock only if all locks that it holds have a lower level. So it never holds two locks of one level.
+/// Builds with `VORN35_CHECK_LOCKS` abort a process that violates the order, and print where both locks were taken.
 #pragma once
 
 namespace Vorn35 {
@@ -14,7 +13,7 @@ struct Lock_place {
     const char* name;  ///< As the mutex is called.
 };
 
-/// Outermost first. What each of them guards is said at its mutex.
+/// Outermost first. The comment at each mutex says what it guards.
 namespace lock_order {
 
 inline constexpr Lock_place event{10, "event_mutex"};

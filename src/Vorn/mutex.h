@@ -38,7 +38,7 @@ namespace Vorn35 {
 /// stacks on standard error.
 namespace lock_check {
 #ifdef VORN35_CHECK_LOCKS
-/// Ahead of taking a lock, in whatever way.
+/// Called before a lock is taken, shared or exclusive.
 void taking(const void* _mutex, const Lock_place& _place);
 void released(const void* _mutex);
 /// Application code is about to run, or the thread is about to wait for another one: it must hold no lock.
@@ -70,9 +70,9 @@ private:
     std::mutex native;
 };
 
-/// `std::shared_mutex`, whose writers wait for as long as readers overlap: for ever, where some threads use the runtime
-/// without pause. So a reader that comes while a writer waits gives it some time. No more than that, because a reader
-/// that has the lock may wait for this one.
+/// A `std::shared_mutex` that bounds the starvation of writers. Readers that overlap without a pause would block a writer
+/// for ever, so a reader that arrives while a writer waits first yields for about 10 ms. It does not yield longer: a reader
+/// that holds the lock may wait for this one.
 template <const Lock_place& place>
 class VORN35_CAPABILITY("mutex") Shared_mutex {
 public:
@@ -103,7 +103,7 @@ private:
     std::atomic<int> waiting_writers{0};
 };
 
-/// `std::lock_guard`, which clang knows nothing of.
+/// `std::lock_guard` with the annotations that clang needs.
 template <const Lock_place& place>
 class VORN35_SCOPED_CAPABILITY Lock_guard {
 public:
@@ -136,9 +136,9 @@ public:
         lock_check::released(held.mutex());
         held.unlock();
     }
-    /// The thread keeps the mutex, and this lets go of it.
+    /// Leaves the mutex locked; the thread must unlock it itself.
     void release() { held.release(); }
-    /// For a wait on a condition variable. The thread counts as holder all through the wait.
+    /// For a wait on a condition variable. The check counts the thread as holder during the whole wait.
     std::unique_lock<std::mutex>& native() { return held; }
 
 private:

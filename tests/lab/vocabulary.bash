@@ -1,24 +1,19 @@
-# Sourced by the scripts of scenarios/ and soak/: what their steps are made of. LAB is the lab, BIN the folder of
-# programs. What is started lives as long as the lab, and its output is in /run/NAME.
+# Sourced by the scripts of scenarios/: what their steps are made of. LAB is the lab, BIN the folder of programs. What is
+# started lives as long as the lab, and its output is in /run/NAME. `./dev soak` sets SOAK_MINUTES.
 set -euo pipefail
 
-declare -A pid_of key_of heard
+declare -A pid_of key_of
 
-fail() {
-    echo "$(basename "$0" .sh): $1" >&2
-    exit 1
-}
-
-figure() {  # name, value, unit
-    echo "figure: $1 = $2 $3"
-}
+fail() { echo "$(basename "$0" .sh): $1" >&2 && exit 1; }
+figure() { echo "figure: $1 = $2 $3"; }  # name, value, unit
+length() { echo "$([[ -n ${SOAK_MINUTES:-} ]] && echo "$2" || echo "$1")"; }  # in ./dev test, in ./dev soak
 
 # The script goes on in host 1 of a new lab.
 in_lab() {  # hosts, its arguments there
     [[ -n ${VORN35_LAB_HOSTS:-} ]] || exec "$LAB" run --hosts "$1" -- bash "$0" "${@:2}"
 }
 
-# The command gets a key on its input that is not pressed until `ask` or `finish`.
+# The command's input stays open, and empty until `ask`, up to `finish`.
 start() {  # name, host, command...
     [[ -p /run/$1.key ]] || mkfifo "/run/$1.key"
     touch "/run/$1"
@@ -32,21 +27,14 @@ start() {  # name, host, command...
     ) <"/run/$1.key" >>"/run/$1" &
     pid_of[$1]=$!
 }
+peer() { start "$1" "$2" "$BIN/peer" "${@:3}"; }  # name, host, arguments of the program
+stranger() { start "$1" "$2" perl "${LAB%/*}/raw_peer.pl" "${@:3}"; }
 
-peer() {  # name, host, arguments of the program
-    start "$1" "$2" "$BIN/peer" "${@:3}"
-}
-
-stranger() {  # name, host, arguments of the program
-    start "$1" "$2" perl "${LAB%/*}/raw_peer.pl" "${@:3}"
-}
-
-end_input() {  # name
+end_input() {
     local key=${key_of[$1]}
     exec {key}>&-
     unset "key_of[$1]"
 }
-
 finish() {  # names...: their inputs end, and they do, without a fault
     local name
     for name; do
@@ -54,7 +42,6 @@ finish() {  # names...: their inputs end, and they do, without a fault
         wait "${pid_of[$name]}" || fail "$name ended with $?: $(tail -n 20 "/run/$name")"
     done
 }
-
 kill_peer() {  # name
     kill -KILL "${pid_of[$1]}"
     wait "${pid_of[$1]}" 2>/dev/null || true
@@ -72,59 +59,30 @@ said() {  # name, pattern, n (default 1), seconds (default 30)
     done
     return 1
 }
+await() { said "$@" || fail "'$2' was not said by $1: $(tail -n 20 "/run/$1")"; }
 
-await() {  # as `said`
-    said "$@" || fail "'$2' was not said by $1: $(tail -n 20 "/run/$1")"
-}
-
-expect() {  # name, pattern: its next line
-    heard[$1]=$((${heard[$1]:-0} + 1))
-    await "$1" '.*' "${heard[$1]}"
-    [[ $line =~ ^([0-9]+ )?($2)$ ]] || fail "$1 says '$line' where '$2' is due"
-}
-
-# Asks peers for their counts, all at once; afterwards `count` reads them.
+# Asks peers for their counts, all at once, and leaves each in the variable NAME_WHAT ("time" for that of the answer). A
+# rate may be set for them before: RATE=...
 ask() {  # names...
-    local name
+    local name line when i words
     local -A before
     for name; do
         before[$name]=$(grep -c ' counts ' "/run/$name" || true)
-        echo >"/run/$name.key"
+        echo "${RATE:-}" >"/run/$name.key"
     done
     for name; do
         await "$name" 'counts .*' $((before[$name] + 1))
+        read -ra words <<<"time ${line/counts/}"
+        for ((i = 0; i < ${#words[@]}; i += 2)); do printf -v "${name}_${words[i]}" %s "${words[i + 1]}"; done
     done
 }
-
-count() {  # name, what ("time" for the time of the answer)
-    awk -v key="$2" '/ counts / { line = $0 }
-        END {
-            sub(" counts", "", line)
-            fields = split("time " line, field)
-            for (i = 1; i < fields; i += 2) if (field[i] == key) print field[i + 1]
-        }' "/run/$1"
-}
-
-# Asks again until a condition on the counts holds.
-counts_come() {  # name, seconds, condition...
-    local end=$((SECONDS + $2))
-    while ((SECONDS <= end)); do
-        ask "$1"
-        ! "${@:3}" || return 0
+until_counts() {  # seconds, condition on the counts, names to ask for it again and again
+    local end=$((SECONDS + $1))
+    while ask "${@:3}" && ! eval "(($2))"; do
+        ((SECONDS <= end)) || fail "in vain: $2: $(tail -qn 1 "${@/#//run/}")"
         sleep 0.05
     done
-    return 1
 }
 
-until_counts() {  # as `counts_come`
-    counts_come "$@" || fail "in vain: ${*:3}; $1 has $(tail -n 1 "/run/$1")"
-}
-
-# A client has connected and linked once, and heard of nothing else.
-stood() {  # name
-    [[ $(grep -v counts "/run/$1" | cut -d' ' -f3-) == $'up\nlink 0' ]] || fail "not one connection: $(<"/run/$1")"
-}
-
-descriptors() {  # name
-    ls "/proc/${pid_of[$1]}/fd" | wc -l
-}
+descriptors() { ls "/proc/${pid_of[$1]}/fd" | wc -l; }
+resident() { awk '/^VmRSS/ { print $2 * 1024 }' "/proc/${pid_of[$1]}/status"; }

@@ -1,69 +1,53 @@
 #!/usr/bin/env bash
 # The lab keeps what its help promises: the other network tests rest on it.
-source "${LAB%/*}/vocabulary.bash"
-raw_peer=${LAB%/*}/raw_peer.pl
-say() { perl "$raw_peer" say "$@"; }
+source "${LAB%/*}/vocabulary.bash" || exit
+raw=(perl "${LAB%/*}/raw_peer.pl")
 
 # In host 1 of two.
 if [[ -n ${VORN35_LAB_HOSTS:-} ]]; then
-    stranger ear1 1 hear 9845
-    stranger ear2 2 hear 9845
-    expect ear1 ready
-    expect ear2 ready
-
-    "$LAB" on 2 perl "$raw_peer" say 198.51.100.1 9845 direct
-    expect ear1 direct
-    say 255.255.255.255 9845 all
-    expect ear1 all  # the sender hears itself
-    expect ear2 all
-
+    for k in 1 2; do
+        stranger "ear$k" "$k" hear 9845
+        await "ear$k" ready
+    done
     routes=$("$LAB" on 2 ip route)
+    ! grep -q default <<<"$routes" || fail "there is a way out"
+    "$LAB" on 2 "${raw[@]}" say 198.51.100.1 9845 direct
+    "${raw[@]}" say 255.255.255.255 9845 all
     "$LAB" link 2 down
     [[ $("$LAB" on 2 ip link show eth0) == *NO-CARRIER* ]] || fail "host 2 does not see that its cable is out"
-    say 255.255.255.255 9845 lost
+    "${raw[@]}" say 255.255.255.255 9845 lost
     "$LAB" link 2 up
-    say 255.255.255.255 9845 found
-    expect ear1 lost
-    expect ear1 found
-    expect ear2 found  # and not "lost", which went before it
+    "${raw[@]}" say 255.255.255.255 9845 found
+    await ear1 found
+    await ear2 found
+    diff /run/ear1 <(printf '%s\n' ready direct all lost found) || fail "host 1"  # the sender hears itself
+    diff /run/ear2 <(printf '%s\n' ready all found) || fail "host 2"
     [[ $("$LAB" on 2 ip route) == "$routes" ]] || fail "host 2 has lost routes with its cable"
-
     "$LAB" on 2 bash -c '(($(</proc/sys/net/ipv4/tcp_max_tw_buckets) == 0))' || fail "closed ports stay taken"
     ! "$LAB" on 3 true 2>/dev/null || fail "a third host"
     exit
 fi
 
-code=0
-"$LAB" run true || code=$?
-((code != 77)) || exit 77
-"$LAB" run --hosts 2 -- bash "$0" || fail "two hosts"
-code=0
-"$LAB" run -- bash -c 'exit 42' || code=$?
-((code == 42)) || fail "the exit code 42 became $code"
-
-# Two labs at once with the same port each, and their names are not seen out here.
-ready() {  # descriptor
-    local line
-    read -r -t 10 -u "$1" line && [[ $line == ready ]] || fail "no second lab"
+ends_with() {  # exit code, command...
+    local code=0
+    "${@:2}" || code=$?
+    ((code == $1)) || fail "${*:2} ended with $code"
 }
-names_before=$(ls /run/netns 2>/dev/null || true)
-exec {first}< <(exec "$LAB" run -- perl "$raw_peer" hear 9845)
-first_pid=$!
-exec {second}< <(exec "$LAB" run -- perl "$raw_peer" hear 9845)
-second_pid=$!
-ready "$first"
-ready "$second"
-[[ $(ls /run/netns 2>/dev/null || true) == "$names_before" ]] || fail "the names of a lab are seen outside"
+"$LAB" run true || exit $?  # 77: no namespaces here
+ends_with 0 "$LAB" run --hosts 2 -- bash "$0"
+ends_with 42 "$LAB" run -- bash -c 'exit 42'
 
-# Whichever way a lab ends, all its processes end: the last of them closes the pipe that is read here.
-ended() {  # descriptor
-    local line code=0
-    read -r -t 10 -u "$1" line || code=$?
-    ((code == 1)) || fail "processes of a lab outlive it"  # 1 is the end of file, more a timeout
-}
-kill -TERM "$first_pid"
-ended "$first"
-kill -KILL "$second_pid"
-ended "$second"
-exec {third}< <(exec "$LAB" run -- bash -c 'setsid sleep 60 & exit 0')
-ended "$third"
+# Two labs at once with the same port each, and their names are not seen out here. Whichever way a lab ends, all its
+# processes end: the last of them closes the pipe that is read here.
+names=$(ls /run/netns 2>/dev/null || true)
+declare -A labs
+for signal in TERM KILL; do
+    exec {lab}< <(exec "$LAB" run -- "${raw[@]}" hear 9845)
+    labs[$signal]=$lab pid_of[$signal]=$!
+    read -r -t 10 -u "$lab" line && [[ $line == ready ]] || fail "no second lab"
+done
+[[ $(ls /run/netns 2>/dev/null || true) == "$names" ]] || fail "the names of a lab are seen outside"
+for signal in TERM KILL; do kill -$signal "${pid_of[$signal]}"; done
+exec {lab}< <(exec "$LAB" run -- bash -c 'setsid sleep 60 & exit 0')
+# 1 is the end of the pipe, more a timeout.
+for lab in $lab "${labs[@]}"; do ends_with 1 read -r -t 10 -u "$lab"; done

@@ -12,7 +12,7 @@ consumer=$root/tests/package/consumer
 # comes with a class: thunks and tables for construction.
 symbols() {  # the library
     nm -D --defined-only -C "$1" | cut -d' ' -f3- | LC_ALL=C sort -u |
-        grep -vE '^(vorn_|(VTT for|typeinfo name for|(non-)?virtual thunk to) Vorn35::)'
+        grep -vE '^([vV]orn(35)?_|(VTT for|typeinfo name for|(non-)?virtual thunk to) Vorn35::)'
 }
 if [[ ${1:-} == symbols ]]; then
     symbols "$2"
@@ -70,12 +70,12 @@ version=$(basename "$(readlink -f "$library")" | sed 's/^libvorn\.so\.//')
 diff "$root/tests/package/symbols.txt" <(symbols "$library") || fail "the public names have changed; if that is meant:
     bash tests/scenarios/package.sh symbols $library > tests/package/symbols.txt"
 # Of C, what its header declares: functions, and constants.
-diff <(grep -oE '\bvorn_([a-z0-9_]+\(|on_[a-z]+;)' "$root/export/Vorn35/Vorn.h" | tr -d '(;' | LC_ALL=C sort -u) \
-    <(nm -D --defined-only "$library" | grep -o '\bvorn_.*' | LC_ALL=C sort) || fail "the header in C, and the library"
+diff <(grep -ohE '\b[vV]orn(35)?_([a-z0-9_]+\(|on_[a-z]+;)' "$root"/export/Vorn35/{Vorn.h,version.h.in} | tr -d '(;' | LC_ALL=C sort -u) \
+    <(nm -D --defined-only "$library" | grep -oE '\b[vV]orn(35)?_.*' | LC_ALL=C sort) || fail "the header in C, and the library"
 
 say "exceptions"
 # The library hides the type information of Boost, and a program that has its own must still catch by type.
-c++ -std=c++20 "$consumer/thrown.cpp" -o "$work/thrown" "-I$root/export" "$library" "-Wl,-rpath,$build"
+c++ -std=c++20 "$consumer/thrown.cpp" -o "$work/thrown" "-I$root/export" "-I$build/generated" "$library" "-Wl,-rpath,$build"
 mkdir -p "$work/home/Config" "$work/home/run"
 thrown() { (cd "$work/home/run" && "$LAB" run --hosts 1 -- "$work/thrown" "$@"); }
 if "$LAB" run --hosts 1 -- true; then

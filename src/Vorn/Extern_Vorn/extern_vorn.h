@@ -47,8 +47,8 @@ inline Promise_ from_c(Vorn_promise* _promise_) {
     return static_cast<Promise_>(static_cast<void*>(_promise_));
 }
 
-/// The number of a request must stand in the caller's variable before the request leaves, since the answer
-/// may come before the operation has returned. So the runtime writes it there by itself, into the lower half.
+/// The runtime must write the number of a request before it sends the request, since the answer may arrive before the
+/// operation returns. So it gets a pointer to the lower half of the caller's variable.
 inline Msg_num* lower_half_of(Vorn_seq* _seq_) {
     static_assert(std::endian::native == std::endian::little);
     std::memset(_seq_, 0, sizeof *_seq_);

@@ -1,11 +1,10 @@
 /// @file
 /// `Token`, the pair of handles by which every message is passed around, and the operations over `gp_memory`.
 ///
-/// Names tell the contract: `eproc_` returns an `Error` that must be looked at; `proc_` cannot report failure,
-/// with `_force` it retries until it succeeds; `safe_` accepts a null handle and does nothing with it.
+/// The prefix of a name is its contract: the caller of an `eproc_` operation must check the `Error`; a `proc_` operation
+/// cannot report a failure, and retries until it succeeds if it ends in `_force`; a `safe_` operation ignores a null handle.
 ///
-/// Nothing is counted when a `Token` is copied and nothing is released when it goes away: every path ends in a
-/// `free` or in a hand-over.
+/// Copying or destroying a `Token` does not change a reference count: every path must end in a `free` or in a hand-off.
 #pragma once
 
 #include <cstddef>
@@ -29,7 +28,7 @@ struct Token {
     /// Forgets the data handle; releases nothing.
     void reset_data() { data_mm = 0; }
 
-    /// Takes the other's header, with a reference of its own. What this token held is not released.
+    /// Adds a reference to the other's header and stores it here. Does not release what this token held.
     void set_header(Token _other);
     /// The same for the data.
     void set_data(Token _other);
@@ -71,7 +70,7 @@ Error eproc_alloc_header(mm_t* _mm_);
 Error eproc_alloc_header(Token* _token_);
 void proc_alloc_header_force(mm_t* _mm_);
 void proc_alloc_header_force(Token* _token_);
-/// 0, or "VORN_ERR_EMPTY_VORN_MEMORY_" whatever the allocator said.
+/// @return 0, or "VORN_ERR_EMPTY_VORN_MEMORY_" for every failure.
 Error eproc_alloc_data(mm_t* _mm_, std::size_t _size);
 Error eproc_alloc_data(Token* _token_, std::size_t _size);
 void proc_alloc_data_force(mm_t* _mm_, std::size_t _size);
