@@ -62,10 +62,6 @@ struct Call_proxy : Proxy_call {
     }
     bool stops_itself = false;
 };
-struct Information_proxy : Proxy_information {
-    using Proxy_information::Proxy_information;
-    void on_sync(Sync_model, double, double, const void*, Pksize) override { const History history(see_history(3)); }
-};
 struct Stubs {
     Stub stub;
     Call_stub call{1, c_size, stub};
@@ -80,44 +76,45 @@ struct Proxies {
     Call_proxy call{1, proxy};
     Proxy_signal signal{1, proxy};
     Proxy_event event{1, proxy};
-    Information_proxy information{1, proxy};
+    Proxy_information information{1, proxy};
     Proxy_command command{1, proxy};
     Proxy_datagram datagram{1, proxy};
 };
 
 // --- what threads do with them -----------------------------------------------------------------------------
 
-void any_of(Random& _random, std::initializer_list<std::function<void()>> _all) {
-    (_all.begin() + _random.below(_all.size()))->operator()();
-}
+using Steps = std::initializer_list<std::function<void()>>;
+
 void publish(Stubs& _s, Random& _r) {
-    any_of(_r, {[&] { _s.event.event(c_value, c_size); }, [&] { _s.information.write(c_value, c_size); },
-                [&] { _s.event.event(c_value, c_size), _s.information.write(c_value, c_size); },
-                [&] { _s.datagram.cast(c_here, c_value, c_size), _s.datagram.broadcast(nullptr, 0); },
-                [&] { _s.information.set_sync_model(_r.model(), 0.001); },
-                [&] { _s.information.set_history_size(1 + _r.below(5)); },
-                [&] { _s.information.get(c_size) == nullptr ? void() : _s.information.cancel(); },
-                [&] { _s.command.set_history_size(1 + _r.below(5)); },
-                [&] { _s.event.unlink_all_proxy(), _s.information.unlink_all_proxy(); },
-                [&] { _s.command.unlink_all_proxy(); }});
+    const Steps all = {[&] { _s.event.event(c_value, c_size); },
+                       [&] { _s.information.write(c_value, c_size); },
+                       [&] { _s.datagram.cast(c_here, c_value, c_size), _s.datagram.broadcast(nullptr, 0); },
+                       [&] { _s.information.set_sync_model(_r.model(), 0.001); },
+                       [&] { _s.information.set_history_size(1 + _r.below(5)); },
+                       [&] { _s.information.get(c_size) == nullptr ? void() : _s.information.cancel(); },
+                       [&] { _s.command.set_history_size(1 + _r.below(5)); },
+                       [&] { _s.event.unlink_all_proxy(), _s.information.unlink_all_proxy(); },
+                       [&] { _s.command.unlink_all_proxy(); }};
+    all.begin()[_r.below(all.size())]();
 }
 void use(Proxies& _p, Random& _r) {
     Msg_num num = 0;
     Bytes buffer(c_size);
     Pksize size = c_size;
-    any_of(_r, {[&] { _p.call.delegate_call(&num, c_value, c_size, 1); },
-                [&] { _p.call.await_return(_p.call.async_call(c_value, c_size, c_short), &buffer[0], &size, nullptr); },
-                [&] { _p.signal.delegate_signal(&num, c_value, c_size, 1); },
-                [&] { _p.signal.signal(nullptr, 0, c_short, nullptr); }, [&] { _p.event.delegate_link(&num, 1); },
-                [&] { _p.information.delegate_link(&num, _r.one_in(2), 1); },
-                [&] { _p.command.await_link_return(_p.command.async_link(c_short), nullptr); },
-                [&] { _p.event.unlink(), _p.information.unlink(); }, [&] { _p.command.write(c_value, c_size); },
-                [&] { _p.command.set_sync_model(_r.one_in(2), _r.model(), 0.001); },
-                [&] {
-                    _p.information.read(buffer.data(), &size);
-                    const History history(_p.command.see_history(3));
-                },
-                [&] { _p.command.unlink(); }});
+    const Steps all = {
+        [&] { _p.call.delegate_call(&num, c_value, c_size, 1); },
+        [&] { _p.call.await_return(_p.call.async_call(c_value, c_size, c_short), &buffer[0], &size, nullptr); },
+        [&] { _p.signal.delegate_signal(&num, c_value, c_size, 1); },
+        [&] { _p.signal.signal(nullptr, 0, c_short, nullptr); },
+        [&] { _p.event.delegate_link(&num, 1); },
+        [&] { _p.information.delegate_link(&num, _r.one_in(2), 1); },
+        [&] { _p.command.await_link_return(_p.command.async_link(c_short), nullptr); },
+        [&] { _p.event.unlink(), _p.information.unlink(); },
+        [&] { _p.command.write(c_value, c_size); },
+        [&] { _p.command.set_sync_model(_r.one_in(2), _r.model(), 0.001); },
+        [&] { const History history(_p.command.see_history(3)); },
+        [&] { _p.information.read(&buffer[0], &size), _p.command.unlink(); }};
+    all.begin()[_r.below(all.size())]();
 }
 
 /// One life of the runtime.

@@ -74,6 +74,7 @@ TEST_F(Ordering, DeclarationsAndGroups) {
     msg_processing_by_parallel(key(8));
     msg_processing_by_serial_group(key(7), key(8));
     EXPECT_EQ(keys_of(key(7)), 2);
+    EXPECT_EQ(gp_processor->qbuffer_map.at(key(7)), gp_processor->qbuffer_map.at(key(8)));
     expect_together(1, {7, 8, 7, 8, 8, 7, 7, 8, 8, 7});
     msg_processing_by_serial_group(key(8), key(7));  // as it is
     msg_processing_by_serial_group(key(9), key(8));

@@ -6,16 +6,12 @@ using namespace net;
 
 namespace {
 
-class Quiet : public Runtime {};
+class Quiet : public Pair {};
 
 TEST_F(Quiet, WaitsForCallbacksAndNotForItsOwn) {
-    auto& service = make<Service>();
     auto& other = make<Service>();
-    const Addr address = service.open();
-    const Raw_client raw(address.port);
-    const Raw_client other_raw(other.open().port);
-    raw.open();
-    other_raw.open();
+    const Other_client raw(service.open());
+    const Other_client other_raw(other.open());
     EXPECT_EQ(make<Stub>().stop_and_wait(0), 0) << "not started: nothing runs";
     service.gate.close();
     raw.send(raw.call(1, {}));
@@ -27,7 +23,6 @@ TEST_F(Quiet, WaitsForCallbacksAndNotForItsOwn) {
     opens.join();
 
     // In a callback of its own; in one of another object, after a stop that was deferred.
-    Client client;
     client.connect(service.open());
     service.handler = [&](const Bytes&, Bytes*) {
         EXPECT_EQ(service.stop_and_wait(9), VORN_ERR_BUSY_);
@@ -49,14 +44,13 @@ TEST_F(Quiet, WaitsForCallbacksAndNotForItsOwn) {
 TEST_F(Quiet, DestroyedUnderTraffic) {
     under_pressure = true;
     for (int life = 0; life < 50; ++life) {
-        Service service;
-        const Raw_client raw(service.open().port);
-        raw.open();
+        Service doomed;
+        const Other_client raw(doomed.open());
         Bytes all;
         for (std::uint16_t num = 1; num < 200; ++num) all = all + raw.call(num, {}).bytes();
         raw.send(all);
-        service.called.take(3);
-        EXPECT_EQ(service.stop_and_wait(20), 0);
+        doomed.called.take(3);
+        EXPECT_EQ(doomed.stop_and_wait(20), 0);
     }
 }
 

@@ -6,7 +6,7 @@ using namespace net;
 
 namespace {
 
-class Counters : public Runtime {
+class Counters : public Pair {
 protected:
     /// Moves exactly so far while `_cause` runs, or soon after.
     template <class Cause>
@@ -26,20 +26,11 @@ protected:
 };
 
 TEST_F(Counters, EachLossHasItsOwn) {
-    auto& service = make<Service>();
-    auto& client = make<Client>();
-    const Addr address = service.open();
-    client.connect(address);
-    const Raw_client raw(address.port);
-    raw.open();
+    connect();
+    const Other_client raw(address);
     const auto call_once = [&](std::uint16_t _num) {
         raw.send(raw.call(_num, {}));
         raw.next();
-    };
-    const auto close_and_send = [&](int _count) {
-        service.gate.close();
-        for (int num = 0; num < _count; ++num) raw.send(raw.call(static_cast<std::uint16_t>(100 + num), {}));
-        service.gate.until_reached();
     };
 
     EXPECT_EQ(value_of("vorn35_connections", "side=\"client\""), 1);
@@ -83,7 +74,8 @@ TEST_F(Counters, EachLossHasItsOwn) {
         EXPECT_EQ(client.wait(promise).err, VORN_ERR_LOCAL_TIMEOUT_);
     });
     moves("vorn35_messages_queue_dropped_total", 2, [&] {
-        close_and_send(3);
+        service.gate.close();
+        for (const std::uint16_t num : {100, 101, 102}) raw.send(raw.call(num, {}));
         const Msg_addr key(address.port, c_code, 1);
         EXPECT_TRUE(eventually([&] {
             const Exclusive_hold hold;
@@ -98,14 +90,7 @@ TEST_F(Counters, EachLossHasItsOwn) {
         service.gate.close();
         Waiter waiter(client, client.ask({}));
         service.gate.until_reached();
-        with_server_record(
-            [&] {
-                Addr here;
-                Addr there;
-                client.get_address(&here, &there);
-                return here.port;
-            }(),
-            [](auto* _record) { ::shutdown(_record->socket, SHUT_RDWR); });
+        with_server_record(client.self().port, [](auto* _record) { ::shutdown(_record->socket, SHUT_RDWR); });
         EXPECT_EQ(waiter.answer().err, VORN_ERR_DISCONNECTED_TCP_);
         service.gate.open();
     });
@@ -113,17 +98,14 @@ TEST_F(Counters, EachLossHasItsOwn) {
     const double unaddressed = value_of("vorn35_messages_unaddressed_total", "kind=\"call\"");
     call_once(9);
     EXPECT_GT(value_of("vorn35_messages_unaddressed_total", "kind=\"call\""), unaddressed);
-    moves("vorn35_datagrams_malformed_total", 1, [&] {
-        const Raw_socket sender(::socket(AF_INET, SOCK_DGRAM, 0));
-        const sockaddr_in directory = socket_address(c_directory_port);
-        ::sendto(sender.fd, "short", 5, 0, reinterpret_cast<const sockaddr*>(&directory), sizeof directory);
-    });
+    moves("vorn35_datagrams_malformed_total", 1,
+          [&] { Raw_socket(::socket(AF_INET, SOCK_DGRAM, 0)).send_to(c_directory_port, text("short")); });
 }
 
 TEST_F(Counters, ValuesAndLinks) {
     auto& acceptor = make<Command_service>();
     auto& writer = make<Command_client>();
-    const Addr address = acceptor.open();
+    address = acceptor.open();
     writer.connect(address);
     moves("vorn35_commands_unsent_total", 1, [&] { writer.put("unlinked"); });
     const Other_client other(address);
@@ -140,9 +122,8 @@ TEST_F(Counters, ValuesAndLinks) {
     });
     EXPECT_EQ(acceptor.log.take(), "unlink VORN_ERR_DISCONNECTED_TCP_");
     lost_blocks = 2;
-    auto& nobody = make<Client>();
     const double failed = sum_of(statistics(), "vorn35_connects_failed_total");
-    EXPECT_EQ(nobody.start(Addr(c_here, 1)), 0);
+    EXPECT_EQ(client.start(Addr(c_here, 1)), 0);
     EXPECT_TRUE(eventually([&] { return sum_of(statistics(), "vorn35_connects_failed_total") > failed; }));
 }
 

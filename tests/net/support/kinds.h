@@ -108,19 +108,17 @@ private:
     void on_event(const void* _data, Pksize _size, double) override { log.put(value_line(_data, _size)); }
 };
 
-/// The end that values come to.
+/// The end that values come to. A value of the timer is "timer value x".
 struct Receiver_of_values {
-    std::atomic<Sync_model> model{on_post};  ///< Of the last.
-    std::atomic<double> limit{0};
     std::function<void(Addr)> in_callback;  ///< Ahead of the line in the log.
 
 protected:
-    void come(Log* _log, Addr _from, Sync_model _model, double _elapsed, double _limit, const std::string& _line) {
+    void come(Log* _log, Addr _from, Sync_model _model, double _elapsed, double _limit, const void* _data,
+              Pksize _size) {
         EXPECT_GE(_elapsed, 0);
-        model = _model;
-        limit = _limit;
+        EXPECT_TRUE(_model == on_post ? _limit == c_endless : _limit > 0 && _limit <= 0.0101) << "what is left of it";
         if (in_callback) in_callback(_from);
-        _log->put(_line);
+        _log->put((_model == on_timer ? "timer " : "") + value_line(_data, _size));
     }
 };
 
@@ -148,7 +146,7 @@ public:
 
 private:
     void on_sync(Sync_model _model, double _elapsed, double _limit, const void* _data, Pksize _size) override {
-        come(&log, {}, _model, _elapsed, _limit, value_line(_data, _size));
+        come(&log, {}, _model, _elapsed, _limit, _data, _size);
     }
 };
 
@@ -165,7 +163,7 @@ private:
     void on_unlink(Addr, Error _error) override { log.put("unlink " + name_of(_error)); }
     void on_sync(Addr _client, Sync_model _model, double _elapsed, double _limit, const void* _data,
                  const Pksize _size) override {
-        come(&log, _client, _model, _elapsed, _limit, value_line(_data, _size));
+        come(&log, _client, _model, _elapsed, _limit, _data, _size);
     }
 };
 class Command_client : public Linking<Proxy_command> {
