@@ -146,18 +146,6 @@ TEST_F(Call, Cancels) {
     EXPECT_TRUE(large.cancelled.empty());
 }
 
-TEST_F(Call, RepeatsInARowAreDropped) {
-    finalize();
-    ASSERT_EQ(initialize(1, 16, 0), 0);  // one listener, so that messages are dispatched in the order of their coming
-    const Other_client raw(service.open());
-    for (const char* const said : {"1a", "1 dropped", "1b another type", "2", "1 back", "0", "0 again"}) {
-        const auto num = static_cast<std::uint16_t>(*said - '0');
-        raw.send(raw.call(num, text(said), said[1] == 'b' ? 0x38 : 0x30));
-    }
-    for (const char* const answered : {"1a", "1b another type", "2", "1 back", "0", "0 again"})
-        EXPECT_EQ(raw.next().payload, text(answered));
-}
-
 TEST_F(Call, BytesOfAnySizeWithoutABuffer) {
     auto& service = make<Stub_call_function>(
         c_code,

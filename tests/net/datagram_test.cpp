@@ -55,24 +55,4 @@ TEST_F(Datagram, CastWithAndWithoutConnection) {
     EXPECT_FALSE(unconnected.is_connected());
 }
 
-TEST_F(Datagram, BroadcastsAndGroups) {
-    address = service.open();
-    // A group reaches no service.
-    const Raw_socket caller = datagram_socket(0);
-    caller.send_to(address.port, Wire_message{0x30, c_code, 1, text("group"), address.port}.bytes(), c_all_hosts);
-    caller.send_to(address.port, Wire_message{0x30, c_code, 2, text("service"), address.port}.bytes());
-    EXPECT_EQ(service.called.take().data, text("service"));
-
-    auto& receiver = make<Receiver>();
-    receiver.connect({c_lan, address.port});
-    EXPECT_EQ(sender.cast(Vorn35::inet_addr(c_all_hosts), "group", 5), 0);
-    EXPECT_EQ(receiver.got.take().second, "group");
-    const Raw_socket raw = datagram_socket(address.port);
-    EXPECT_EQ(sender.broadcast("all", 3), 0);
-    EXPECT_EQ(receiver.got.take().second, "all");
-    Bytes bytes = raw.read(23);
-    for (const int own : {6, 7, 10, 11}) bytes[static_cast<std::size_t>(own)] = 0;  // its time and number
-    EXPECT_EQ(bytes, (Wire_message{6, c_code, 0, text("all")}.bytes()));
-}
-
 }  // namespace

@@ -1,11 +1,9 @@
-// The process itself in trouble: no descriptors, no watches, no threads, and a system clock that jumps.
+// The process itself in trouble: no descriptors, no watches, no threads.
 
 #include <dlfcn.h>
 #include <sys/epoll.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 
-#include <set>
 #include <system_error>
 
 #include "net/support/objects.h"
@@ -14,8 +12,6 @@ using namespace net;
 
 namespace {
 
-/// Hours that the system clock of this program is ahead of the machine's. Only ever moved by a test.
-std::atomic<int> g_hours_ahead{0};
 /// Threads that this program may still start. Only ever lowered by a test.
 std::atomic<unsigned> g_threads_left{~0U};
 /// The addition to an epoll instance that is refused, counted from the next one as 1; none if not positive.
@@ -24,12 +20,6 @@ std::atomic<int> g_refused_watch{0};
 }  // namespace
 
 // In front of the library's functions, for all of this program.
-
-extern "C" int clock_gettime(clockid_t _clock, timespec* _time_) {
-    const int result = static_cast<int>(::syscall(SYS_clock_gettime, _clock, _time_));
-    if (result == 0 && _clock == CLOCK_REALTIME) _time_->tv_sec += g_hours_ahead * 3600;
-    return result;
-}
 
 extern "C" int pthread_create(pthread_t* _thread_, const pthread_attr_t* _attributes, void* (*_entry)(void*),
                               void* _argument) {
@@ -83,38 +73,6 @@ TEST_F(Shortage, NotEnoughThreadsForTheRuntimeItself) {
     }
     ASSERT_EQ(initialize(), 0);
     connect();
-}
-
-class Clock_jump : public Pair {
-protected:
-    void TearDown() override {
-        g_hours_ahead = 0;
-        Pair::TearDown();
-    }
-};
-
-/// Limits of messages, silence, beats and names go by the steady clock.
-TEST_F(Clock_jump, MovesNothing) {
-    address = service.open("clock");
-    client.connect(address);
-    const Other_client raw(address);
-    Addr found;
-    ASSERT_TRUE(eventually([&found] { return get_address("clock", &found) == 1; }));
-    for (const int hours : {-10, 20}) {
-        service.gate.close();
-        client.delegate(text("first"), 20);
-        service.called.take();
-        client.delegate(text("second"), 20);
-        g_hours_ahead = hours;
-        service.gate.open();
-        const std::set<Bytes> both{client.returned.take().data, client.returned.take().data};
-        EXPECT_EQ(both, (std::set<Bytes>{text("first"), text("second")}));
-        raw.send(raw.call(static_cast<std::uint16_t>(100 + hours), text("x")));
-        EXPECT_EQ(raw.next().payload, text("x"));
-        EXPECT_TRUE(raw.any().is_heartbeat());
-        EXPECT_EQ(get_address("clock", &found), 1U);
-    }
-    EXPECT_TRUE(client.disconnected.empty() && service.disconnected.empty());
 }
 
 class Descriptors : public Pair {

@@ -38,7 +38,10 @@ protected:
         std::memcpy(taken, "late", 4);  // the writer cannot know
         waits.join();
         EXPECT_EQ(writer.post(1), VORN_ERR_IS_NOT_CREATED_);
-        if constexpr (!_ends.c_from_service) return;
+        if constexpr (!_ends.c_from_service) {
+            EXPECT_EQ(_ends.service.log.take(), "unlink VORN_ERR_DISCONNECTED_TCP_");
+            return;
+        }
         // What the old writer still does must not touch the block of the next one.
         _ends.service.open();
         Gate gate;

@@ -86,39 +86,6 @@ TEST_F(Relay, AcknowledgedBeforeItWasSent) {
     answer.free();
 }
 
-/// The receiving side finds the end of a connection while a message is stuck half-way, and then the send fails.
-TEST_F(Relay, BrokenAfterItsEndWasSeen) {
-    auto& large = make<Service>(8U << 20);
-    large.answer_much(8 << 20);
-    address = large.open();
-    for (int i = 0; i < 5; ++i) {
-        Other_client raw(address, 4096);
-        raw.send(raw.call(1, text("much")));
-        ASSERT_TRUE(eventually([&] { return is_served(raw.port()); }));
-        auto* const record = with_server_record(raw.port(), [](auto* _record) { return _record; });
-        ASSERT_TRUE(eventually([&] {
-            const std::lock_guard lock(record->send_queue_lock);
-            return !record->send_queue.empty() && record->send_queue.back().has_data();  // no heartbeat
-        }));
-        ::shutdown(raw.fd, SHUT_WR);
-        large.disconnected.take();
-        ASSERT_TRUE(eventually([&] {
-            const std::lock_guard lock(record->send_queue_lock);
-            return !record->send_queue.back().has_header();  // the mark that it is to be closed
-        }));
-        {
-            // The room that this makes wakes the send worker, which gets no further than to the lock.
-            const std::lock_guard hold(record->send_queue_lock);
-            pollfd room{record->socket, POLLOUT, 0};
-            while (::poll(&room, 1, 0) == 0) raw.read(50000);
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));  // no event shows that it waits there
-            raw.reset();
-        }
-        EXPECT_EQ(large.cancelled.take(), VORN_ERR_NOT_CONNECTED_TCP_);
-        all_gone();
-    }
-}
-
 TEST_F(Relay, DatagramsThatAreDroppedAndPortsThatAreCounted) {
     address = service.open();
     const Raw_socket socket(::socket(AF_INET, SOCK_DGRAM, 0));

@@ -59,20 +59,6 @@ TEST_F(Counters, EachLossHasItsOwn) {
         });
         service.gate.open();
     });
-    moves("vorn35_answers_too_large_total", 1, [&] {
-        service.gate.close();
-        Waiter waiter(client, client.ask(text("large")), 1);
-        service.gate.open();
-        EXPECT_EQ(waiter.answer().err, VORN_ERR_BOUNDOUT_BUFFER_);
-    });
-    moves("vorn35_waits_missed_total", 1, [&] {
-        const Promise_ promise = client.ask({}, 0.05);
-        EXPECT_TRUE(eventually([&] {
-            const std::lock_guard lock(gp_processor->return_map_mutex);
-            return promise->value_->returned;
-        }));
-        EXPECT_EQ(client.wait(promise).err, VORN_ERR_LOCAL_TIMEOUT_);
-    });
     moves("vorn35_messages_queue_dropped_total", 2, [&] {
         service.gate.close();
         for (const std::uint16_t num : {100, 101, 102}) raw.send(raw.call(num, {}));
@@ -100,31 +86,6 @@ TEST_F(Counters, EachLossHasItsOwn) {
     EXPECT_GT(value_of("vorn35_messages_unaddressed_total", "kind=\"call\""), unaddressed);
     moves("vorn35_datagrams_malformed_total", 1,
           [&] { Raw_socket(::socket(AF_INET, SOCK_DGRAM, 0)).send_to(c_directory_port, text("short")); });
-}
-
-TEST_F(Counters, ValuesAndLinks) {
-    auto& acceptor = make<Command_service>();
-    auto& writer = make<Command_client>();
-    address = acceptor.open();
-    writer.connect(address);
-    moves("vorn35_commands_unsent_total", 1, [&] { writer.put("unlinked"); });
-    const Other_client other(address);
-    moves("vorn35_values_unlinked_total", 1, [&] { other.tell(EMsg::command_tcp, c_code, "unlinked"); });
-    EXPECT_EQ(writer.link(), "link 0");
-    writer.put("long");
-    EXPECT_EQ(acceptor.log.take(), "value long");
-    char cut = 0;
-    Pksize size = 1;
-    moves("vorn35_values_cut_total", 1, [&] { writer.read(&cut, &size); });
-    moves("vorn35_blocks_taken_total", 1, [&] {
-        ASSERT_NE(writer.get(1), nullptr);
-        writer.stop();
-    });
-    EXPECT_EQ(acceptor.log.take(), "unlink VORN_ERR_DISCONNECTED_TCP_");
-    lost_blocks = 2;
-    const double failed = sum_of(statistics(), "vorn35_connects_failed_total");
-    EXPECT_EQ(client.start(Addr(c_here, 1)), 0);
-    EXPECT_TRUE(eventually([&] { return sum_of(statistics(), "vorn35_connects_failed_total") > failed; }));
 }
 
 }  // namespace
