@@ -113,8 +113,6 @@ protected:
 TEST_F(Descriptors, NoneForANewConnection) {
     connect();
     auto& second = make<Client>();
-    auto& reconnects = make<Client>();
-    Far_service far(reconnects);
     const std::size_t before = threads();
     const int fd = stream();
     leave(0);
@@ -122,18 +120,7 @@ TEST_F(Descriptors, NoneForANewConnection) {
     refused.send(opening(refused.port(), address.port));
     EXPECT_EQ(client.delegate_and_take(text("x")).data, text("x")) << "a connection that is up goes on";
     EXPECT_EQ(second.start({c_here, 1}), EMFILE);
-    far.connection.reset();
-    reconnects.disconnected.take();
-    EXPECT_TRUE(eventually([] { return records() == 2; }));
-    leave(0);  // what the connection had
-    timer_reconnect_client();
-    {
-        const std::lock_guard lock(g_client_lock);
-        EXPECT_EQ(g_connect_fail_map.size(), 1U);
-    }
     give_back();
-    const Raw_connection again = far.server.accept_open();
-    reconnects.connected.take();
     EXPECT_TRUE(eventually([before] { return threads() == before - 1; })) << "the worker that accepts has ended";
     const Raw_client ignored(address.port);
     ignored.send(opening(ignored.port(), address.port));

@@ -98,8 +98,8 @@ TEST_F(Relay, DatagramsThatAreDroppedAndPortsThatAreCounted) {
     Bytes cut = cancel(1, text("abc"));
     cut.pop_back();
     // Those of 2 are taken: with a tail that is not announced, and of version 2 with a priority.
-    for (const Bytes& bytes : {Bytes{}, Bytes(19, 2), cancel(1, {}, 1), cut, two_gib, cancel(2, text("abc")),
-                               cancel(2) + Bytes{1}, cancel(2, {}, 0x0A), cancel(2, Bytes(60000))})
+    for (const Bytes& bytes : {Bytes{}, Bytes(19, 2), cancel(1, {}, 1), two_gib, cancel(2, text("abc")),
+                               cancel(2) + Bytes{1}, cancel(2, {}, 0x0A), cut, cancel(2, Bytes(60000))})
         socket.send_to(address.port, bytes);
     for (int i = 0; i < 4; ++i) EXPECT_EQ(service.cancelled.take(), 2);
 

@@ -14,6 +14,7 @@
 #include "Kestrane/Nonshared_pipe.h"
 #include "Kestrane/_chrono.h"
 #include "Vorn/Memory/vorn_memory.h"
+#include "Vorn/SDK/beat.h"
 #include "Vorn/wakeup_coalescing.h"
 
 using namespace Kestrane;
@@ -68,6 +69,14 @@ TEST(Chrono, EveryDoubleIsADuration) {
     EXPECT_EQ(to_duration(std::nan("")), 0ns);
     EXPECT_TRUE(deadline_fits(9223372036.0, 0ns) && deadline_fits(60.0));
     EXPECT_FALSE(deadline_fits(9223372036.0, 1s) || deadline_fits(huge) || deadline_fits(std::nan("")));
+}
+
+TEST(Beat, IntervalOfNothingOrLessGoesOn) {
+    for (const double interval : {0.0, -1e300, std::nan("")}) {
+        std::atomic<int> calls{0};
+        const Vorn35::Beat beat(interval, [&calls] { ++calls; });
+        while (calls < 5) std::this_thread::yield();
+    }
 }
 
 TEST(Wakeup_coalescing, WakesOnceAtTheEndOfTheOutermost) {
