@@ -16,7 +16,7 @@ struct Statistic {
     const char* labels;  ///< For example `kind="call"`; empty if there is none.
     const char* help;    ///< One sentence.
     bool is_gauge;       ///< A present state, which may fall. Otherwise a count since the start of the process.
-    double value;
+    double value;        ///< In the unit that the name ends with; a plain count if it names none.
 };
 
 /// A snapshot of all counters and gauges, in a fixed order. The values are read one after the other, while the runtime goes

@@ -842,7 +842,7 @@ typedef struct {
     const char* labels;  ///< For example `kind="call"`; empty if there is none.
     const char* help;    ///< One sentence.
     bool is_gauge;       ///< A present state, which may fall. Otherwise a count since the start of the process.
-    double value;
+    double value;        ///< In the unit that the name ends with.
 } Vorn_statistic;
 /// A snapshot of all counters and gauges, in a fixed order.
 /// @param _statistics_ room for `_count` of them; null with a count of 0.
