@@ -7,8 +7,6 @@ namespace {
 using namespace Vorn35;
 using fuzz::require;
 
-constexpr int c_most_datagrams = 12;
-
 /// Where the client's service seems to be: an address that a sender can have without being in the way of the runtime's
 /// socket for the same port.
 constexpr const char* c_service_ip = "127.0.0.2";
@@ -23,8 +21,6 @@ net::Raw_socket sender(const char* _ip, Port _port) {
 
 /// A service, its client with all links, and one who sends datagrams as either of them.
 struct Scene {
-    Scene() { client.values.set_history_size(0); }
-
     /// As it was before the first input: names forgotten, forged links gone, true ones there.
     void stand() {
         {
@@ -48,7 +44,7 @@ struct Scene {
         Addr here;
         Addr there;
         require(client.get_address(&here, &there) == 0, "a client has an address");
-        for (int i = 0; i < c_most_datagrams && !_in.empty(); ++i) {
+        for (int i = 0; i < 12 && !_in.empty(); ++i) {
             const std::uint8_t way = _in.byte();
             fuzz::Bytes bytes;
             if ((way & 16) != 0) {

@@ -1,5 +1,5 @@
-// The heap of a fuzzer, and its end: a peer may announce 4 GiB, which no sanitizer bears for long; and what happens where
-// there is no memory is fuzzed, too. A file by itself, so that no compiler sees into both `new` and `delete`.
+// The heap of a fuzzer refuses more than 32 MiB at once: a peer may announce 4 GiB, which a sanitizer handles too slowly,
+// and so the paths without memory are fuzzed, too. A file of its own, so that no compiler inlines both ends.
 #include <cstdlib>
 #include <new>
 
