@@ -25,8 +25,9 @@ bool is_all_read(Port _far_port = 0) {
     });
 }
 
-/// The rules of the system lose the blocks of some messages: an answer whose waiter is gone, the notice of a lost server
-/// that a full pipe refused. This reads a block that a worker may be writing, hence without the thread sanitizer.
+/// The rules of the system lose the blocks of some messages: an answer whose waiter is gone, the notice of a lost
+/// server that a full pipe refused. This reads a block that a worker may be writing, hence without the thread
+/// sanitizer.
 __attribute__((no_sanitize("thread"), noinline)) bool is_lost(mm_t _block) {
     if (gp_memory->get_size(_block) != sizeof(Packet)) return false;
     const Header& header = static_cast<const Packet*>(gp_memory->get_addr(_block))->header;

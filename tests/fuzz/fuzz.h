@@ -1,6 +1,5 @@
-/// @file
-/// What the fuzzers share: an input taken apart, a service and a client whose callbacks look at all they are given, and
-/// the driver, which starts the runtime once in the process and checks it after each input.
+/// @file What the fuzzers share: an input taken apart, a service and a client whose callbacks look at all they are
+/// given, and the driver, which starts the runtime once in the process and checks it after each input.
 #pragma once
 
 #include <algorithm>
@@ -152,8 +151,8 @@ struct Client : Proxy {
     Member<Proxy_datagram> datagrams{look_at, c_member, *this};
 };
 
-/// Runs one input; each fuzzer defines it. Afterwards the driver ends the process unless no message is under way and all
-/// connection records and blocks are given back; from time to time it also counts descriptors.
+/// Runs one input; each fuzzer defines it. Afterwards the driver ends the process unless no message is under way and
+/// all connection records and blocks are given back. From time to time it also counts descriptors.
 void run(Input _in);
 
 }  // namespace fuzz

@@ -1,5 +1,5 @@
-// The heap of a fuzzer refuses more than 32 MiB at once: a peer may announce 4 GiB, which a sanitizer handles too slowly,
-// and so the paths without memory are fuzzed, too. A file of its own, so that no compiler inlines both ends.
+// The heap of a fuzzer refuses more than 32 MiB at once: a peer may announce 4 GiB, which a sanitizer handles too
+// slowly, and so the paths without memory are fuzzed, too. A file of its own, so that no compiler inlines both ends.
 #include <cstdlib>
 #include <new>
 

@@ -31,5 +31,5 @@ for ((what = 0, end = SECONDS + $(length 4 60); SECONDS < end; ++what)); do
     esac
 done
 until_counts 60 "$all_well" "${clients[@]}"
-figure "things that happened, new starts, seconds after" "$what, $(cat /run/client?? | grep -c anew), $((SECONDS - end))" ""
+figure "things done, new starts, seconds after" "$what, $(cat /run/client?? | grep -c anew), $((SECONDS - end))" ""
 until_counts 30 'client31_blocks + client32_blocks + client41_blocks + client42_blocks < 200000' "${clients[@]}"

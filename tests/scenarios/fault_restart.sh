@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# A cable that is out for a while under traffic: the connections stand, and the traffic goes on. A service that is killed
-# and started again, every other time while its cable is out: its clients get the loss when the cable is in again, connect
-# again on their next beat, get their callbacks in order, and link again. The kernel delays some by a second where more
-# connect at once than the queue of the port holds.
+# A cable that is out for a while under traffic: the connections stand, and the traffic goes on. A service that is
+# killed and started again, every other time while its cable is out: its clients get the loss when the cable is in
+# again, connect again on their next beat, get their callbacks in order, and link again. The kernel delays some by a
+# second where more connect at once than the queue of the port holds.
 source "${LAB%/*}/vocabulary.bash" || exit
 kills=$(length 2 10) clients=$(length 2 20) out=$(length 0.5 10)
 # A host for each: a service takes requests of one number from one host, one after the other, for a repeat.
