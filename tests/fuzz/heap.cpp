@@ -3,10 +3,12 @@
 #include <cstdlib>
 #include <new>
 
+void* operator new(std::size_t _size, const std::nothrow_t&) noexcept {
+    return _size > 32 * 1024 * 1024 ? nullptr : std::malloc(_size);
+}
 void* operator new(std::size_t _size) {
-    void* const block = _size > 32 * 1024 * 1024 ? nullptr : std::malloc(_size);
-    if (block == nullptr) throw std::bad_alloc();
-    return block;
+    if (void* const block = operator new(_size, std::nothrow)) return block;
+    throw std::bad_alloc();
 }
 void operator delete(void* _block) noexcept {
     std::free(_block);
