@@ -50,7 +50,7 @@ void talk(fuzz::Input* _in, fuzz::Client* _client, Port _port, net::Raw_connecti
     Msg_num first = 0;
     if (form != fuzz::bare) {
         _connection.send(net::opening(_port, static_cast<std::uint16_t>(hello[1020] | hello[1021] << 8)));
-        _client->until_connected();
+        fuzz::until([_client] { return _client->is_connected(); }, "a client connects");
         static_cast<void>(_client->calls.delegate_call(&first, "ask", 3, 2000));
         if ((does & 8) != 0) _client->link((does & 16) != 0);
         wait = waits_for(_client, does % 8);

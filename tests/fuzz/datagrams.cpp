@@ -28,10 +28,11 @@ struct Scene {
             gp_processor->named_remote_stubes.clear();
         }
         if (++inputs % 16 == 0) service.unlink_all();
-        if (!client.is_connected()) {
-            static_cast<void>(client.stop());  // it may have believed that the connection was lost
+        while (!client.is_connected()) {
+            // It may have believed that the connection was lost, or a full pipe has refused the notice of it.
+            static_cast<void>(client.stop());
             require(client.start(Addr(::inet_addr(c_service_ip), service.port)) == 0, "a client starts");
-            client.until_connected();
+            for (int i = 0; i < 2000 && !client.is_connected(); ++i) ::usleep(1000);
         }
         while (!client.is_linked()) {
             client.link(false);

@@ -125,9 +125,6 @@ struct Service : Stub {
 
 struct Client : Proxy {
     Client() { values.set_sync(true); }
-    void until_connected() {
-        until([this] { return is_connected(); }, "a client connects");
-    }
     /// Asks for every link, by TCP or multicast for the information's. Refused where it is there already, or by a
     /// connection that is gone.
     void link(bool _by_tcp) {
