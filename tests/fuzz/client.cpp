@@ -39,29 +39,26 @@ std::future<void> waits_for(fuzz::Client* _client, unsigned _kind) {
     return {};
 }
 
-/// What the client does meanwhile; the low bits are what it waits for.
-enum Does : std::uint8_t { links = 8, links_by_tcp = 16, writes = 32, unlinks = 64, is_reset = 128 };
-
 /// All that the server says, to the end of the connection.
 void talk(fuzz::Input* _in, fuzz::Client* _client, Port _port, net::Raw_connection _connection) {
     const int form = _in->byte() % 3;
     const std::uint8_t cuts = _in->byte();
-    const std::uint8_t does = _in->byte();
+    const unsigned does = _in->byte();
     const fuzz::Bytes hello = _connection.read(fuzz::c_opening);
     require(hello.size() == fuzz::c_opening, "a client opens");
     std::future<void> wait;
     Msg_num first = 0;
     if (form != fuzz::bare) {
         _connection.send(net::opening(_port, static_cast<std::uint16_t>(hello[1020] | hello[1021] << 8)));
-        _client->until_connected();
+        fuzz::until([_client] { return _client->is_connected(); }, "a client connects");
         static_cast<void>(_client->calls.delegate_call(&first, "ask", 3, 2000));
-        if ((does & links) != 0) _client->link((does & links_by_tcp) != 0);
+        if ((does & 8) != 0) _client->link((does & 16) != 0);
         wait = waits_for(_client, does % 8);
     }
     fuzz::send_in_pieces(_connection, fuzz::stream(_in, form, 0, first), cuts);
-    if ((does & writes) != 0) static_cast<void>(_client->commands.write("value", 5));
-    if ((does & unlinks) != 0) _client->unlink_all();
-    fuzz::end(&_connection, (does & is_reset) != 0, 0);
+    if ((does & 32) != 0) static_cast<void>(_client->commands.write("value", 5));
+    if ((does & 64) != 0) _client->unlink_all();
+    fuzz::end(&_connection, does > 127, 0);
     require(!wait.valid() || wait.wait_for(net::c_watchdog) == std::future_status::ready, "a wait ends");
 }
 

@@ -25,8 +25,9 @@ bool is_all_read(Port _far_port = 0) {
     });
 }
 
-/// The rules of the system lose some messages with their blocks: answers that nobody waits for any more, notices of a lost
-/// server that a full pipe refused. No sanitizer must see this, which looks at what a worker may be writing.
+/// The rules of the system lose the blocks of some messages: an answer whose waiter is gone, the notice of a lost
+/// server that a full pipe refused. This reads a block that a worker may be writing, hence without the thread
+/// sanitizer.
 __attribute__((no_sanitize("thread"), noinline)) bool is_lost(mm_t _block) {
     if (gp_memory->get_size(_block) != sizeof(Packet)) return false;
     const Header& header = static_cast<const Packet*>(gp_memory->get_addr(_block))->header;
@@ -126,7 +127,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* _data, std::size_t _si
     // Lives as long as the process.
     static fuzz::Invariants& invariants = [] {
         testing::FLAGS_gtest_throw_on_failure = true;
-        // libFuzzer's own alarm would interrupt the calls of the test vocabulary. Every wait here has a watchdog instead.
+        // libFuzzer's own alarm would interrupt system calls of the tests. Every wait here has a watchdog instead.
         sigset_t alarm;
         ::sigemptyset(&alarm);
         ::sigaddset(&alarm, SIGALRM);

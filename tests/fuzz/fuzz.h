@@ -1,6 +1,5 @@
-/// @file
-/// What the fuzzers share: an input taken apart, a service and a client whose callbacks look at all they are given, and
-/// the driver, which starts the runtime once in the process and checks it after each input.
+/// @file What the fuzzers share: an input taken apart, a service and a client whose callbacks look at all they are
+/// given, and the driver, which starts the runtime once in the process and checks it after each input.
 #pragma once
 
 #include <algorithm>
@@ -83,8 +82,8 @@ inline Bytes stream(Input* _in, int _form, std::uint16_t _gport, std::uint16_t _
     while (!_in->empty()) all = std::move(all) + message(_in, _gport, _first_num).bytes();
     return all;
 }
-/// Sends in pieces whose lengths follow from `_seed`, 0: all at once. The runtime reads each before the next is sent, so
-/// that it meets each end; and has processed all at the end.
+/// Sends in pieces whose lengths follow from `_seed` (0: all at once). The runtime reads each piece before the next one
+/// is sent, and has processed all of them at the end.
 void send_in_pieces(const net::Raw_connection& _to, const Bytes& _bytes, std::uint8_t _seed);
 /// By a reset, or orderly; then no header in what the runtime has said from `_first` on promises more than follows.
 void end(net::Raw_connection* _connection, bool _resets, std::size_t _first);
@@ -126,9 +125,6 @@ struct Service : Stub {
 
 struct Client : Proxy {
     Client() { values.set_sync(true); }
-    void until_connected() {
-        until([this] { return is_connected(); }, "a client connects");
-    }
     /// Asks for every link, by TCP or multicast for the information's. Refused where it is there already, or by a
     /// connection that is gone.
     void link(bool _by_tcp) {
@@ -152,8 +148,8 @@ struct Client : Proxy {
     Member<Proxy_datagram> datagrams{look_at, c_member, *this};
 };
 
-/// One input for a process whose runtime is started with the first one. The driver ends the process unless afterwards no
-/// message is under way, all records and blocks are given back, and now and then also descriptors.
+/// Runs one input; each fuzzer defines it. Afterwards the driver ends the process unless no message is under way and
+/// all connection records and blocks are given back. From time to time it also counts descriptors.
 void run(Input _in);
 
 }  // namespace fuzz

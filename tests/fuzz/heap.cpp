@@ -1,12 +1,14 @@
-// The heap of a fuzzer, and its end: a peer may announce 4 GiB, which no sanitizer bears for long; and what happens where
-// there is no memory is fuzzed, too. A file by itself, so that no compiler sees into both `new` and `delete`.
+// The heap of a fuzzer refuses more than 32 MiB at once: a peer may announce 4 GiB, which a sanitizer handles too
+// slowly, and so the paths without memory are fuzzed, too. A file of its own, so that no compiler inlines both ends.
 #include <cstdlib>
 #include <new>
 
+void* operator new(std::size_t _size, const std::nothrow_t&) noexcept {
+    return _size > 32 * 1024 * 1024 ? nullptr : std::malloc(_size);
+}
 void* operator new(std::size_t _size) {
-    void* const block = _size > 32 * 1024 * 1024 ? nullptr : std::malloc(_size);
-    if (block == nullptr) throw std::bad_alloc();
-    return block;
+    if (void* const block = operator new(_size, std::nothrow)) return block;
+    throw std::bad_alloc();
 }
 void operator delete(void* _block) noexcept {
     std::free(_block);

@@ -1,5 +1,5 @@
-# Sourced by the scripts of scenarios/: what their steps are made of. LAB is the lab, BIN the folder of programs. What is
-# started lives as long as the lab, and its output is in /run/NAME. `./dev soak` sets SOAK_MINUTES.
+# The steps of the scripts in scenarios/, which source this. LAB is the lab, BIN the folder of programs. Processes
+# live as long as the lab, and write to /run/NAME. `./dev soak` sets SOAK_MINUTES.
 set -euo pipefail
 
 declare -A pid_of key_of

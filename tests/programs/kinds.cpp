@@ -1,5 +1,5 @@
-// Members of all six kinds under load, both ways at once. Each side counts what it sends and takes, so that a script can
-// tell what is missing.
+// Members of all six kinds under load, both ways at once. Each side counts what it sends and what it receives, so
+// that a script can compare.
 #include <algorithm>
 #include <array>
 

@@ -13,8 +13,9 @@ namespace peer {
 
 using namespace Vorn35;
 
-/// Gives the payload of each callback to one function. Each kind overrides the callbacks that it has. Calls are answered
-/// with what they bring, and with the result of the function. An error comes as one byte. Links of a limit below 1000 are refused.
+/// Passes the payload of each callback to one function, and one byte for an error. Each kind overrides the callbacks
+/// that it has. A call gets its payload back, with the result of the function. A link with a limit below 1000 is
+/// refused.
 template <class Kind>
 struct Member : Kind {
     using Take = std::function<Error(const void* _data, Pksize _size)>;

@@ -25,8 +25,7 @@ namespace peer {
 
 namespace {
 
-constexpr Msg_code c_echo = 1;
-constexpr Msg_code c_news = 2;
+constexpr Msg_code c_echo = 1, c_news = 2;
 
 Count &g_linked = g_counts["linked"], &g_asked = g_counts["asked"];
 Count &g_answered = g_counts["answered"], &g_events = g_counts["events"], &g_last = g_counts["last"];

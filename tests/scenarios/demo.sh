@@ -31,7 +31,7 @@ calls_in_one_process() {
         'proxy example_delegate_call err = VORN_ERR_NONE_, delegate_num='{2,3,4} 'proxy on_connect' \
         'proxy on_example_cal_return('{2,3,4}', VORN_ERR_UNKNOWN_, TIME)' \
         'proxy on_example_command_link(1, VORN_ERR_NONE_, TIME)' 'stub on_connect(CLIENT)' \
-        'stub on_example_call(CLIENT, '{'0) = 0','1) = 1','2) = 4'} 'stub on_example_command_link(CLIENT)') || fail "test1"
+        'stub on_example_call(CLIENT, '{0') = 0',1') = 1',2') = 4'} 'stub on_example_command_link(CLIENT)') || fail 1
 }
 
 # A client that loses its service links again by itself when it is back; the typed unlink of the lost link is not told.
@@ -57,7 +57,6 @@ services() {
     demo stub stub stub 0
     demo client Test3
     await stub 'stub on_example_signal\([0-9.]+:[0-9]+ , 3\)' 2
-    [[ ! -s /run/client ]] || fail "Test3 said: $(</run/client)"
 }
 
 [[ -z ${VORN35_LAB_HOSTS:-} ]] || { "$1"; exit; }

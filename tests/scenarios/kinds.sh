@@ -16,11 +16,12 @@ files=$(($(descriptors client) + $(descriptors service))) memory=$(($(resident c
 sleep $((seconds - early))
 RATE=0 ask client service
 set +u  # types without refusals have no count
-until_counts 40 'client_sure_waited == client_sure_right && client_calls_waited == client_calls_right + client_calls_late &&
+until_counts 40 'client_sure_waited == client_sure_right && client_sent == service_commands + service_refused85 &&
+    client_calls_waited == client_calls_right + client_calls_late &&
     client_signals_waited == client_signals_right + client_signals_late &&
-    client_sent == service_commands + service_refused85 && service_published == client_news + client_refused69 &&
-    client_sent - service_refused56 == client_answers + client_refused57 &&
-    client_sent - service_refused40 == client_signalled + client_refused41' client service
+    client_sent == service_refused56 + client_answers + client_refused57 &&
+    client_sent == service_refused40 + client_signalled + client_refused41 &&
+    service_published == client_news + client_refused69' client service
 
 # What was sent, taken, and refused by a full pipe, and how many more may be missing.
 while read -r sent taken refused may_miss name; do

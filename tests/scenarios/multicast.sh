@@ -34,7 +34,7 @@ each_gets_it_once() {  # by so many interfaces
     ask service "${names[@]}"
     published=$((service_published - published)) sent=$(($(datagrams) - sent))
     # The kernel has a few of its own, that tell of groups.
-    ((sent >= published * $1 && sent < published * $1 + 15)) || fail "$sent datagrams for $published values by $1 interfaces"
+    ((sent >= published * $1 && sent < published * $1 + 15)) || fail "$sent datagrams for $published values"
     # A full pipe refuses some.
     for name in "${names[@]}"; do
         ((${name}_multicast > 0 && ${name}_multicast <= service_published)) || fail "values of $name"

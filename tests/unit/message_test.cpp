@@ -34,12 +34,10 @@ Packet sample_packet(EMsg _type) {
 
 TEST(PacketTime, EncodesByTruncation) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
-    for (const double none : {std::nextafter(0x1p-32, 0), 0.0, -1.0, -infinity, std::nan("")}) {
+    for (const double none : {std::nextafter(0x1p-32, 0), 0.0, -1.0, -infinity, std::nan("")})
         EXPECT_TRUE(Packet_time(none).is_zerotime() && Packet_time(none).get_time() == 0) << none;
-    }
-    for (const double endless : {0x1p31, c_no_limit, infinity}) {
+    for (const double endless : {0x1p31, c_no_limit, infinity})
         EXPECT_TRUE(Packet_time(endless).is_infinite() && Packet_time(endless).get_time() == 4290772992.0) << endless;
-    }
     // Any word decodes, also one that no encoder makes.
     for (int word = 0; word < 0x10000; ++word) {
         Packet_time time;
@@ -113,8 +111,8 @@ TEST(PacketRecord, LimitCountsDownAndLifeUp) {
     EXPECT_FALSE(pkt.is_timeout() || pkt.update_packet_time_and_return_timeout());
     EXPECT_LE(pkt.packet_limit_time, 507.0);
     EXPECT_NEAR(pkt.packet_limit_time + pkt.packet_live_time, 514.0, 1e-9);
-    EXPECT_EQ(word_of(pkt.header.limit), word_of(Packet_time(pkt.packet_limit_time)));
-    EXPECT_EQ(word_of(pkt.header.time), word_of(Packet_time(pkt.packet_live_time)));
+    EXPECT_TRUE(word_of(pkt.header.limit) == word_of(Packet_time(pkt.packet_limit_time)) &&
+                word_of(pkt.header.time) == word_of(Packet_time(pkt.packet_live_time)));
     for (const double limit : {5.0, 0.0, -1.0, c_no_limit}) {
         pkt.initialize_packet(c_loopback_ip, five_seconds_ago, limit);
         const bool over = limit != c_no_limit;
