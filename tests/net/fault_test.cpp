@@ -1,4 +1,4 @@
-// The process itself in trouble: no descriptors, no watches, no threads, and a system clock that jumps.
+// The process itself in trouble: no descriptors and no watches.
 
 #include <dlfcn.h>
 #include <sys/epoll.h>
@@ -14,31 +14,12 @@ using namespace net;
 
 namespace {
 
-/// Hours that the system clock of this program is ahead of the machine's. Only ever moved by a test.
-std::atomic<int> g_hours_ahead{0};
-/// Threads that this program may still start. Only ever lowered by a test.
-std::atomic<unsigned> g_threads_left{~0U};
 /// The addition to an epoll instance that is refused, counted from the next one as 1; none if not positive.
 std::atomic<int> g_refused_watch{0};
 
 }  // namespace
 
-// In front of the library's functions, for all of this program.
-
-extern "C" int clock_gettime(clockid_t _clock, timespec* _time_) {
-    const int result = static_cast<int>(::syscall(SYS_clock_gettime, _clock, _time_));
-    if (result == 0 && _clock == CLOCK_REALTIME) _time_->tv_sec += g_hours_ahead * 3600;
-    return result;
-}
-
-extern "C" int pthread_create(pthread_t* _thread_, const pthread_attr_t* _attributes, void* (*_entry)(void*),
-                              void* _argument) {
-    using create_t = int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
-    static create_t* const create = reinterpret_cast<create_t*>(::dlsym(RTLD_NEXT, "pthread_create"));
-    if (g_threads_left == 0) return EAGAIN;
-    --g_threads_left;
-    return create(_thread_, _attributes, _entry, _argument);
-}
+// In front of the library's function, for all of this program.
 
 extern "C" int epoll_ctl(int _epoll, int _operation, int _fd, epoll_event* _event) noexcept {
     using control_t = int(int, int, int, epoll_event*);
@@ -72,132 +53,25 @@ TEST_F(Shortage, OneRefusedWatchInTheMakingOfAConnection) {
     }
 }
 
-/// Before the first listener, among them, ahead of the timer, and among the relay's workers.
-TEST_F(Shortage, NotEnoughThreadsForTheRuntimeItself) {
-    ASSERT_EQ(finalize(), 0);
-    for (const unsigned left : {0U, 3U, 8U, 9U, 11U}) {
-        g_threads_left = left;
-        EXPECT_THROW(initialize(), std::system_error) << left;
-        g_threads_left = ~0U;
-        EXPECT_TRUE(gp_processor == nullptr && gp_memory == nullptr);
-    }
-    ASSERT_EQ(initialize(), 0);
-    connect();
-}
-
-class Clock_jump : public Pair {
-protected:
-    void TearDown() override {
-        g_hours_ahead = 0;
-        Pair::TearDown();
-    }
-};
-
-/// Limits of messages, silence, beats and names go by the steady clock.
-TEST_F(Clock_jump, MovesNothing) {
-    address = service.open("clock");
-    client.connect(address);
-    const Other_client raw(address);
-    Addr found;
-    ASSERT_TRUE(eventually([&found] { return get_address("clock", &found) == 1; }));
-    for (const int hours : {-10, 20}) {
-        service.gate.close();
-        client.delegate(text("first"), 20);
-        service.called.take();
-        client.delegate(text("second"), 20);
-        g_hours_ahead = hours;
-        service.gate.open();
-        const std::set<Bytes> both{client.returned.take().data, client.returned.take().data};
-        EXPECT_EQ(both, (std::set<Bytes>{text("first"), text("second")}));
-        raw.send(raw.call(static_cast<std::uint16_t>(100 + hours), text("x")));
-        EXPECT_EQ(raw.next().payload, text("x"));
-        EXPECT_TRUE(raw.any().is_heartbeat());
-        EXPECT_EQ(get_address("clock", &found), 1U);
-    }
-    EXPECT_TRUE(client.disconnected.empty() && service.disconnected.empty());
-}
-
-class Descriptors : public Pair {
-protected:
-    void SetUp() override {
+TEST_F(Shortage, NoDescriptorForAReconnect) {
 #ifdef __SANITIZE_ADDRESS__
-        GTEST_SKIP() << "the sanitizer itself takes descriptors to look whether an address is valid";
+    GTEST_SKIP() << "the sanitizer itself takes descriptors to look whether an address is valid";
 #endif
-        Pair::SetUp();
-        ::getrlimit(RLIMIT_NOFILE, &all);
-    }
-    void TearDown() override {
-        if (IsSkipped()) return;
-        give_back();
-        Pair::TearDown();
-    }
-    /// Only so many more may be opened. The beat borrows one for a moment.
-    void leave(int _count) const {
-        int next = 1000;
-        for (int look = 0; look < 5; ++look, std::this_thread::sleep_for(std::chrono::milliseconds(1))) {
-            const int free = ::dup(0);
-            ::close(free);
-            next = std::min(next, free);
-        }
-        const rlimit low{static_cast<rlim_t>(next + _count), all.rlim_max};
-        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
-    }
-    void give_back() const {
-        ::setrlimit(RLIMIT_NOFILE, &all);
-    }
-    void restart() const {
-        ASSERT_EQ(finalize(), 0);
-        ASSERT_EQ(initialize(), 0);
-    }
+    Far_service far(client);
     rlimit all{};
-};
-
-TEST_F(Descriptors, NoneForANewConnection) {
-    connect();
-    auto& second = make<Client>();
-    auto& reconnects = make<Client>();
-    Far_service far(reconnects);
-    const std::size_t before = threads();
-    const int fd = stream();
-    leave(0);
-    const Raw_client refused(address.port, 0, fd);
-    refused.send(opening(refused.port(), address.port));
-    EXPECT_EQ(client.delegate_and_take(text("x")).data, text("x")) << "a connection that is up goes on";
-    EXPECT_EQ(second.start({c_here, 1}), EMFILE);
+    ::getrlimit(RLIMIT_NOFILE, &all);
+    const rlimit none{0, all.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
     far.connection.reset();
-    reconnects.disconnected.take();
-    EXPECT_TRUE(eventually([] { return records() == 2; }));
-    leave(0);  // what the connection had
+    client.disconnected.take();
+    EXPECT_TRUE(eventually([] { return records() == 1; }));  // of the next attempt
     timer_reconnect_client();
-    {
-        const std::lock_guard lock(g_client_lock);
-        EXPECT_EQ(g_connect_fail_map.size(), 1U);
-    }
-    give_back();
+    Port port = 0;
+    EXPECT_EQ(service.start(nullptr, &port), EMFILE);
+    ::setrlimit(RLIMIT_NOFILE, &all);
     const Raw_connection again = far.server.accept_open();
-    reconnects.connected.take();
-    EXPECT_TRUE(eventually([before] { return threads() == before - 1; })) << "the worker that accepts has ended";
-    const Raw_client ignored(address.port);
-    ignored.send(opening(ignored.port(), address.port));
-    EXPECT_FALSE(ignored.readable(20));
-    restart();
+    client.connected.take();
     service.open();
-}
-
-TEST_F(Descriptors, NotEnoughForTheRuntimeItself) {
-    for (const int left : {0, 3, 6, 9}) {
-        ASSERT_EQ(finalize(), 0);
-        leave(left);
-        ASSERT_EQ(initialize(), 0);
-        Port port = 0;
-        EXPECT_EQ(service.start(nullptr, &port), EMFILE);
-        give_back();
-        // Nothing is opened that no worker serves.
-        EXPECT_EQ(service.start(nullptr, &port), -1) << left;
-        EXPECT_EQ(client.start({c_here, 1}), -1) << left;
-    }
-    restart();
-    connect();
 }
 
 }  // namespace

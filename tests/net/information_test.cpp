@@ -189,23 +189,4 @@ TEST_F(Information, Histories) {
     EXPECT_EQ(joined(copy), "c,b,");
 }
 
-TEST_F(Information, WrittenWhileStopped) {
-    const Addr address = publisher.open();
-    std::atomic<bool> done{false};
-    // A value is written or it is not: a stop takes no block away from under a `write`.
-    std::thread writes([&, value = std::string(2'000'000, 'x')] {
-        while (!done) {
-            const Error err = publisher.put(value);
-            EXPECT_TRUE(err == 0 || err == VORN_ERR_IS_NOT_CREATED_) << get_err_str(err);
-        }
-    });
-    for (int i = 0; i < 200; ++i) {
-        EXPECT_EQ(publisher.stop(), 0);
-        publisher.open(nullptr, address.port);
-        std::this_thread::sleep_for(std::chrono::microseconds(i));  // anywhere in a write
-    }
-    done = true;
-    writes.join();
-}
-
 }  // namespace

@@ -42,34 +42,6 @@ TEST_F(Relay, MoreConnectionsAtOnceThanTheBacklogHolds) {
     }
 }
 
-/// Clients that vanish are in the churn.
-TEST_F(Relay, ServicesThatVanishAtEachStage) {
-    const Raw_server server;
-    ASSERT_EQ(client.start({c_here, server.port()}), 0);
-    const Bytes said = opening(server.port(), 1000) + Wire_message{0x39, c_code, 1, text("payload")}.bytes();
-    std::size_t up = 0;
-    for (const std::ptrdiff_t length : {0, 500, 1024, 1034, 1049, 1051, 1051}) {
-        for (const bool by_reset : {true, false}) {
-            while (!server.readable(2)) timer_reconnect_client();  // without waiting for the second to pass
-            Raw_connection connection = server.accept();
-            connection.send(Bytes(said.begin(), said.begin() + length));
-            if (length >= 1024) {
-                connection.read(1024);
-                client.connected.take();
-                ++up;
-            }
-            if (length == 1051) {
-                EXPECT_EQ(client.returned.take().data, text("payload"));
-            }
-            by_reset ? connection.reset() : connection.close();
-        }
-    }
-    // No attempt that failed was reported, and no loss twice.
-    EXPECT_TRUE(eventually([&] { return client.disconnected.size() >= up; }));
-    EXPECT_EQ(client.disconnected.size(), up);
-    EXPECT_TRUE(client.connected.empty());
-}
-
 /// The acknowledgement takes a waiting return away, and then the send fails after all: one reference each.
 TEST_F(Relay, AcknowledgedBeforeItWasSent) {
     struct_epoll_overlapped_tcp record(-1, c_socket_server, Addr(), Addr());
@@ -84,39 +56,6 @@ TEST_F(Relay, AcknowledgedBeforeItWasSent) {
         EXPECT_EQ(gp_memory->get_ref(answer.header_mm), 1U);
     }
     answer.free();
-}
-
-/// The receiving side finds the end of a connection while a message is stuck half-way, and then the send fails.
-TEST_F(Relay, BrokenAfterItsEndWasSeen) {
-    auto& large = make<Service>(8U << 20);
-    large.answer_much(8 << 20);
-    address = large.open();
-    for (int i = 0; i < 5; ++i) {
-        Other_client raw(address, 4096);
-        raw.send(raw.call(1, text("much")));
-        ASSERT_TRUE(eventually([&] { return is_served(raw.port()); }));
-        auto* const record = with_server_record(raw.port(), [](auto* _record) { return _record; });
-        ASSERT_TRUE(eventually([&] {
-            const std::lock_guard lock(record->send_queue_lock);
-            return !record->send_queue.empty() && record->send_queue.back().has_data();  // no heartbeat
-        }));
-        ::shutdown(raw.fd, SHUT_WR);
-        large.disconnected.take();
-        ASSERT_TRUE(eventually([&] {
-            const std::lock_guard lock(record->send_queue_lock);
-            return !record->send_queue.back().has_header();  // the mark that it is to be closed
-        }));
-        {
-            // The room that this makes wakes the send worker, which gets no further than to the lock.
-            const std::lock_guard hold(record->send_queue_lock);
-            pollfd room{record->socket, POLLOUT, 0};
-            while (::poll(&room, 1, 0) == 0) raw.read(50000);
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));  // no event shows that it waits there
-            raw.reset();
-        }
-        EXPECT_EQ(large.cancelled.take(), VORN_ERR_NOT_CONNECTED_TCP_);
-        all_gone();
-    }
 }
 
 TEST_F(Relay, DatagramsThatAreDroppedAndPortsThatAreCounted) {

@@ -92,21 +92,6 @@ TEST_F(Supervision, UnacknowledgedReturnsComeBackAsCancels) {
     EXPECT_TRUE(service.cancelled.empty());
 }
 
-TEST_F(Supervision, HeartbeatsOfOneSideDoNotWaitForTheOther) {
-    const Other_client raw(service.open());
-    const Far_service far(client);
-    auto* const record = [&] {
-        const std::lock_guard lock(g_client_lock);
-        return g_establish_client_map.at(address_of(far.server));
-    }();
-    std::unique_lock hold(record->send_queue_lock);
-    while (raw.readable(0)) raw.any();
-    std::thread beat(inet_interval_event);
-    EXPECT_TRUE(raw.readable(5000));
-    hold.unlock();
-    beat.join();
-}
-
 TEST_F(Supervision, AttemptsThatHangAreMadeAgain) {
     // Nobody has that address, and nothing says so for a while.
     const Addr nowhere(::Vorn35::inet_addr("198.51.100.77"), 4000);
