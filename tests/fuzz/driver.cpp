@@ -72,17 +72,6 @@ private:
     unsigned inputs = 0;
 };
 
-void start_runtime() {
-    testing::FLAGS_gtest_throw_on_failure = true;
-    // libFuzzer's own alarm would interrupt the calls of the test vocabulary. Every wait here has a watchdog instead.
-    sigset_t alarm;
-    ::sigemptyset(&alarm);
-    ::sigaddset(&alarm, SIGALRM);
-    require(::pthread_sigmask(SIG_BLOCK, &alarm, nullptr) == 0, "no alarms");
-    // Of more listeners an input shows nothing that it does not show of two.
-    require(initialize(2, 16, 0) == 0, "the runtime starts");
-}
-
 }  // namespace
 
 Error look_at(const void* _data, Pksize _size) {
@@ -136,7 +125,14 @@ void end(net::Raw_connection* _connection, bool _resets, std::size_t _first) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* _data, std::size_t _size) {
     // Lives as long as the process.
     static fuzz::Invariants& invariants = [] {
-        fuzz::start_runtime();
+        testing::FLAGS_gtest_throw_on_failure = true;
+        // libFuzzer's own alarm would interrupt the calls of the test vocabulary. Every wait here has a watchdog instead.
+        sigset_t alarm;
+        ::sigemptyset(&alarm);
+        ::sigaddset(&alarm, SIGALRM);
+        fuzz::require(::pthread_sigmask(SIG_BLOCK, &alarm, nullptr) == 0, "no alarms");
+        // Of more listeners an input shows nothing that it does not show of two.
+        fuzz::require(Vorn35::initialize(2, 16, 0) == 0, "the runtime starts");
         // So that the objects of the target are up and have done once what they do with each input.
         for (int i = 0; i < 3; ++i) fuzz::run({nullptr, 0});
         return std::ref(*new fuzz::Invariants);

@@ -7,7 +7,6 @@ use warnings;
 use IO::Socket::INET;
 
 $| = 1;
-alarm 300;
 my ($what, $where, $port, $text) = @ARGV;
 if ($what eq 'say') {
     IO::Socket::INET->new(Proto => 'udp', Broadcast => 1, PeerAddr => $where, PeerPort => $port)->send($text);

@@ -36,7 +36,6 @@ calls_in_one_process() {
 
 # A client that loses its service links again by itself when it is back; the typed unlink of the lost link is not told.
 link_again() {
-    local round
     demo client test2
     for round in 1 2; do
         demo service stub something 11010

@@ -31,10 +31,9 @@ for ((what = 0, end = SECONDS + $(length 4 60); SECONDS < end; ++what)); do
         2) "$LAB" link "$host" down && moment && "$LAB" link "$host" up ;;
     esac
 done
-ended=$SECONDS
 until_counts 60 "$all_well" "${clients[@]}"
 anew=$(cat /run/client?? | grep -c anew || true)
-figure "things that happened, new starts, seconds until all were served again" "$what, $anew, $((SECONDS - ended))" ""
+figure "things that happened, new starts, seconds until all were served again" "$what, $anew, $((SECONDS - end))" ""
 # A client that was stopped while it connected leaves that connection, and its descriptor.
 for name in "${clients[@]}"; do
     until_counts 30 "\$(descriptors $name) <= before[$name] + anew && ${name}_blocks < 100000" "$name"

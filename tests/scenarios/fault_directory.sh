@@ -16,8 +16,7 @@ peer deaf_finder 3 find twice
 peer user 1 use 198.51.100.3 4002 1 50
 until_counts 30 'user_answered > 20 && user_events > 5' user
 [[ $(grep -v counts /run/deaf_finder) == *" lost" ]] || fail "heard without the port: $(</run/deaf_finder)"
-kill_peer thief
-kill_peer deaf_finder
+for name in thief deaf_finder; do kill_peer $name; done
 peer deaf_finder 3 find twice
 await deaf_finder 'found 198.51.100.2:4001'
 

@@ -3,7 +3,7 @@
 # their rates, what waits for the two costs what it weighs, and they catch up when they go on.
 source "${LAB%/*}/vocabulary.bash" || exit
 # Among other tests the machine itself may take more than a tenth.
-least=$(length 50 90) still=$(length 1 10) others=$(length 4 20) size=$(length 60000 20000) rate=50
+least=$(length 10 90) still=$(length 1 10) others=$(length 4 20) size=$(length 60000 20000) rate=50
 # A host for each client: a service takes requests of one number from one host, one after the other, for a repeat.
 in_lab $((others + 2))
 

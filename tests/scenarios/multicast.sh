@@ -34,7 +34,7 @@ each_gets_it_once() {  # by so many interfaces
     ask service "${names[@]}"
     published=$((service_published - published)) sent=$(($(datagrams) - sent))
     # The kernel has a few of its own, that tell of groups.
-    ((sent >= published * $1 && sent < published * $1 + 15)) || fail "$sent datagrams for $published values"
+    ((sent >= published * $1 && sent < published * $1 + 15)) || fail "$sent datagrams for $published values by $1 interfaces"
     # A full pipe refuses some.
     for name in "${names[@]}"; do
         ((${name}_multicast > 0 && ${name}_multicast <= service_published)) || fail "values of $name"
@@ -45,6 +45,6 @@ each_gets_it_once 3
 # As long as one of an interface is left, and no longer.
 for name in host1 host3 second_cable servers_host; do kill_peer $name; done
 names=(loopback host1_again)
-sleep 0.2
+until_counts 20 'service_left == 4' service
 each_gets_it_once 2
 finish service "${names[@]}"

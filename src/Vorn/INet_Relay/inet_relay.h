@@ -2,8 +2,8 @@
 /// The network relay as the rest of the runtime sees it: moves `Token`s between processes over TCP and UDP
 /// with five worker threads.
 ///
-/// Callers never write to a socket: a `send_` operation queues the token and wakes a worker. A token belongs
-/// to the relay when a `send_` operation returned 0, and stays the caller's on any other result.
+/// Callers never write to a socket: a `send_` operation queues the token and wakes a worker. The relay owns the token after
+/// a `send_` operation returned 0; on any other result the caller still owns it.
 #pragma once
 
 #include "Vorn/Memory/vorn_memory.h"
@@ -11,9 +11,9 @@
 
 namespace Vorn35 {
 
-/// Hands a received token to the processor. 0: taken. Anything else: the relay still owns it and frees it.
-/// Called on the workers and on the timer thread; must not call back into `send_tcp_server` while a table of
-/// the relay is locked (the notice that a client went away).
+/// Passes a received token to the processor, which owns it on 0; on any other result the relay frees it. Runs on the workers
+/// and on the timer thread. It must not call `send_tcp_server`, because the relay may hold a table's lock (during the notice
+/// that a client's connection was lost).
 using send_sdk_t = int(Token, Packet*);
 
 /// First relay call. Reads the configuration, makes the heartbeat and the five epoll instances.
@@ -21,20 +21,20 @@ using send_sdk_t = int(Token, Packet*);
 int initialize_inet(send_sdk_t* _send_sdk__);
 /// Starts the five workers.
 int start_inet();
-/// Stops and joins them. From then on nothing enters the processor.
+/// Stops and joins the workers. Afterwards nothing enters the processor.
 void stop_inet();
-/// Releases everything. No other thread may be in the relay.
+/// Releases everything. No other thread may use the relay.
 void finalize_inet();
 
-/// Opens the TCP listener and the UDP socket of a `Stub`; a port of 0 is replaced by the kernel's choice.
+/// Opens the TCP listener and the UDP socket of a `Stub`. For port 0 the kernel chooses, and the choice is written back.
 /// @throws int the `errno` of a failure, for instance `EADDRINUSE`; -1 when no worker can serve the sockets.
 int add_server(Port* _port_);
 /// Closes them. Established connections stay up.
 void del_server(Port _port);
 
-/// Starts a connection that reconnects by itself until `del_client`. 0, also when nobody listens there yet.
+/// Starts a connection, which reconnects until `del_client`. Returns 0 even if the service does not listen yet.
 int add_client(Addr _stub_addr);
-/// Lets the queued messages go out and then closes.
+/// Sends the queued messages and then closes.
 void del_client(Addr _stub_addr);
 
 /// To a client that is connected here. -1: no such connection.

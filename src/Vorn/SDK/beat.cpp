@@ -21,7 +21,7 @@ Beat::~Beat() {
 }
 
 void Beat::run(double _interval) {
-    // Of nothing or less: a call at once, and no step back in time, of which there is only so much.
+    // An interval of 0 or less means calls without a pause. A negative step would eventually underflow the clock.
     const auto step = std::max(Kestrane::to_duration(_interval), std::chrono::nanoseconds(0));
     auto next = std::chrono::steady_clock::now();
     Unique_lock lock(mutex);

@@ -10,13 +10,13 @@
 
 namespace Vorn35 {
 
-/// Calls a function at a fixed rate on a thread of its own. Each call is due one interval after the last was
-/// due: the rate does not drift, and calls that are late follow each other at once.
+/// Calls a function at a fixed rate on its own thread. Each call is due one interval after the previous due time, so the rate
+/// does not drift, and late calls follow each other without a pause.
 class Beat {
 public:
-    /// @param _interval seconds, also ahead of the first call.
+    /// @param _interval seconds between calls, and before the first one.
     Beat(double _interval, std::function<void()> _tick);
-    /// Ends a sleep at once; waits for a call that runs, hence never from inside one.
+    /// Ends a sleep, or waits for a running call. So do not destroy it from inside a call.
     ~Beat();
     Beat(const Beat&) = delete;
     Beat& operator=(const Beat&) = delete;

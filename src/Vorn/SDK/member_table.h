@@ -32,8 +32,8 @@ void for_each_code(const Map& _members, Visit _visit) {
     for (const auto& entry : _members) _visit(entry.first);
 }
 
-/// The walk goes on where it stood when a member's callback, which runs without the lock, has changed the
-/// table.
+/// Visits every member. A callback in between runs without the lock and may change the table: the loop continues after the
+/// last visited code.
 template <class Map, class Visit>
 void for_each_member(const Map& _members, Visit _visit) {
     auto next = _members.begin();

@@ -63,7 +63,7 @@ protected:
 
     // `mutex_01` shared.
 
-    /// The part of `post` ahead of the sync.
+    /// The part of `post` before the sync.
     Error accept(Pksize _size);
     /// Sends the current value to its receivers and enters it into the history. The argument is not used.
     Error sync(Sync_model _sync_model);

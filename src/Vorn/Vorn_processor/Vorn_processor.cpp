@@ -23,13 +23,13 @@ thread_local Error g_last_error = VORN_ERR_NONE_;
 namespace {
 
 constexpr double c_timer_interval = 1.0;
-/// Messages that came together are handed over before a listener is woken for them: woken for the first, it would be
-/// asleep again before the second is here. As many as the pipe takes beside one more.
+/// Messages of one read are pushed before a listener is woken: woken for the first, it would sleep again before the second
+/// arrives. The number fits into the pipe.
 constexpr unsigned c_wake_every = 16;
 constexpr Error c_listener_ends = Kestrane::Nonshared_pipe<Token>::shutdown;
 
-/// Tokens that may wait in the pipe before one more of this type is refused. Values by datagram and
-/// directories are refused early, so that they cannot crowd out what must not be lost.
+/// The bound of the pipe for a type. Droppable values and directories have a low bound, so that they cannot crowd out
+/// messages that must not be lost.
 std::size_t pipe_bound(EMsg _type) {
     switch (_type) {
         case EMsg::command_udp:
@@ -41,7 +41,7 @@ std::size_t pipe_bound(EMsg _type) {
     }
 }
 
-/// Answers to plain requests: they never enter the pipe, so a full pipe can neither delay nor lose one.
+/// Answers to plain requests bypass the pipe, so a full pipe neither delays nor loses them.
 bool answers_a_waiter(EMsg _type) {
     switch (_type) {
         case EMsg::signal_return:
@@ -120,7 +120,7 @@ Error Vorn_processor::listener(double _timeout) {
 template <class Wait>
 Error Vorn_processor::listener_turn(Wait _wait) {
     for (;;) {
-        // Without the lock, so that the listener that goes on with a message need not wake one that could wait instead.
+        // Without `serial_lock`, so that another listener can wait meanwhile and need not be woken for the lock.
         if (const auto result = _wait(); result != success) return result;
         Unique_lock serial(serial_lock);
         Token token;
@@ -148,9 +148,9 @@ bool Vorn_processor::is_listen_thread() const {
 Error send_sdk(Token _token, Packet* _pkt_) {
     const EMsg type = _pkt_->get_msg_type();
     if (type == EMsg::ctrl && _pkt_->header.code == c_tcp_disconnected_from_server) {
-        // Two audiences: the `Proxy` that owns the connection, and everybody who waits for that server. The
-        // second reference is taken first, since a listener may be done with the first before we go on. A
-        // refusal by the pipe goes unnoticed, and the reference meant for it with it: the waiters count.
+        // Two receivers: the `Proxy` of the connection, and all threads that wait for that server. Adds the second
+        // reference first, since a listener may free the first one at once. If the pipe refuses the token, its reference
+        // is deliberately lost; the waiters are woken in any case.
         safe_add_ref_token(_token);
         static_cast<void>(gp_processor->apply_process(_token));
         return awake_process(_token);

@@ -2,7 +2,7 @@
 /// The processor: the pipe that received messages pass through, the listener threads that drain it, dispatch to objects,
 /// the return table, the ordering of messages, the tables of objects and the directory of names.
 ///
-/// The order of the locks stands in lock_order.h, how to hold `mutex_01` in object_lock.h.
+/// lock_order.h defines the order of the locks; object_lock.h has the ways to hold `mutex_01`.
 #pragma once
 
 #include <condition_variable>
@@ -68,7 +68,7 @@ public:
     /// Lets one listener at a time take a message. Outermost lock.
     Mutex<lock_order::serial> serial_lock;
 
-    /// Guards `returns`, and a record's answer while it stands there.
+    /// Guards `returns`, and the answer in each record of the table.
     Mutex<lock_order::returns> return_map_mutex;
     returns_t returns VORN35_GUARDED_BY(return_map_mutex);
 
@@ -100,18 +100,18 @@ public:
 
     // Dispatch and returns.
 
-    /// Entered with `serial_lock` held; leaves it released. Wakes a listener for the next message as soon as this one
-    /// stands in its queue or is about to run. Owns the token.
+    /// Entered with `serial_lock` held; releases it. Wakes a listener for the next message once this one is queued under
+    /// its key or about to run. Owns the token.
     Error listener_processor(Token _token) VORN35_RELEASE(serial_lock);
     /// Wakes the waiter of an answer, or all waiters on a lost server. Owns the token.
     Error return_processor(Token _token);
-    /// Enters a waiter. A key that is there already keeps its record.
+    /// Adds a waiter. A key that exists already keeps its record.
     void add_return(return_key_t _key, return_record_t* _record_);
     /// Waiters in the table.
     std::size_t outstanding();
-    /// Takes a waiter out. From then on its record is the waiter's alone.
+    /// Removes a waiter. Afterwards no other thread touches its record.
     void del_return(return_key_t _key);
-    /// Objects that were stopped on a listener thread stay as they are: nothing is done for them.
+    /// Deliberately does nothing for objects whose stop was deferred.
     void destroy_object_waited();
 
     // Ordering of messages; `mutex_01` exclusive.
@@ -119,7 +119,7 @@ public:
     void msg_processing_by_parallel(Msg_addr _a);
     void msg_processing_by_serial_alone(Msg_addr _a);
     void msg_processing_by_serial_group(Msg_addr _a, Msg_addr _b);
-    /// Queues the message behind its key, with a reference of its own; null when the key is processed in
+    /// Queues the message under its key, with a reference that the queue owns. Returns null if messages of the key run in
     /// parallel. `mutex_01` shared.
     std::shared_ptr<class_thread_qbuffer> qbuffering(Msg_addr _msg_addr, Token _token, Packet* _pkt_, void* _object_);
 
@@ -128,12 +128,12 @@ public:
     /// @param _name_ null for a stub that is not published.
     /// @param _port_ 0 asks for a port; the one chosen is written back.
     Error create_stub(const char* _name_, Port* _port_, Stub* _stub_);
-    /// The name stays in use and goes on being broadcast.
+    /// The name stays in use, and is still broadcast.
     void destroy_stub(Port _port);
     Error create_proxy(Addr _stub_addr, Proxy* _proxy_);
     void destroy_proxy(Addr _stub_addr);
-    /// An object is about to go, and has been stopped: no table, queue or vector names it any more afterwards. One
-    /// whose stop was deferred is taken out of the tables now, by whatever keys it stands there.
+    /// The object was stopped and is about to be destroyed: removes it from every table, queue and vector. Completes a
+    /// deferred stop: removes the object from the tables under all its keys.
     void forget_stub(Stub* _stub);
     void forget_proxy(Proxy* _proxy);
 
@@ -153,14 +153,14 @@ private:
     struct Idle {};
     Vorn_processor(Idle, std::size_t _thread_count, std::size_t _size);
 
-    /// One turn of a listener: waits, takes a message under `serial_lock` and goes on to it. clang cannot follow a
-    /// guard that leaves its mutex locked.
+    /// One turn of a listener: waits, takes a message under `serial_lock`, and processes it. Not analysed: clang does not
+    /// support a guard that leaves its mutex locked.
     template <class Wait>
     Error listener_turn(Wait _wait) VORN35_NO_THREAD_SAFETY_ANALYSIS;
     void run_adapter(void* _object_, Token _token, bool _to_proxy);
     void drain(class_thread_qbuffer* _qbuffer);
     void return_unclaimed(Token _token);
-    /// Gives back the messages that are queued for the object, under whatever key.
+    /// Drops the messages that are queued for the object, under all keys.
     void forget_queued(const void* _object);
     /// Whether the object was recorded for a deferred stop; takes it off the record.
     template <class Object>

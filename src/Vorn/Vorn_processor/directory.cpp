@@ -1,5 +1,5 @@
-/// The tables of objects, and the directory of names: every process broadcasts its named stubs once a second,
-/// and keeps what it hears for eight beats.
+/// The tables of objects, and the directory of names: each process broadcasts its named stubs once a second, and keeps a
+/// received name for eight beats.
 
 #include <algorithm>
 #include <cstring>
@@ -171,7 +171,7 @@ void Vorn_processor::broadcast_local_stubes_info() {
         place += sizeof record;
     }
 
-    // The interfaces set only the number of copies: each goes to everybody.
+    // The interfaces determine only the number of copies. Each copy is the same broadcast.
     for (std::size_t copy = 0; copy < interfaces.size(); ++copy) {
         Token token;
         if (token.alloc_header() != 0 || token.alloc_data(payload.size()) != 0) {
@@ -200,7 +200,7 @@ void Vorn_processor::recv_datagram_stubes_info(Token _token, Packet* _pkt_) {
     const std::size_t name_room = std::max<std::size_t>(head.record_size, sizeof(Broadcast_stub_info)) - name_offset;
 
     const Exclusive_hold hold;
-    // The sender's counts are not believed: whatever lies past the payload is not there.
+    // Does not trust the sender's counts: never reads beyond the payload.
     for (std::size_t i = 0, at = sizeof head; i < head.size && at + name_offset <= length;
          ++i, at += head.record_size) {
         Port port = 0;

@@ -1,4 +1,4 @@
-/// The two roads of a received message: to the adapter of its object, or to the waiter of an answer.
+/// The two paths of a received message: to the adapter of its object, or to the waiter of an answer.
 
 #include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/SDK/Proxy/_Proxy.h"
@@ -20,7 +20,7 @@ typename Map::mapped_type find_object(const Map& _objects, const Key& _key) {
     return found == _objects.end() ? nullptr : found->second;
 }
 
-/// Sends a header of its own back for a message that failed, if its type has an error form that goes back.
+/// Answers a failed message with a new header in its error form, if its type has one.
 void send_back(const Packet* _pkt, Error _error, int (*_send)(Addr, Token, Packet*)) {
     Packet turned = *_pkt;
     if (!turned.backward_error_switch(_error)) return;
@@ -50,7 +50,7 @@ Error Vorn_processor::listener_processor(Token _token) {
         }
         const Msg_addr msg_addr(pkt->get_dst_port(), pkt->header.code,
                                 trans_listen_type_to_transaction(pkt->get_msg_type()));
-        // Read now: an adapter on another thread may turn a queued request round.
+        // Read before the dispatch: an adapter on another thread may rewrite a queued request.
         is_directory = pkt->get_msg_type() == EMsg::ctrl_broadcast && pkt->header.code == c_directory_code;
         const bool to_proxy = pkt->get_client_gate_port() == 0;
         void* const object = to_proxy ? static_cast<void*>(find_object(remote_stubes, pkt->get_src()))
@@ -144,10 +144,10 @@ Error Vorn_processor::return_processor(Token _token) {
     const auto found = returns.find(
         struct_return_key(pkt->get_src(), get_return_type(pkt->get_msg_type()), pkt->header.code, pkt->header.num));
     if (found != returns.end()) {
-        // A second answer to one request is lost, and its blocks with it.
+        // A second answer to one request is deliberately lost, and its blocks are not freed.
         if (found->second->returned) return 0;
         hand_over(found->second);
-        // Woken without the lock, which it takes first of all; it may be gone by then and its record with it.
+        // Notifies after the unlock, since the waiter needs the lock first. The waiter may end before, so share its record.
         const auto record = found->second->shared_from_this();
         lock.unlock();
         record->event.notify_one();
@@ -158,7 +158,7 @@ Error Vorn_processor::return_processor(Token _token) {
     return 0;
 }
 
-/// An answer that nobody waits for any more: the far end is told that it came too late.
+/// Drops an answer without a waiter, and notifies the sender that it came too late.
 void Vorn_processor::return_unclaimed(Token _token) {
     count(Counter::answers_late);
     _token.free_data();

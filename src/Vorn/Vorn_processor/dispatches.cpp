@@ -28,7 +28,7 @@ bool Dispatches::are_own() const {
 }
 
 bool Dispatches::wait_for_none(double _limit) const {
-    // Counted ahead of the look at `under_way`: either that look sees the end of a dispatch, or the end sees this wait.
+    // Incremented before the check of `under_way`: either the check sees the end of a dispatch, or the end sees this wait.
     ++g_waits;
     bool none = false;
     {

@@ -3,8 +3,8 @@
 ///
 /// `Vorn_processor::mutex_01` is held shared by a listener while it dispatches and by application operations,
 /// and exclusive where a table, an object's start or stop or its members change. It also guards
-/// `gp_processor` itself: the processor is taken away under the exclusive hold, so whoever holds the lock and
-/// finds `gp_processor` set may use it until the hold ends.
+/// `gp_processor` itself: the exclusive hold protects its removal, so a thread that holds the lock and finds
+/// `gp_processor` set may use it until the hold ends.
 ///
 /// Place in the lock order: after `serial_lock`, before every lock of an object, of the relay and of the memory
 /// (lock_order.h).
@@ -16,8 +16,7 @@
 
 namespace Vorn35 {
 
-/// Shared hold. A thread that has one already (a function that runs in front of a signal's answer) takes it
-/// once more for nothing.
+/// Shared hold. Nests: a thread that has one already (in the function before a signal's answer) does not lock again.
 class Shared_hold {
 public:
     Shared_hold() VORN35_NO_THREAD_SAFETY_ANALYSIS {
@@ -34,7 +33,7 @@ private:
     static thread_local int depth;
 };
 
-/// Lets go of the thread's shared hold for as long as application code runs or a wait lasts.
+/// Releases the thread's shared hold while application code runs or the thread waits.
 class Released {
 public:
     Released() VORN35_NO_THREAD_SAFETY_ANALYSIS : depth(Shared_hold::depth) {

@@ -8,7 +8,7 @@ namespace Vorn35 {
 
 namespace {
 
-/// The last key of a queue has gone: what is queued is lost. A thread that drains it now finds it empty.
+/// Drops the messages of a queue whose last key was removed. A thread that drains it finds it empty.
 void discard(class_thread_qbuffer* _qbuffer) {
     const Lock_guard lock(_qbuffer->m_lock);
     for (qtoken_t& queued : *_qbuffer) drop_queued(&queued);

@@ -35,8 +35,8 @@ struct struct_return_key {
 };
 using return_key_t = struct_return_key;
 
-/// What a waiter shares with whoever is about to wake it. `token` and `returned` change under `return_map_mutex` while the
-/// record stands in the table.
+/// Shared by a waiter and the thread that wakes it. `return_map_mutex` guards `token` and `returned` while the record is in
+/// the table.
 struct struct_return_record : std::enable_shared_from_this<struct_return_record> {
     Kestrane::Condition event;  ///< Signalled when the answer is in, without `event_mutex`.
     /// The mutex of the waiter's wait; taken with no other lock held.

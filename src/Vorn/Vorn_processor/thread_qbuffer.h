@@ -29,8 +29,8 @@ inline void drop_queued(qtoken_t* _queued) {
     _queued->token.free();
 }
 
-/// The queue of one key, or of a group of keys. One thread at a time drains it; the others leave their
-/// messages there and go away.
+/// The queue of one key, or of a group of keys. One thread at a time drains it. Other threads append their messages and
+/// return to the pipe.
 class class_thread_qbuffer : public std::deque<struct_qtoken> {
 public:
     /// Guards the queue and `m_run`. Taken under `mutex_01`; never held while an adapter runs.
@@ -39,8 +39,7 @@ public:
     std::int32_t m_ref = 1;                        ///< Keys that point here. Changed under `mutex_01` exclusive.
 };
 
-/// A key that is absent means parallel processing. A drain keeps its queue alive when the key goes away under
-/// it.
+/// Messages of an absent key run in parallel. A draining thread keeps its queue alive if the key is removed meanwhile.
 using qbuffer_map_t = std::map<Msg_addr, std::shared_ptr<class_thread_qbuffer>>;
 
 }  // namespace Vorn35

@@ -29,7 +29,7 @@ int control(int _operation, int _epoll, struct_epoll_overlapped* _record, std::u
     return ::epoll_ctl(_epoll, _operation, _record->socket, &event);
 }
 
-/// Destroys a record that is not handed to a worker any more.
+/// Retires a record that is in no table.
 void destroy_overlapped_tcp(std::unique_ptr<struct_epoll_overlapped_tcp> _record, Socket _ended) {
     {
         const Lock_guard lock(ooo);
@@ -103,7 +103,7 @@ void return_undelivered(Token _token, Error _error, bool _to_stub) {
     if (!_token.has_header()) return;
     counters::count(counters::By_kind::undelivered, _token.get_header_packet()->get_msg_type());
     _token.free_data();
-    // The header may be shared (heartbeat, acknowledgement), so the error form is made on a copy.
+    // Heartbeats and acknowledgements share headers, so the error form is made on a copy.
     Token notice;
     notice.alloc_header_force();
     Packet* const pkt = notice.get_header_packet();
@@ -111,7 +111,7 @@ void return_undelivered(Token _token, Error _error, bool _to_stub) {
     const bool is_return = pkt->is_signal_return() || pkt->is_call_return() || pkt->is_delegate_signal_return() ||
                            pkt->is_delegate_call_return();
     const bool has_form = pkt->backward_error_switch(_error);
-    // The return had been addressed to a `Proxy`; its cancel is for our `Stub`.
+    // The return was addressed to a `Proxy`, but its cancel goes to the local `Stub`.
     if (_to_stub && is_return) pkt->set_client_gate_port(pkt->get_src_port());
     if (!has_form || send_sdk__(notice, pkt) != 0) notice.free();
     _token.free_header();

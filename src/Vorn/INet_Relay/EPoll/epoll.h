@@ -1,16 +1,16 @@
 /// @file
 /// Connection records, the relay's tables and the operations on them that both sides of TCP and UDP share.
 ///
-/// One record per socket. Its pointer is the data of every epoll event of that socket, and one-shot events
+/// Each socket has one record, and the record's pointer is the data of every epoll event of that socket. One-shot events
 /// drive a small state machine, so at most one worker per direction works on a record at a time.
 ///
-/// Who touches what:
-///  - the receiving side of a record (`recv_*`): the worker of the direction alone, until the record is reaped;
-///  - the sending side: whoever holds `send_queue_lock`, but for what the send worker has in hand;
-///  - the tables: under their locks, and a record that is in a table is alive.
-/// A record that ends goes to `retire` (reap.h), which frees it when no worker can still have it in hand.
+/// Ownership:
+///  - The receive worker alone uses the receiving side of a record (`recv_*`), until the record is reclaimed.
+///  - `send_queue_lock` guards the sending side, except the messages that the send worker has in flight.
+///  - A table's lock guards the table, and a record in a table is alive.
+/// A record that ends goes to `retire` (reap.h), which frees it when no worker can still use it.
 ///
-/// The order of the locks stands in lock_order.h.
+/// lock_order.h defines the order of the locks.
 #pragma once
 
 #include <atomic>
@@ -28,11 +28,11 @@ namespace Vorn35 {
 
 using Socket = int;
 
-/// First in, first out; can be looked through.
+/// A queue of tokens that can also be iterated.
 class token_queue_t : public std::queue<Token, std::deque<Token>> {
 public:
     const container_type& all() const { return c; }
-    /// Takes the last one back.
+    /// Removes the newest token.
     void pop_back() { c.pop_back(); }
 };
 
@@ -52,10 +52,10 @@ struct struct_epoll_overlapped {
     std::atomic<enum_socket_type> type;  ///< Changes only forward, from an init type to its established one.
     Addr local_addr;
 
-    /// Passed on when a worker arms the record for another one, so that what it wrote is seen there.
+    /// Synchronises the hand-off between workers: `arm` releases it, the next worker acquires it before it uses the record.
     std::atomic<unsigned> handoff{0};
 
-    /// The record's own node, and where it is kept while the record is not in a send line (ready_list.h).
+    /// Holds the record's list node while the record is not in a ready list (ready_list.h).
     std::list<struct_epoll_overlapped*> parked{this};
     const std::list<struct_epoll_overlapped*>::iterator node = parked.begin();
 
@@ -69,17 +69,17 @@ using epoll_overlapped_t = struct_epoll_overlapped;
 
 /// Adds the two directions; used alone for UDP.
 struct struct_epoll_overlapped_ex : struct_epoll_overlapped {
-    Token recv_token;  ///< The message being received; owned. The receive worker's alone.
+    Token recv_token;  ///< The message being received; owned. Only the receive worker uses it.
     /// Guards `send_queue`, `send_state`, `send_buf`, `send_len` (once established), `header_send`,
     /// `in_flight`, `b_remove_client` and `ended`. Below the tables' locks.
     Mutex<lock_order::send_queue> send_queue_lock;
     /// Unbounded; owned. The front token is the one being sent.
     token_queue_t send_queue VORN35_GUARDED_BY(send_queue_lock);
-    /// Messages at the front of `send_queue` that the send worker gives to the socket without the lock: they stay
-    /// there, and whoever wants to take them out waits (`wait_for_write`).
+    /// Number of messages at the front of `send_queue` that the send worker writes without the lock. They stay queued
+    /// meanwhile; a thread that wants to remove them calls `wait_for_write` first.
     std::size_t in_flight VORN35_GUARDED_BY(send_queue_lock) = 0;
     bool send_state VORN35_GUARDED_BY(send_queue_lock) =
-        false;                                       ///< The send worker is armed or at work for this record.
+        false;                                       ///< The send worker is armed for this record or works on it.
     std::atomic<ks_clock_t> recv_clk{ks_clock_t{}};  ///< Last bytes received.
     std::uint8_t* recv_buf = nullptr;
     std::size_t recv_len = 0;                        ///< Bytes still awaited for the current piece.
@@ -94,7 +94,7 @@ using epoll_overlapped_ex_t = struct_epoll_overlapped_ex;
 
 /// One TCP connection. The relay owns it from socket creation to `delete_overlapped`.
 ///
-/// A closing marker is an empty `Token` in `send_queue`: when it reaches the front, the write side closes.
+/// An empty `Token` in `send_queue` is a closing marker: when it reaches the front, the write side closes.
 struct struct_epoll_overlapped_tcp : struct_epoll_overlapped_ex {
     const Addr remote_addr;  ///< Server as dialled, or peer as accepted. Key of all tables.
     Port gate_port_of_local = 0;
@@ -105,8 +105,9 @@ struct struct_epoll_overlapped_tcp : struct_epoll_overlapped_ex {
     /// `send_queue_lock`, so either is enough to read it.
     bool b_remove_client = false;
     bool ended VORN35_GUARDED_BY(send_queue_lock) =
-        false;           ///< Given to `retire`; nothing may be queued or armed any more.
-    bool b_cut = false;  ///< Found silent and shut down; stays tabled until its worker sees the end. `g_client_lock`.
+        false;  ///< Passed to `retire`: accepts no message and cannot be armed.
+    bool b_cut =
+        false;  ///< Silent, and shut down; stays in its table until the worker sees the end of stream. `g_client_lock`.
     /// Guards `ack_wait_q`. Innermost of the relay.
     Mutex<lock_order::ack_wait_q> ack_wait_q_lock;
     /// Server side: headers of returns sent and not yet acknowledged; owned.
@@ -148,8 +149,8 @@ extern bool g_client_nagle_off_use;
 
 // The tables are never destroyed: a process may end without `finalize`, while the workers run.
 
-/// Listeners by port; owned. Changed by `add_server` and `del_server` only, whose callers exclude each other
-/// (they hold the processor's `mutex_01` exclusive).
+/// Listeners by port; owned. Only `add_server` and `del_server` change it; their callers hold the processor's `mutex_01`
+/// exclusive.
 extern std::map<Port, struct_epoll_overlapped*>& g_server_map;
 
 /// Guards the four tables of client records. Outermost lock of the relay.
@@ -158,26 +159,24 @@ extern connect_map_t& g_connect_map VORN35_GUARDED_BY(g_client_lock);  ///< Conn
 extern establish_map_t& g_establish_client_map VORN35_GUARDED_BY(g_client_lock);  ///< Established.
 extern connect_map_t& g_connect_fail_map
     VORN35_GUARDED_BY(g_client_lock);  ///< Waiting for the next reconnect; socket -1.
-/// Removed by `del_client` while their address was taken into use again: they live to their end here, out of
-/// the way of their successor.
+/// Records that `del_client` removed and whose address has a successor already. They finish closing here.
 extern std::set<struct_epoll_overlapped_tcp*>& g_closing_clients VORN35_GUARDED_BY(g_client_lock);
 
 /// Guards `g_establish_server_map`. Outermost lock of the relay; never together with `g_client_lock`.
 extern Mutex<lock_order::server> g_establish_server_map_lock;
 extern establish_map_t& g_establish_server_map VORN35_GUARDED_BY(g_establish_server_map_lock);
 
-/// Guards `g_udp_refs` and the making and closing of UDP sockets. Above `g_udp_map_lock`.
+/// Guards `g_udp_refs`, and serialises the opening and closing of UDP sockets. Outside `g_udp_map_lock`.
 extern Mutex<lock_order::udp_refs> g_udp_refs_mutex;
 extern udp_refs_t& g_udp_refs VORN35_GUARDED_BY(g_udp_refs_mutex);
-/// Guards `g_udp_map`: a record found under it is alive while it is held. Above a UDP record's
+/// Guards `g_udp_map`. A record found under it stays alive while the lock is held. Outside a UDP record's
 /// `send_queue_lock`.
 extern Mutex<lock_order::udp_map> g_udp_map_lock;
 extern udp_map_t& g_udp_map VORN35_GUARDED_BY(g_udp_map_lock);
 
 /// Guards `ooo_count` and `g_tcp_records`. A leaf.
 extern Mutex<lock_order::ooo> ooo;
-/// Number of live TCP records, and the records: also those that are in no table, in their opening exchange or
-/// on their way out.
+/// All live TCP records and their number. Includes records in no table: those in the opening exchange and those that close.
 extern int ooo_count VORN35_GUARDED_BY(ooo);
 extern std::set<struct_epoll_overlapped_tcp*>& g_tcp_records VORN35_GUARDED_BY(ooo);
 
@@ -190,37 +189,34 @@ extern int epoll_udp_send;
 
 extern send_sdk_t* send_sdk__;
 
-/// The one shared heartbeat; every queue entry holds a reference to its header, which nobody writes.
+/// The shared heartbeat message. Each queue entry holds a reference to its header, which is never written.
 extern Token heartbeat_token;
 extern Packet* heartbeat_pkt;
 
 /// The steady clock now.
 ks_clock_t relay_clock();
 
-/// Adds the record to an epoll instance, or arms it there again. The caller may not touch what the worker of
-/// that instance owns afterwards. A record that has ended is in no instance and cannot be armed, which is not told.
-/// @return 0, or -1 when it could not be added.
+/// Adds the record to an epoll instance (`watch`), or re-arms it there (`arm`). Afterwards the caller must not touch what
+/// the worker of that instance owns. `arm` does nothing for a record that has ended.
+/// @return 0, or -1 when the record could not be added.
 int watch(int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events);
 void arm(int _epoll, struct_epoll_overlapped* _record, std::uint32_t _events);
 
 struct_epoll_overlapped_tcp* new_overlapped_tcp(Socket _socket, enum_socket_type _type, Addr _local_addr,
                                                 Addr _remote_addr);
-/// Until the send worker has nothing of the record in hand, and so knows what of it went out. Lets go of the lock
-/// meanwhile, for no longer than a turn of the worker, whose writes do not block.
+/// Waits until the send worker has no message of the record in flight, so that the queue tells exactly what was sent.
+/// Releases the lock during the wait, which lasts at most one turn of the worker, since its writes do not block.
 void wait_for_write(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(_record->send_queue_lock);
-/// Ends a TCP record that is in no table: closes the socket, turns what was queued into errors, and retires
-/// the record. Safe to call twice.
+/// Ends a TCP record that is in no table: closes the socket, returns queued messages to their senders as errors, and
+/// retires the record. Idempotent.
 int delete_overlapped(struct_epoll_overlapped_tcp* _record);
 void print_ooo();
 
-/// Destroys every TCP record and clears all tables, without a word to the processor. Only when no worker
-/// runs.
+/// Destroys every TCP record and clears all tables without a notice to the processor. Call it only when no worker runs.
 void clear_tcp_records() VORN35_NO_THREAD_SAFETY_ANALYSIS;
 
-/// A message that could not be delivered: tells the local sender by the error form of the message, if it has one, and
-/// gives the token back.
-/// @param _to_stub the message had been sent by a `Stub`, to which an undelivered return comes back as its
-/// cancel.
+/// Returns an undelivered message to its local sender in its error form, if it has one, and frees the token.
+/// @param _to_stub a `Stub` sent the message; an undelivered return comes back to it as the cancel.
 void return_undelivered(Token _token, Error _error, bool _to_stub);
 
 // Supervision, called by `inet_interval_event` in this order.

@@ -17,21 +17,21 @@ using namespace counters;
 
 namespace {
 
-/// What is read in one system call behind the piece that is awaited: the messages that follow it, as a rule.
+/// Bytes that one system call reads beyond the expected piece: usually the messages that follow it.
 constexpr std::size_t c_read_ahead = 16 * 1024;
 
-/// Steps that one wake-up takes for one connection before the others get their turn.
+/// Steps of one connection in one wake-up, before other connections get their turn.
 constexpr int c_steps_per_wake_up = 64;
-/// The same in bytes for the sending side.
+/// The same limit in bytes, for sending.
 constexpr std::size_t c_bytes_per_wake_up = 256 * 1024;
 
-/// No header goes out whose size is not followed by that many bytes.
+/// Cuts the size in the header to the payload that exists, so that no header promises missing bytes.
 void bound_payload(Token _token, Packet* _pkt_) {
     const std::size_t held = _token.has_data() ? get_data_size(_token.data_mm) : 0;
     if (_pkt_->get_data_size() > held) _pkt_->set_data_size(static_cast<Pksize>(held));
 }
 
-/// The front of the queue becomes the current piece; lock held, queue not empty.
+/// Makes the front message the current piece. The queue is not empty.
 void start_front(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(_record->send_queue_lock) {
     const Token front = _record->send_queue.front();
     const bool marker = !front.has_header();
@@ -40,7 +40,7 @@ void start_front(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(_record->
     _record->header_send = !marker;
 }
 
-/// Accounts for bytes that went out, and gives back the messages that are complete; lock held.
+/// Accounts for bytes that were sent, and frees complete messages.
 void departed(struct_epoll_overlapped_tcp* _record, std::size_t _count) VORN35_REQUIRES(_record->send_queue_lock) {
     while (_count != 0) {
         const std::size_t part = std::min(_count, _record->send_len);
@@ -63,7 +63,7 @@ void departed(struct_epoll_overlapped_tcp* _record, std::size_t _count) VORN35_R
     }
 }
 
-/// What goes out in one system call: the rest of the front message and whole messages behind it.
+/// What one system call sends: the rest of the front message, and the messages behind it.
 struct Gathered {
     static constexpr std::size_t c_most = 64;
 
@@ -79,9 +79,9 @@ struct Gathered {
     }
 };
 
-/// Sends what is queued; lock held, a message is at the front. Lets go of the lock meanwhile: what is in hand stays at
-/// the front of the queue.
-/// @param _all_ receives whether the socket took everything that it was given.
+/// Sends queued messages; the front entry is a message. Releases the lock during the system call, while the messages in
+/// flight stay at the front of the queue.
+/// @param _all_ receives whether the socket took all of them.
 Transfer send_queued(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_, bool* _all_)
     VORN35_REQUIRES(_record->send_queue_lock) {
     const auto& queue = _record->send_queue.all();
@@ -97,7 +97,7 @@ Transfer send_queued(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_,
         begins[gathered.messages] = gathered.bytes;
         front ? gathered.add(_record->send_buf, _record->send_len) : gathered.add(pkt->get_header(), sizeof(Header));
         if (token.has_data() && (!front || _record->header_send)) gathered.add(token.get_data(), pkt->get_data_size());
-        // Ahead of the send: the acknowledgement may be here before the call returns.
+        // Before the write: the acknowledgement may arrive before the system call returns.
         if (server && !(front && front_begun)) wait_ack(_record, token, pkt);
     }
     _record->in_flight = gathered.messages;
@@ -115,7 +115,7 @@ Transfer send_queued(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_,
     return result;
 }
 
-/// The message in `recv_token` is complete: the processor's from here on, and the next one may come.
+/// Passes the complete message in `recv_token` to the processor, and prepares for the next one.
 void deliver(struct_epoll_overlapped_tcp* _record) {
     if (send_sdk__(_record->recv_token, _record->recv_token.get_header_packet()) != 0) _record->recv_token.free();
     _record->recv_token.reset();
@@ -149,7 +149,7 @@ void completed_recv_header(struct_epoll_overlapped_tcp* _record) {
     }
 }
 
-/// Accounts for bytes that stand in the current piece.
+/// Accounts for bytes that were read into the current piece.
 void arrived(struct_epoll_overlapped_tcp* _record, std::size_t _count) {
     _record->recv_buf += _count;
     _record->recv_len -= _count;
@@ -188,8 +188,8 @@ int request_recv_header(struct_epoll_overlapped_tcp* _record) {
 int recv_connection(struct_epoll_overlapped_tcp* _record) {
     try {
         for (int step = 0; step < c_steps_per_wake_up; ++step) {
-            // A long payload lands in its block; short messages behind it are copied, which costs less than to ask for
-            // each piece of them.
+            // A long payload is read directly into its block. Short messages behind it are copied, which is cheaper than
+            // one system call for each piece.
             std::uint8_t ahead[c_read_ahead];
             const std::size_t awaited = _record->recv_len;
             iovec pieces[2] = {{_record->recv_buf, awaited}, {ahead, sizeof ahead}};
@@ -204,7 +204,7 @@ int recv_connection(struct_epoll_overlapped_tcp* _record) {
                     break;
             }
             _record->recv_clk = relay_clock();
-            // Listeners and acknowledgements are on their way when all that has arrived was handed on.
+            // Wakes listeners and the send worker once, after all received messages were passed on.
             const Wakeup_coalescing coalescing;
             arrived(_record, std::min(moved, awaited));
             for (std::size_t done = awaited; done < moved;) {
@@ -213,13 +213,13 @@ int recv_connection(struct_epoll_overlapped_tcp* _record) {
                 done += count;
                 arrived(_record, count);
             }
-            // There was no more. The rest of a payload is on its way, as a rule, and soon here.
+            // A short read: the socket is empty. But the rest of a payload usually arrives soon, so try once more.
             if (moved < awaited + sizeof ahead && !_record->recv_token.has_data()) break;
         }
         arm(epoll_tcp_recv, _record, c_arm_recv);
         return 0;
     } catch (const std::bad_alloc&) {
-        // A message that no memory can be had for: the stream cannot be followed any further.
+        // No memory for a message: without it, the next message in the stream cannot be found.
         count(Counter::payloads_without_memory);
         return end_of_stream(_record);
     }
@@ -239,7 +239,7 @@ int send_connection(struct_epoll_overlapped_tcp* _record) {
             _record->send_state = false;
             ::shutdown(_record->socket, SHUT_WR);
             lock.unlock();
-            // An accepted connection ends here; a client's waits for the end of the other side.
+            // An accepted connection ends here. A client waits until the peer closes, too.
             if (_record->is_server_side()) delete_overlapped(_record);
             return 0;
         }
@@ -248,7 +248,7 @@ int send_connection(struct_epoll_overlapped_tcp* _record) {
         switch (send_queued(_record, &moved, &all)) {
             case Transfer::ended:
                 _record->send_state = false;
-                // The receiving side finds the failure, unless it has been here already.
+                // The receive worker finds the failure, unless it has already finished with this record.
                 if (_record->is_server_side() && !_record->send_queue.back().has_header()) {
                     lock.unlock();
                     delete_overlapped(_record);
@@ -284,7 +284,7 @@ void queue_closing_marker(struct_epoll_overlapped_tcp* _record) {
     const bool idle = _record->send_queue.empty();
     _record->send_queue.push(Token{});
     if (idle) start_front(_record);
-    // A queue that stands still after a failed send is woken, too: the worker finds the failure and ends it.
+    // A failed send leaves a stalled queue: the worker must run again, find the failure, and end the record.
     if (idle || !_record->send_state) {
         _record->send_state = true;
         g_tcp_ready_list.put(_record);

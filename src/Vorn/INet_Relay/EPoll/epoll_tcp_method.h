@@ -1,6 +1,6 @@
 /// @file
-/// One TCP connection after its opening exchange, written once for both sides, and the steps of both opening
-/// exchanges. The sides differ only in what `is_server_side` decides.
+/// The steps of a TCP connection. One implementation of the established connection serves both sides, which differ only
+/// where the code checks `is_server_side`; each side has its own steps of the opening exchange.
 #pragma once
 
 #include "Vorn/INet_Relay/EPoll/epoll.h"
@@ -9,21 +9,20 @@ namespace Vorn35 {
 
 // Both sides, established.
 
-/// Makes `recv_token` ready for the next header: a block that already says from where the message comes.
+/// Prepares `recv_token` for the next header, with the source and destination of this connection.
 int request_recv_header(struct_epoll_overlapped_tcp* _record);
-/// Reads what has arrived and hands complete messages to the processor. Receive worker.
+/// Reads what has arrived and passes complete messages to the processor. Receive worker.
 int recv_connection(struct_epoll_overlapped_tcp* _record);
-/// Writes what is queued as far as the socket takes it. Send worker.
+/// Writes queued messages until the socket is full. Send worker.
 int send_connection(struct_epoll_overlapped_tcp* _record);
-/// Puts a message behind what is queued, and arms the send worker when the queue was empty. The token becomes
-/// the connection's.
+/// Appends a message to the queue, and arms the send worker if the queue was empty. The connection takes over the token.
 void queue_message(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _pkt_)
     VORN35_REQUIRES(_record->send_queue_lock);
 /// The same for the closing marker.
 void queue_closing_marker(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(_record->send_queue_lock);
-/// Tells the processor that the connection came up or went down.
-/// @param _made when that was, read under the lock of the record's table: by it a `Proxy` tells the events of a
-///         connection from those of its predecessor.
+/// Notifies the processor that the connection was established or lost.
+/// @param _made the time of the event, read under the lock of the record's table. It lets a `Proxy` distinguish events of
+///         this connection from events of the previous one.
 void post_connection_event(struct_epoll_overlapped_tcp* _record, void (Packet::*_set_marker)(), Error _error,
                            ks_clock_t _made);
 
@@ -32,7 +31,7 @@ void post_connection_event(struct_epoll_overlapped_tcp* _record, void (Packet::*
 enum class Exchange { under_way, done, failed };
 Exchange send_opening(struct_epoll_overlapped_tcp* _record, Tcp_header* _header);
 Exchange recv_opening(struct_epoll_overlapped_tcp* _record, Tcp_header* _header_);
-/// Reads `local_addr` from the socket, takes its port for the gate port, and sets `TCP_NODELAY` if asked.
+/// Sets `local_addr` and the gate port from the socket, and `TCP_NODELAY` if configured.
 void set_option(struct_epoll_overlapped_tcp* _record, bool _nagle_off);
 
 // Client side.
@@ -53,7 +52,7 @@ int completed_recv_client_header(struct_epoll_overlapped_tcp* _record);
 
 int request_listen(Port* _port_);
 void close_listener(Port _port);
-/// 0, also when no connection waits any more; -1 when the process cannot accept.
+/// @return 0 when no connection waits any more; -1 when the process cannot accept.
 int accept(struct_epoll_overlapped* _listener);
 int recv_server_init(struct_epoll_overlapped_tcp* _record);
 int send_server_init(struct_epoll_overlapped_tcp* _record);
@@ -62,12 +61,11 @@ int unestablish_accept(struct_epoll_overlapped_tcp* _record);
 int shutdown_server(struct_epoll_overlapped_tcp* _record);
 int failed_send_server(struct_epoll_overlapped_tcp* _record);
 int failed_server_init(struct_epoll_overlapped_tcp* _record);
-/// A `signal_return` or `call_return` whose header starts to go out waits for its acknowledgement from here
-/// on.
+/// Queues a `signal_return` or `call_return` for its acknowledgement. Called before the write that may start its header.
 void wait_ack(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _pkt_);
-/// Its header did not start to go out after all. Only the send worker puts any there, so the last ones are its own.
+/// Undoes `wait_ack` for a header of which no byte was written. Only the send worker appends, so the newest entry is its.
 void unwait_ack(struct_epoll_overlapped_tcp* _record, Packet* _pkt_);
-/// Takes one acknowledgement; matched by order alone. One that nothing waits for is dropped.
+/// Handles one acknowledgement. Acknowledgements match returns by order only; an unexpected one is dropped.
 void take_ack(struct_epoll_overlapped_tcp* _record);
 
 // UDP.
@@ -76,9 +74,9 @@ int send_udp(struct_epoll_overlapped_ex* _record);
 int recv_udp(struct_epoll_overlapped_ex* _record);
 int udp_initialize(Port _port);
 void udp_finalize(Port _port);
-/// All of them, and the use counts. Only when no worker runs, so without the locks.
+/// Closes all UDP sockets and clears the use counts. Takes no locks: call it only when no worker runs.
 void udp_finalize() VORN35_NO_THREAD_SAFETY_ANALYSIS;
-/// Lets the port's socket receive from all groups that this host is a member of, not only from its own.
+/// Makes the port's socket receive datagrams of every multicast group that this host has joined.
 void admit_multicast(Port _port);
 
 }  // namespace Vorn35

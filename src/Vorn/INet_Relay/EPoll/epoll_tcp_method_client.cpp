@@ -1,8 +1,8 @@
-/// Client side of a connection. What holds throughout:
+/// Client side of a connection. Invariants:
 ///  1. A client record is in exactly one table, or in none while its worker is about to end it.
-///  2. A record has one socket in its life: every further attempt is made by a fresh record.
-///  3. Only `del_client` gives up the intent to connect. Whoever ends a record plans its successor under the same
-///     hold of `g_client_lock` that takes it out of its table, so that `del_client` always finds one of the two.
+///  2. A record has one socket during its lifetime; each further attempt uses a new record.
+///  3. Only `del_client` gives up the intent to connect. A thread that ends a record takes it out of its table and adds its
+///     successor under one hold of `g_client_lock`, so `del_client` always finds one of the two.
 
 #include <netinet/in.h>
 
@@ -33,14 +33,14 @@ bool holds(const establish_map_t& _map, Addr _addr, const struct_epoll_overlappe
     return found != _map.end() && found->second != _other_than;
 }
 
-/// A later `add_client` took the record's address into use again.
+/// A later `add_client` uses the record's address again.
 bool has_successor(const struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(g_client_lock) {
     const Addr addr = _record->remote_addr;
     return holds(g_connect_map, addr, _record) || holds(g_establish_client_map, addr, _record) ||
            holds(g_connect_fail_map, addr, _record);
 }
 
-/// Takes the record out of whatever table it is in.
+/// Removes the record from its table.
 void untable(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(g_client_lock) {
     for (establish_map_t* map : {&g_connect_map, &g_establish_client_map}) {
         const auto found = map->find(_record->remote_addr);
@@ -49,7 +49,7 @@ void untable(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(g_client_lock
     g_closing_clients.erase(_record);
 }
 
-/// Takes the record out of its table and, unless its `Proxy` is gone, plans the next attempt.
+/// Removes the record from its table and schedules the next attempt, unless its `Proxy` was stopped.
 void untable_and_plan_reconnect(struct_epoll_overlapped_tcp* _record) VORN35_REQUIRES(g_client_lock) {
     untable(_record);
     const Addr addr = _record->remote_addr;
@@ -57,7 +57,7 @@ void untable_and_plan_reconnect(struct_epoll_overlapped_tcp* _record) VORN35_REQ
     g_connect_fail_map.emplace(addr, new_overlapped_tcp(-1, c_socket_init_client, Addr(), addr));
 }
 
-/// Moves a removed record out of the way of its successor.
+/// Moves a removed record aside, so that its successor can use the address.
 void set_aside(establish_map_t* _map, Addr _addr) VORN35_REQUIRES(g_client_lock) {
     const auto found = _map->find(_addr);
     if (found == _map->end() || !found->second->b_remove_client) return;
@@ -99,7 +99,7 @@ int request_connect(struct_epoll_overlapped_tcp* _record) {
     }
     sockaddr_in local{};
     local.sin_family = AF_INET;
-    // Any address and port; a failure shows in the connect.
+    // Any address and port. The connect reports a failure.
     static_cast<void>(::bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local));
     sockaddr_in remote{};
     remote.sin_family = AF_INET;
@@ -120,7 +120,7 @@ int request_connect(struct_epoll_overlapped_tcp* _record) {
 
 int completed_connect(struct_epoll_overlapped_tcp* _record) {
     set_option(_record, g_client_nagle_off_use);
-    // With nobody listening, a connect to a port that the kernel also gave this end succeeds against itself.
+    // If no process listens on the dialled port, the kernel may choose it for our end, and the connect reaches itself.
     if (_record->local_addr == _record->remote_addr) return failed_connect(_record);
     ::epoll_ctl(epoll_tcp_init, EPOLL_CTL_DEL, _record->socket, nullptr);
     return request_send_client_init(_record);
@@ -181,7 +181,7 @@ int establish_connect(struct_epoll_overlapped_tcp* _record) {
             g_establish_client_map[_record->remote_addr] = _record;
         }
     }
-    // One whose `Proxy` was stopped meanwhile has nobody to tell; its successor must not hear of it.
+    // If its `Proxy` was stopped meanwhile, there is no receiver for the notice; a successor must not get it.
     count(Counter::clients_connected);
     if (wanted) {
         post_connection_event(_record, &Packet::set_tcp_connected_to_server, VORN_ERR_NONE_, made);
@@ -242,7 +242,7 @@ int send_tcp_client(Addr _node_addr, Token _token, Packet* _pkt_) {
     record->send_clk = relay_clock();
     _pkt_->set_client_gate_port(record->gate_port_of_local);
     const Lock_guard queue_lock(record->send_queue_lock);
-    // A connection that is closing takes nothing more: the message is lost, and its blocks with it.
+    // A closing connection accepts no message: this one is lost, and its blocks are not freed.
     if (record->b_remove_client) {
         count(By_kind::unsent, _pkt_->get_msg_type());
         return 0;
@@ -275,7 +275,7 @@ void del_client(Addr _stub_addr) {
         const Lock_guard queue_lock(record->send_queue_lock);
         if (!record->b_remove_client) {
             record->b_remove_client = true;
-            // Nothing is armed: the opening exchange goes on, and the connection is left to its peer.
+            // Arms nothing: the opening exchange continues, and the peer must close the connection.
             record->send_state = true;
             record->send_buf = nullptr;
             record->send_queue.push(Token{});

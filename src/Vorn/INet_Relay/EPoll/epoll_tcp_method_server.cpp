@@ -1,5 +1,5 @@
-/// Server side of a connection. An established record is ended by the send worker alone; the receive worker,
-/// when it finds the end of the stream, puts the closing marker behind what is still to go out.
+/// Server side of a connection. Only the send worker ends an established record. When the receive worker finds the end of the
+/// stream, it appends the closing marker to the queue.
 
 #include <netinet/in.h>
 #include <poll.h>
@@ -35,7 +35,7 @@ int request_send_server_init(struct_epoll_overlapped_tcp* _record) {
     return watch(epoll_tcp_send, _record, c_arm_send) == 0 ? 0 : failed_server_init(_record);
 }
 
-/// Failures of one connection, which say nothing about the next.
+/// The failure concerns one connection only; the next `accept` may succeed.
 bool is_passing_failure(int _errno) {
     switch (_errno) {
         case ECONNABORTED:
@@ -53,7 +53,7 @@ bool is_passing_failure(int _errno) {
     }
 }
 
-/// Whether the kernel refused a descriptor although no connection waits: it takes the descriptor before it looks.
+/// The kernel refused a descriptor although no connection waits: it reserves the descriptor before it looks for one.
 bool is_refused_in_vain(int _errno, Socket _listener) {
     if (_errno != EMFILE && _errno != ENFILE) return false;
     pollfd waiting{_listener, POLLIN, 0};
@@ -110,7 +110,7 @@ void close_listener(Port _port) {
 }
 
 int accept(struct_epoll_overlapped* _listener) {
-    // The listener is edge-triggered: connections that arrived together are all taken now.
+    // The listener is edge-triggered, so accept all connections that wait.
     for (;;) {
         sockaddr_in peer{};
         socklen_t length = sizeof peer;
@@ -220,9 +220,9 @@ void wait_ack(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _pkt_)
 void unwait_ack(struct_epoll_overlapped_tcp* _record, Packet* _pkt_) {
     if (!is_acknowledged(_pkt_)) return;
     const Lock_guard lock(_record->ack_wait_q_lock);
-    // A peer may acknowledge what it has not received.
+    // A faulty peer may have acknowledged a return that it did not receive.
     if (_record->ack_wait_q.empty()) return;
-    // The last that was put there. Its count is not at its end: the queue of messages holds it.
+    // The newest entry. The send queue still holds a reference to its block.
     Token waiting = _record->ack_wait_q.all().back();
     _record->ack_wait_q.pop_back();
     waiting.free();

@@ -1,6 +1,6 @@
 /// @file
-/// The five workers. Each waits at its own epoll instance and runs the step that a record's type and the
-/// event call for. An event without data tells a worker to leave.
+/// The five workers. Each waits on its own epoll instance and runs the step that the record's type and the event require.
+/// An event with null data makes a worker end.
 #pragma once
 
 #include <sys/epoll.h>
@@ -18,30 +18,29 @@ void epoll_thread_tcp_send_entry();
 void epoll_thread_udp_recv_entry();
 void epoll_thread_udp_send_entry();
 
-/// Error or hang-up stands in the event word.
+/// The event word reports an error or a hang-up.
 inline bool is_broken(std::uint32_t _events) {
     return (_events & (EPOLLERR | EPOLLHUP)) != 0;
 }
 
-/// What a `std::string`, the sign of a fault of the worker itself, does to it. Anything else never ends a
-/// worker.
+/// What a thrown `std::string` does to a worker: it reports a fault of the worker itself. No other exception ends a worker.
 enum class On_fault { end, go_on };
 
-/// Records of its line that a send worker serves before it looks at its epoll instance.
+/// Records of the ready list that a send worker serves before it polls its epoll instance.
 inline constexpr int c_served_per_look = 64;
 
-/// The shape that all workers share.
-/// @param _line of a send worker: its records have something to send, and are served without an event.
-/// @param _step called with the record and the event word; one event a turn.
+/// The loop of every worker.
+/// @param _ready_list ready list of a send worker, whose records it serves without an event; null for other workers.
+/// @param _step called with the record and the event word of one event.
 template <class Record, class Step>
-void run_worker(Worker _worker, int _epoll, On_fault _on_fault, Ready_list* _line, Step _step) {
-    if (_epoll == -1) return;  // there was no descriptor for it: nothing can come
+void run_worker(Worker _worker, int _epoll, On_fault _on_fault, Ready_list* _ready_list, Step _step) {
+    if (_epoll == -1) return;  // it could not be created, so no event can arrive
     worker_begin(_worker);
     int served = 0;
     for (;;) {
         try {
             worker_pass(_worker);
-            struct_epoll_overlapped* const waiting = _line == nullptr ? nullptr : _line->next();
+            struct_epoll_overlapped* const waiting = _ready_list == nullptr ? nullptr : _ready_list->next();
             if (waiting != nullptr) {
                 _step(static_cast<Record*>(waiting), EPOLLOUT);
                 if (++served < c_served_per_look) continue;
@@ -49,7 +48,7 @@ void run_worker(Worker _worker, int _epoll, On_fault _on_fault, Ready_list* _lin
             served = 0;
             epoll_event event{};
             const int count = ::epoll_wait(_epoll, &event, 1, waiting == nullptr ? -1 : 0);
-            if (_line != nullptr && waiting == nullptr) _line->awake();
+            if (_ready_list != nullptr && waiting == nullptr) _ready_list->awake();
             if (count == 0 && waiting != nullptr) continue;
             if (count == -1 && errno == EINTR) continue;
             if (count <= 0) throw std::string("epoll_wait");

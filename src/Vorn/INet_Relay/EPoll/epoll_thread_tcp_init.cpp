@@ -5,14 +5,14 @@ namespace Vorn35 {
 
 namespace {
 
-// The whole event word of a connecting socket is compared, deliberately not single bits.
+// Deliberately compares the whole event word of a connecting socket, not single bits.
 constexpr std::uint32_t c_connected = 0x04;
 constexpr std::uint32_t c_connected_and_hung_up = 0x14;
 constexpr std::uint32_t c_refused = 0x1C;
 
-/// The kernel is about to end the connection: its error shows ahead of the rest of the word. Nobody is told of the rest
-/// unless the socket is armed again.
-bool is_half_told(std::uint32_t _events) {
+/// The kernel is ending the connection, and reports its error before the other bits. The one-shot event is used up, so the
+/// socket must be armed again to get the whole word.
+bool is_partial(std::uint32_t _events) {
     return (_events & EPOLLERR) != 0;
 }
 
@@ -28,7 +28,7 @@ void step(struct_epoll_overlapped* _record, std::uint32_t _events) {
                 completed_connect(client);
             } else if (_events == c_refused) {
                 failed_connect(client);
-            } else if (is_half_told(_events)) {
+            } else if (is_partial(_events)) {
                 arm(epoll_tcp_init, client, c_arm_send);
             }
             return;

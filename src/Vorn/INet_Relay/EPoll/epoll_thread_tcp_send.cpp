@@ -29,8 +29,8 @@ void step(struct_epoll_overlapped_tcp* _record, std::uint32_t _events) {
 }  // namespace
 
 void epoll_thread_tcp_send_entry() {
-    // Whoever wakes this worker has more to do, a caller above all that is about to wait for its answer: it goes on
-    // first where they share a processor.
+    // The thread that wakes this worker has more to do, such as a caller that is about to wait for its answer. On a shared
+    // processor that thread must continue first, so this worker must not preempt it.
     const sched_param none{};
     ::pthread_setschedparam(::pthread_self(), SCHED_BATCH, &none);
     run_worker<struct_epoll_overlapped_tcp>(Worker::tcp_send, epoll_tcp_send, On_fault::end, &g_tcp_ready_list, step);

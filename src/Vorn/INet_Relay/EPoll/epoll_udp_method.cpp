@@ -1,4 +1,4 @@
-/// One UDP socket a port, shared by reference count. No acknowledgement, no retry, no connection.
+/// One UDP socket per port, shared by reference count. No acknowledgements, no retries, no connections.
 
 #include <netinet/in.h>
 #include <sys/epoll.h>
@@ -23,10 +23,10 @@ udp_map_t& g_udp_map = *new udp_map_t;
 
 namespace {
 
-/// Datagrams that one wake-up takes from one socket before the others get their turn.
+/// Datagrams of one socket in one wake-up, before other sockets get their turn.
 constexpr int c_datagrams_per_wake_up = 64;
 
-/// Sets an option of the port's socket, if there is one, while it cannot go away.
+/// Sets an option of the port's socket, if it exists; the lock keeps the socket open meanwhile.
 template <class Value>
 void set_option(Port _port, int _option, const Value& _value) {
     const Lock_guard lock(g_udp_map_lock);
@@ -43,14 +43,14 @@ ip_mreq_source membership(IP _multicast_ip, IP _multicast_if, IP _source_ip) {
     return request;
 }
 
-/// Room for the interface that a datagram leaves by.
+/// Buffer for the control message that selects the interface of a datagram.
 union Interface_control {
     cmsghdr head;
     char bytes[CMSG_SPACE(sizeof(in_pktinfo))];
 };
 
-/// The interface is named with the datagram itself: the socket has no state for it that could be out of date.
-/// @param _multicast_if its address.
+/// Selects the interface for this datagram only, so the socket has no state that could be out of date.
+/// @param _multicast_if address of the interface.
 void set_multicast_if(IP _multicast_if, Interface_control* _control_, msghdr* _message_) {
     in_pktinfo info{};
     info.ipi_spec_dst.s_addr = _multicast_if;
@@ -65,7 +65,7 @@ void set_multicast_if(IP _multicast_if, Interface_control* _control_, msghdr* _m
 
 enum class Datagram { taken, dropped, none };
 
-/// Takes one datagram off the socket. One that is malformed is consumed and dropped.
+/// Receives one datagram. Drops a malformed one.
 Datagram recv_datagram(struct_epoll_overlapped_ex* _record) {
     Token& token = _record->recv_token;
     if (!token.has_header()) token.alloc_header_force();
@@ -83,7 +83,7 @@ Datagram recv_datagram(struct_epoll_overlapped_ex* _record) {
         return Datagram::dropped;
     };
 
-    // The header alone decides what to do; the length is that of the whole datagram.
+    // Peeks at the header; the result is the length of the whole datagram.
     const ssize_t length = uninterrupted(
         [&] { return ::recv(fd, pkt->get_header(), Packet::get_header_size(), MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT); });
     if (length == -1) return Datagram::none;
@@ -104,12 +104,12 @@ Datagram recv_datagram(struct_epoll_overlapped_ex* _record) {
                           &peer_length);
     });
     if (taken == -1 || static_cast<std::size_t>(taken) != pkt->get_packet_size()) {
-        // The socket was closed meanwhile.
+        // The socket was closed in the meantime.
         token.free_data();
         return Datagram::none;
     }
     pkt->set_src_ip(peer.sin_addr.s_addr);
-    // The sender is known by the gate port that it declares, if any, and not by its UDP port.
+    // A declared gate port identifies the sender, instead of its UDP port.
     pkt->set_src_port(pkt->get_client_gate_port() != 0 ? pkt->get_client_gate_port() : ntohs(peer.sin_port));
     pkt->set_mct_if(c_loopback_ip);
     count_traffic(By_kind::received, By_kind::received_bytes, pkt->get_msg_type(), pkt->get_packet_size());
@@ -132,7 +132,7 @@ int add_udp(Port _port) {
 
 void del_udp(Port _port) {
     const Lock_guard lock(g_udp_refs_mutex);
-    // Taken below 0, the count wraps: the port then counts as held.
+    // Below 0 the count wraps, and the port then counts as in use.
     if (--g_udp_refs[_port] == 0) udp_finalize(_port);
 }
 
@@ -154,14 +154,15 @@ int udp_initialize(Port _port) {
     ::setsockopt(fd, IPPROTO_IP, IP_MULTICAST_TTL, &ttl, sizeof ttl);
     const unsigned char loop = 1;
     ::setsockopt(fd, IPPROTO_IP, IP_MULTICAST_LOOP, &loop, sizeof loop);
-    // A publisher would receive its own values, since others on this host are members; `admit_multicast` undoes it.
+    // Otherwise a publisher would receive its own values if another process of this host has joined the group.
+    // `admit_multicast` switches it on again.
     const int off = 0;
     ::setsockopt(fd, IPPROTO_IP, IP_MULTICAST_ALL, &off, sizeof off);
     auto* const record = new struct_epoll_overlapped_ex(fd, c_socket_udp, Addr(0, _port));
     const bool watched =
         watch(epoll_udp_recv, record, c_watch_input) == 0 && watch(epoll_udp_send, record, c_parked) == 0;
     {
-        // After that: whoever finds it here may arm it.
+        // After `watch`: a thread that finds the record here may arm it.
         const Lock_guard lock(g_udp_map_lock);
         g_udp_map[_port] = record;
     }
@@ -207,7 +208,7 @@ int send_udp(struct_epoll_overlapped_ex* _record) {
         {
             const Lock_guard lock(_record->send_queue_lock);
             if (_record->send_queue.empty()) return 0;
-            // Stays at the front until it has gone, so that nobody else arms the socket meanwhile.
+            // Stays at the front until it is sent, so that no other thread adds the socket to the ready list.
             token = _record->send_queue.front();
         }
         Packet* const pkt = token.get_header_packet();
@@ -217,7 +218,7 @@ int send_udp(struct_epoll_overlapped_ex* _record) {
         peer.sin_family = AF_INET;
         peer.sin_addr.s_addr = pkt->get_dst_ip();
         peer.sin_port = htons(_record->local_addr.port);
-        // Header and payload are gathered: the data block may be in other hands, too, and is only read.
+        // Gathers header and payload. Other messages may share the data block, so it is only read.
         const std::size_t held = token.has_data() ? get_data_size(token.data_mm) : 0;
         if (pkt->get_data_size() > held) pkt->set_data_size(static_cast<Pksize>(held));
         iovec pieces[2] = {{pkt->get_header(), Packet::get_header_size()}, {token.get_data(), pkt->get_data_size()}};
@@ -234,7 +235,7 @@ int send_udp(struct_epoll_overlapped_ex* _record) {
             arm(epoll_udp_send, _record, c_arm_send);
             return 0;
         }
-        // Any other failure is silent: nobody waits for a datagram.
+        // Other failures are not reported: a datagram has no acknowledgement.
         if (sent == -1) {
             count(Counter::datagrams_unsent);
         } else {

@@ -1,4 +1,4 @@
-/// Life of the relay: configuration, start and stop.
+/// Configuration, start and stop of the relay.
 
 #include <sys/epoll.h>
 #include <unistd.h>
@@ -44,7 +44,7 @@ std::thread* epoll_thread_udp_send = nullptr;
 constexpr const char* c_ini_file = "../Config/vorn.ini";
 constexpr const char* c_ini_section = "VORN";
 
-/// Anything but "no" is a yes.
+/// Every value except "no" means yes.
 bool configured_yes(const char* _key) {
     return Kestrane::get_lwr_string_from_ini_file(c_ini_file, c_ini_section, _key, "yes") != std::string("no");
 }
@@ -64,7 +64,7 @@ void make_heartbeat() {
 
 void read_configuration() {
     g_auto_disconnect = configured_yes("AUTO_DISCONNECT");
-    // The reuse and linger keys belong to the file's format; no socket option follows from them.
+    // The reuse and linger keys belong to the file format, but set no socket option.
     g_server_socket_reuse = configured_yes("SERVER_SOCKET_REUSE");
     g_listen_backlog = configured_integer("SERVER_LISTEN_BACKLOG", 5);
     g_server_linger_use = configured_yes("SERVER_LINGER_USE");
@@ -75,8 +75,8 @@ void read_configuration() {
     g_client_nagle_off_use = configured_yes("CLIENT_NAGLE_OFF_USE");
 }
 
-/// Tells the worker of an epoll instance to leave, by an event without data, and joins it. One without an instance has
-/// left by itself.
+/// Ends the worker of an epoll instance by an event with null data, and joins it. A worker without an instance has already
+/// ended.
 void stop_worker(int _epoll, std::thread** _thread_) {
     if (*_thread_ == nullptr) return;
     epoll_event event{};

@@ -20,7 +20,7 @@ void Ready_list::put(struct_epoll_overlapped* _record) {
     bool sleeps = false;
     {
         const Lock_guard guard(lock);
-        // Looked at under the lock: who ends a record closes its socket first and takes it out of the line then.
+        // Checked under the lock: a thread that ends a record first closes its socket and then removes it from the list.
         if (_record->socket == -1 || _record->parked.empty()) return;
         ready.splice(ready.end(), _record->parked);
         sleeps = asleep;

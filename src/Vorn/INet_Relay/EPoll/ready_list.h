@@ -1,9 +1,8 @@
 /// @file
-/// How a send worker learns of records that have something to send.
+/// The ready list of a send worker: records that have something to send.
 ///
-/// Whoever puts a message into an empty queue puts the record into the line of its worker. The worker serves the line
-/// and asks epoll only about sockets that take nothing more for now, so a message costs one wake-up at most, and none
-/// while the worker is awake.
+/// A thread that puts a message into an empty queue adds the record to the list. The worker serves the list, and uses epoll
+/// only for sockets that are full. So a message costs at most one wake-up, and none while the worker is awake.
 #pragma once
 
 #include <list>
@@ -19,27 +18,27 @@ public:
     Ready_list(const Ready_list&) = delete;
     Ready_list& operator=(const Ready_list&) = delete;
 
-    /// Puts a record at the end, if its socket is open and it is not in the line. The worker is woken at the end of the
-    /// thread's `Wakeup_coalescing`.
+    /// Appends a record if its socket is open and it is not in the list. Wakes the worker at the end of the thread's
+    /// `Wakeup_coalescing`.
     void put(struct_epoll_overlapped* _record);
-    /// A record that has ended leaves the line.
+    /// Removes a record that has ended.
     void remove(struct_epoll_overlapped* _record);
 
     // The worker's part.
 
-    /// Takes the first record out; null when there is none, and the worker counts as asleep from then on.
+    /// Removes and returns the first record. Returns null if the list is empty, and then the worker counts as asleep.
     struct_epoll_overlapped* next();
     void awake();
 
-    /// Wakes the worker if it sleeps and the line is not empty.
+    /// Wakes the worker if it sleeps and the list is not empty.
     void wake();
 
 private:
     const Worker worker;
-    /// Guards the line, the places of the records in it, and `asleep`.
+    /// Guards the list, `parked` of every record, and `asleep`.
     Mutex<lock_order::ready_list> lock;
-    std::list<struct_epoll_overlapped*> ready VORN35_GUARDED_BY(lock);  ///< Made of the records' own nodes.
-    /// The worker waits at epoll, and nobody has woken it for the line yet.
+    std::list<struct_epoll_overlapped*> ready VORN35_GUARDED_BY(lock);  ///< Consists of the records' own nodes.
+    /// The worker waits in epoll, and no thread has woken it yet.
     bool asleep VORN35_GUARDED_BY(lock) = false;
 };
 

@@ -22,19 +22,19 @@ struct Retired {
 };
 using retired_t = std::vector<Retired>;
 
-/// Guards everything below. A leaf: records are destroyed after it is released.
+/// Guards everything below. A leaf: records are destroyed only after its release.
 Mutex<lock_order::reap> g_reap_lock;
 retired_t& g_waiting VORN35_GUARDED_BY(g_reap_lock) =
     *new retired_t;  ///< For the next round. Never destroyed, as the workers may outlive it.
 retired_t& g_passing VORN35_GUARDED_BY(g_reap_lock) = *new retired_t;  ///< Of the round under way.
 unsigned g_live_workers VORN35_GUARDED_BY(g_reap_lock) = 0;            ///< One bit per worker.
-/// Workers that the round under way still waits for. Read without the lock at the head of each loop.
+/// Bits of the workers that the current round waits for. Each worker reads it without the lock at the head of its loop.
 std::atomic<unsigned> g_awaited{0};
 
 std::array<int, c_worker_count> g_wake = {-1, -1, -1, -1, -1};
 const char g_wake_mark = 0;
 
-/// An unconnected socket: what `end_socket` leaves under a closed number.
+/// An unconnected socket. `end_socket` puts it in place of a closed one.
 std::atomic<int> g_dead_socket{-1};
 
 thread_local int t_worker = -1;
@@ -43,22 +43,20 @@ constexpr unsigned bit_of(Worker _worker) {
     return 1U << static_cast<unsigned>(_worker);
 }
 
-/// Starts a round with what waits, for all workers but those that are known to hold nothing; no round
-/// under way.
+/// Starts a round for the waiting records. `_idle` are workers that certainly hold no pointer. No round runs.
 void begin_round(unsigned _idle) VORN35_REQUIRES(g_reap_lock) {
     g_passing.swap(g_waiting);
     const unsigned awaited = g_live_workers & ~_idle;
     g_awaited.store(awaited, std::memory_order_release);
     for (unsigned i = 0; i < c_worker_count; ++i) {
-        // A worker that retires something itself is in a step, and comes to the head of its loop without a
-        // wake-up.
+        // The calling worker is awake and will reach the head of its loop without a wake-up.
         if ((awaited & (1U << i)) == 0 || static_cast<int>(i) == t_worker) continue;
         wake_worker(static_cast<Worker>(i));
     }
 }
 
-/// The worker has nothing in hand.
-/// @return the records of the rounds that end here; to be destroyed after the lock is released.
+/// The worker holds no pointer to a record.
+/// @return the records of the rounds that this completes. The caller destroys them after it has released the lock.
 retired_t pass(unsigned _bit) VORN35_REQUIRES(g_reap_lock) {
     retired_t done;
     const unsigned awaited = g_awaited.load(std::memory_order_relaxed);
@@ -67,7 +65,7 @@ retired_t pass(unsigned _bit) VORN35_REQUIRES(g_reap_lock) {
     while (g_awaited.load(std::memory_order_relaxed) == 0 && !g_passing.empty()) {
         for (Retired& one : g_passing) done.push_back(std::move(one));
         g_passing.clear();
-        // This worker still has nothing in hand, and is about to sleep: the next round does not wait for it.
+        // This worker holds no pointer and is about to sleep, so the next round need not wait for it.
         if (!g_waiting.empty()) begin_round(_bit);
     }
     return done;
@@ -93,7 +91,7 @@ void reap_open() {
         event.events = EPOLLIN | EPOLLET;
         event.data.ptr = const_cast<char*>(&g_wake_mark);
         if (::epoll_ctl(*c_instances[i], EPOLL_CTL_ADD, g_wake[i], &event) == 0) continue;
-        // No descriptor for it. A worker that nobody can wake would hold up every round: it has to end, too.
+        // No descriptor left. A worker that cannot be woken would block every round, so it must end.
         ::close(*c_instances[i]);
         *c_instances[i] = -1;
     }
@@ -145,7 +143,7 @@ void worker_pass(Worker _worker) {
 
 void wake_worker(Worker _worker) {
     const std::uint64_t one = 1;
-    // Cannot fail: the counter would have to overflow 64 bits.
+    // Cannot fail: only a 64-bit overflow of the counter could block it.
     [[maybe_unused]] const auto written = ::write(g_wake[static_cast<unsigned>(_worker)], &one, sizeof one);
 }
 
@@ -154,7 +152,7 @@ bool is_wake_up(const void* _event_data) {
 }
 
 Socket dead_socket() {
-    // Once more if there was no descriptor for it at the start: without it no worker can be told to leave.
+    // Tries again if no descriptor was free at the start: stopping a worker needs this socket.
     if (g_dead_socket == -1) g_dead_socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
     return g_dead_socket;
 }
@@ -166,7 +164,7 @@ Socket end_socket(struct_epoll_overlapped* _record) {
     for (const int* const instance : c_instances) {
         if (*instance != -1) ::epoll_ctl(*instance, EPOLL_CTL_DEL, ended, nullptr);
     }
-    // Replaces what the number stands for in one step; the old socket closes here.
+    // Replaces the socket behind the number atomically, which closes the old one.
     ::dup3(g_dead_socket, ended, O_CLOEXEC);
     return ended;
 }

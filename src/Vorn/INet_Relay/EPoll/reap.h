@@ -1,14 +1,14 @@
 /// @file
-/// Deferred destruction: the one home of everything that a worker may still have in hand.
+/// Deferred reclamation of everything that a worker may still use.
 ///
-/// A worker learns of a record through a pointer in an epoll event, so a record (connection, listener or UDP
-/// port) can be removed while its pointer is on the way. The rule:
-///  1. whoever removes a record takes it out of the tables, closes its socket with `end_socket`, and hands it to
-///     `retire`;
-///  2. a worker drops every pointer before it comes to the head of its loop, where it calls `worker_pass`;
-///  3. a retired record is destroyed when each worker has come to the head of its loop once since.
-/// A worker that sleeps in `epoll_wait` is woken for it. Records that come while such a round is under way
-/// wait for the next one, so the cost is one wake-up of each worker per round and not per record.
+/// A worker gets a record (connection, listener or UDP port) as a pointer in an epoll event. So a record can be removed
+/// while its pointer is on the way. The protocol:
+///  1. The thread that removes a record takes it out of the tables, closes its socket with `end_socket`, and passes it to
+///     `retire`.
+///  2. A worker drops every pointer before it reaches the head of its loop, where it calls `worker_pass`.
+///  3. A retired record is destroyed after each worker has reached the head of its loop once.
+/// A round wakes workers that sleep in `epoll_wait`. Records retired during a round wait for the next one, so each round
+/// costs one wake-up per worker, however many records it frees.
 #pragma once
 
 #include <memory>
@@ -20,31 +20,31 @@ namespace Vorn35 {
 enum class Worker : unsigned { tcp_init, tcp_recv, tcp_send, udp_recv, udp_send };
 inline constexpr unsigned c_worker_count = 5;
 
-/// Puts a wake-up channel into each epoll instance. Before the workers start.
+/// Adds a wake-up channel to each epoll instance. Call it before the workers start.
 void reap_open();
-/// Destroys whatever is left. After the workers were joined.
+/// Destroys what is left. Call it after the workers were joined.
 void reap_close();
 
-/// The worker's thread begins, and ends for whatever reason.
+/// Called at the begin and at every end of a worker's thread.
 void worker_begin(Worker _worker);
 void worker_end(Worker _worker);
-/// Head of the worker's loop: it holds no pointer to any record.
+/// Called at the head of the worker's loop, where the worker holds no pointer to a record.
 void worker_pass(Worker _worker);
-/// Wakes a worker that sleeps at its epoll instance; it comes to the head of its loop. Between `reap_open` and
+/// Wakes a worker that sleeps in its epoll instance, so that it reaches the head of its loop. Valid between `reap_open` and
 /// `reap_close`.
 void wake_worker(Worker _worker);
-/// The event is a wake-up for the head of the loop and nothing else.
+/// The event only wakes the worker and belongs to no record.
 bool is_wake_up(const void* _event_data);
 
-/// A socket of no use, which is writable at once; -1 as long as there is no descriptor for it.
+/// A placeholder socket, always writable; -1 while no descriptor was free for it.
 Socket dead_socket();
 
-/// Closes the record's socket at once while its number stays taken, so that a worker that still reads the
-/// number from the record can never reach another connection by it. Idempotent.
-/// @return the number to give to `retire`; -1 when there was no socket.
+/// Closes the record's socket at once but keeps its descriptor number in use. So a worker that still reads the number from
+/// the record cannot reach another connection. Idempotent.
+/// @return the number to pass to `retire`; -1 if the record has no socket.
 Socket end_socket(struct_epoll_overlapped* _record);
 
-/// Destroys the record and frees the number when no worker can have them in hand any more.
+/// Destroys the record and frees the number when no worker can use them any more.
 void retire(std::unique_ptr<struct_epoll_overlapped> _record, Socket _ended_socket);
 
 }  // namespace Vorn35

@@ -1,6 +1,6 @@
 /// @file
-/// System calls on sockets behind one thin seam: interruption, partial transfers and "would block" are told
-/// apart here and nowhere else. No call blocks, and none raises SIGPIPE.
+/// The only place that handles interruption, partial transfers and "would block" of system calls on sockets. No call blocks
+/// or raises SIGPIPE.
 #pragma once
 
 #include <sys/socket.h>
@@ -14,9 +14,9 @@
 namespace Vorn35 {
 
 enum class Transfer {
-    moved,        ///< Some bytes went.
-    would_block,  ///< None now; ask epoll.
-    ended,        ///< End of stream or error: the connection is of no use any more.
+    moved,        ///< Some bytes were transferred.
+    would_block,  ///< None at present; wait with epoll.
+    ended,        ///< End of stream or error.
 };
 
 /// Repeats a system call that a signal interrupted.
@@ -29,12 +29,13 @@ auto uninterrupted(Call _call) {
     return result;
 }
 
-/// The call would have to wait.
+/// The error says that the call would block.
 inline bool is_would_block(int _errno) {
     return _errno == EAGAIN || _errno == EWOULDBLOCK;
 }
 
-/// Classifies the result of a transfer on a stream and reports the bytes moved.
+/// Classifies the result of a stream transfer.
+/// @param _moved_ receives the bytes transferred.
 inline Transfer classify(ssize_t _result, std::size_t* _moved_) {
     if (_result > 0) {
         *_moved_ = static_cast<std::size_t>(_result);

@@ -1,4 +1,4 @@
-/// Once a second: heartbeats, peers that fell silent, connects that hang, reconnects.
+/// Supervision, once a second: heartbeats, silent peers, hanging connects, reconnects.
 
 #include <sys/socket.h>
 
@@ -13,12 +13,12 @@ using namespace counters;
 
 namespace {
 
-/// In effect a peer is cut only after hours: ordinary breaks are found by TCP itself.
+/// Deliberately hours: TCP itself finds ordinary breaks.
 constexpr std::chrono::nanoseconds c_silence_limit(8888000000000);
 
-/// What is still alive gets its heartbeat; what is silent is noted, if it is to be cut at all.
-void keep_or_note(struct_epoll_overlapped_tcp* _record, ks_clock_t _clk,
-                  std::vector<struct_epoll_overlapped_tcp*>* _silent_) {
+/// Sends a heartbeat to a live peer. Collects a silent one, if silent peers are cut.
+void heartbeat_or_collect(struct_epoll_overlapped_tcp* _record, ks_clock_t _clk,
+                          std::vector<struct_epoll_overlapped_tcp*>* _silent_) {
     if (_record->b_cut) return;
     if (_record->recv_clk.load() + c_silence_limit >= _clk) {
         _record->send_clk = _clk;
@@ -28,8 +28,8 @@ void keep_or_note(struct_epoll_overlapped_tcp* _record, ks_clock_t _clk,
     }
 }
 
-/// Returns that the silent peer never acknowledged come back to their `Stub` as cancels. The one that is
-/// being sent is left out: it comes back with the rest of the queue when the connection ends.
+/// Gives returns that the silent peer did not acknowledge back to their `Stub` as cancels. Skips the return at the front of
+/// the send queue, which comes back with the rest of the queue when the connection ends.
 void return_unacknowledged(struct_epoll_overlapped_tcp* _record) {
     token_queue_t unacknowledged;
     mm_t being_sent = 0;
@@ -73,13 +73,13 @@ void timer_cancel_connect(ks_clock_t _clk) {
 }
 
 void timer_shutdown_server(ks_clock_t _clk) {
-    // Ends with the walk: what others send behind a heartbeat waits for it, and must not wait for more.
+    // Covers only this loop: messages queued behind a heartbeat must not wait longer for the wake-up.
     const Wakeup_coalescing coalescing;
     const Lock_guard lock(g_establish_server_map_lock);
     std::vector<struct_epoll_overlapped_tcp*> silent;
-    for (const auto& [addr, record] : g_establish_server_map) keep_or_note(record, _clk, &silent);
+    for (const auto& [addr, record] : g_establish_server_map) heartbeat_or_collect(record, _clk, &silent);
     for (auto* const record : silent) {
-        // Out of the table, so that the end that its worker now finds is not reported as a disconnect.
+        // Removed from the table first, so that the worker does not report a disconnect when it finds the end of stream.
         g_establish_server_map.erase(record->remote_addr);
         count(Counter::silent_cut);
         count(Counter::services_lost);
@@ -92,12 +92,12 @@ void timer_shutdown_client(ks_clock_t _clk) {
     const Wakeup_coalescing coalescing;
     const Lock_guard lock(g_client_lock);
     std::vector<struct_epoll_overlapped_tcp*> silent;
-    for (const auto& [addr, record] : g_establish_client_map) keep_or_note(record, _clk, &silent);
+    for (const auto& [addr, record] : g_establish_client_map) heartbeat_or_collect(record, _clk, &silent);
     for (auto* const record : g_closing_clients) {
-        if (record->type == c_socket_client) keep_or_note(record, _clk, &silent);
+        if (record->type == c_socket_client) heartbeat_or_collect(record, _clk, &silent);
     }
     for (auto* const record : silent) {
-        // Its worker reads the end of the stream, reports the loss and plans the reconnect.
+        // The worker finds the end of stream, reports the loss and schedules the reconnect.
         record->b_cut = true;
         count(Counter::silent_cut);
         ::shutdown(record->socket, SHUT_RD);

@@ -15,7 +15,7 @@ struct Letter_case {
     std::vector<Token> token_vect;
 
     Letter_case() = default;
-    /// The same tokens, with references of its own.
+    /// Copies the tokens and adds a reference to each block.
     Letter_case(const Letter_case& _other) : token_vect(_other.token_vect) {
         for (const Token& token : token_vect) safe_add_ref_token(token);
     }
@@ -24,7 +24,7 @@ struct Letter_case {
         for (Token& token : token_vect) token.free();
     }
 
-    /// Appends a token with a reference of its own to each of its blocks; the caller keeps its own.
+    /// Appends a token and adds a reference to each of its blocks. The caller keeps its references.
     void append(Token _token) {
         token_vect.push_back(_token);
         safe_add_ref_token(_token);

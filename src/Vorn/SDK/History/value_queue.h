@@ -20,13 +20,13 @@ public:
     Value_queue& operator=(const Value_queue&) = delete;
     ~Value_queue() { clear(); }
 
-    /// Enters a value with references of its own; the caller keeps its own. Whatever is more than `_keep`
-    /// goes, the oldest first.
+    /// Adds a value and a reference to each of its blocks; the caller keeps its references. Then frees the oldest values until
+    /// at most `_keep` are left.
     void push(Token _token, std::size_t _keep);
     /// The newest values, at most so many. The caller owns the snapshot.
     Letter_case_ snapshot(std::size_t _size) const;
     void clear();
-    /// Forgets the values without giving their references back: their blocks stay.
+    /// Removes the values but keeps their references: their blocks stay allocated.
     void abandon() { history.clear(); }
 
 private:

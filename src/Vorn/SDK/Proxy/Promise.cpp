@@ -21,7 +21,7 @@ double seconds_since(ks_clock_t _clock) {
     return Kestrane::to_seconds(now() - _clock);
 }
 
-/// The checks and the message that every request begins with.
+/// Checks the state and allocates the message of a request.
 Error prepare(const _Proxy* _pp, const Request& _request, Token* _token_) {
     if (!_pp->is_created()) return VORN_ERR_IS_NOT_CREATED_;
     if (!_pp->is_live()) return VORN_ERR_OBJECT_IS_NOT_EXIST_;
@@ -45,7 +45,7 @@ Error stamp_and_send(_Proxy* _pp, const Request& _request, Token _token, Msg_num
     return VORN_ERR_BUSY_LOCALHOST_;
 }
 
-/// Whether the wait was ended by a notification; a limit whose end no clock can name ends it at once.
+/// One timed wait. Returns true if a notification ended it. A limit that no clock can represent ends it immediately.
 bool wait_once(return_record_t* _record, double _seconds) {
     Unique_lock lock(_record->event_mutex);
     if (!Kestrane::deadline_fits(_seconds)) return false;
@@ -85,7 +85,7 @@ Promise_ async_request(_Proxy* _pp, const Request& _request) {
     auto record = std::make_shared<return_record_t>();
     record->limit = _request.limit;
     record->clock = clk;
-    // Ahead of the send: no answer can come unawaited.
+    // Before the send, so that no answer can arrive without its waiter.
     gp_processor->add_return(key, record.get());
     if (const Error failure = stamp_and_send(_pp, _request, token, key.msg_num, clk); failure != 0) {
         gp_processor->del_return(key);

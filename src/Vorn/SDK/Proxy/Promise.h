@@ -19,7 +19,7 @@ public:
     explicit Promise(Error _err) : key(_err) {}
     Promise(return_key_t _key, std::shared_ptr<return_record_t> _value) : key(_key), value_(std::move(_value)) {}
 
-    /// Where the waiter stands in the return table. `err` not 0: the request was never sent, and why.
+    /// Key of the waiter in the return table. If `err` is not 0, the request was not sent for this reason.
     return_key_t key;
     /// The waiter's record; null when the request was never sent.
     std::shared_ptr<return_record_t> value_;
@@ -38,20 +38,20 @@ struct Request {
 };
 
 /// Sends a request whose answer comes by callback. `mutex_01` shared.
-/// @param _msg_num_ receives the number of the exchange ahead of the send.
+/// @param _msg_num_ receives the number of the exchange before the message is sent.
 Error delegate_request(_Proxy* _pp, const Request& _request, Msg_num* _msg_num_);
 
 /// Sends a request whose answer is waited for. `mutex_01` shared. Never null.
 Promise_ async_request(_Proxy* _pp, const Request& _request);
 
-/// Sends a bare notice under a number of its own choice, limit none; failures are dropped. `mutex_01` shared.
+/// Sends a message without payload or limit; ignores failures. `mutex_01` shared.
 void send_notice(_Proxy* _pp, EMsg _type, Msg_code _code, Msg_num _num, Error _error, IP _mct_if);
 
-/// What the kind makes of an answer; `mutex_01` shared. The token is borrowed and has a header.
+/// How a kind evaluates an answer. Runs under `mutex_01` shared; borrows the token, which has a header.
 /// @return what the `await_` operation returns.
 using read_answer_t = Error(void* _context, Token _answer);
 
-/// The one timed wait for an answer, without a predicate, and the end of the handle.
+/// Waits once for an answer, without a predicate, and deletes the promise.
 /// @param _time_ if not null: receives the seconds since the request, once it was waited for.
 Error await_answer(_Proxy* _pp, Promise_ _promise_, double* _time_, read_answer_t* _read, void* _context);
 

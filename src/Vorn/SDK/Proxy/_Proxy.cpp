@@ -12,7 +12,7 @@ namespace Vorn35 {
 
 namespace {
 
-/// When a message of this process was made: its life was counted from then on.
+/// The time at which this process made the message.
 ks_clock_t made_at(const Packet* _pkt) {
     return _pkt->arrival_cpu_clock_counter - Kestrane::to_duration(_pkt->packet_live_time);
 }
@@ -193,7 +193,7 @@ void _Proxy::came_up(Connection _connection) {
         proxy_addr = _connection.local;
         pp->on_connect();
     }
-    // Its loss was told first: it takes effect now.
+    // The notice of its loss arrived first, and takes effect now.
     if (lost == ks_clock_t{}) return;
     Token loss;
     loss.alloc_header_force();
@@ -214,7 +214,7 @@ void _Proxy::adapter_object_destroy(Token _token) {
         if (told_by_relay) {
             const ks_clock_t made = made_at(pkt);
             if (made < connected_clk) return;
-            // Also if it takes effect now: it may be the loss of a connection that is yet to be told.
+            // Stored in any case: it may be the loss of a connection whose notice has not arrived yet.
             lost_clk = std::max(lost_clk, made);
         }
         if (!live_state) return;
@@ -228,7 +228,7 @@ void _Proxy::adapter_object_destroy(Token _token) {
         const Released released;
         pp->on_disconnect();
     }
-    // The connection that follows was told first: it takes effect now, if it still stands.
+    // The notice of the next connection arrived first, and takes effect now, if that connection still exists.
     if (next.clk != ks_clock_t{} && get_gate_port_of_local(stub_addr) == next.local.port) came_up(next);
 }
 

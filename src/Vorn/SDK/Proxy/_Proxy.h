@@ -41,7 +41,7 @@ public:
     // `mutex_01` exclusive.
 
     Error create(Addr _stub_addr);
-    /// On a listener thread only marks the object as stopped, and for good.
+    /// On a listener thread only marks the object as stopped; nothing completes this stop before the destructor.
     Error destroy();
     /// Leaves the processor, then drops all links and values.
     void destroy_force();
@@ -67,8 +67,7 @@ public:
     Addr get_stub_addr() const { return stub_addr; }
     Addr get_proxy_addr() const { return proxy_addr; }
 
-    // Members; take `mutex_01` exclusive. A code that is taken keeps its member; a code is removed whoever
-    // has it.
+    // Members; these take `mutex_01` exclusive. Adding a used code does nothing. Deleting goes by code only.
 
     void add_call(Msg_code _code, _Proxy_call* _call);
     void del_call(Msg_code _code);
@@ -98,7 +97,7 @@ public:
     void adapter_information_disconnect(Token _token);
     void adapter_information(Token _token);
     void adapter_information_on_link(Token _token);
-    /// Whatever has no row of its own in the switch is taken for the loss of the connection.
+    /// Every type without a case in the switch counts as the loss of the connection.
     void adapter_ctrl(Token _token);
     void adapter_object_create(Token _token);
     void adapter_object_destroy(Token _token);
@@ -112,7 +111,7 @@ private:
     Mutex<lock_order::numbers> seq_num_mutex;
     Msg_num seq_num VORN35_GUARDED_BY(seq_num_mutex) = 0;
 
-    /// The connection stands, as far as the relay has told.
+    /// The connection is established, by the notices of the relay so far.
     std::atomic<bool> live_state{false};
     Atomic_addr proxy_addr;  ///< Our end of the connection.
     Atomic_addr stub_addr;   ///< Written under `mutex_01` exclusive.
@@ -127,14 +126,14 @@ private:
     /// The default id means started; anything else not started.
     std::thread::id destroy_thread_id;
 
-    /// A connection that came up, as the relay told it.
+    /// An established connection, from a notice of the relay.
     struct Connection {
         ks_clock_t clk{};  ///< When.
         Addr local;        ///< Our end.
     };
 
-    /// Guards the clocks below and the change of `live_state` that goes with them: connection events are told by
-    /// listeners that may overtake each other, and take effect in the order of their making. A leaf.
+    /// Guards the clocks below and the changes of `live_state` that belong to them. Listeners may deliver notices out of
+    /// order; the notices take effect in the order of their times. A leaf.
     Mutex<lock_order::connection> connection_mutex;
     /// When the connection that stands came up; or when this object was started.
     ks_clock_t connected_clk VORN35_GUARDED_BY(connection_mutex){};

@@ -9,8 +9,7 @@
 
 namespace Vorn35 {
 
-/// A member that links to one of the service. A link ends with its connection and does not come back by
-/// itself.
+/// A member that links to a member of the service. A link ends with its connection and does not return with the next one.
 class _Linking_method : public _Proxy_method {
 public:
     bool is_linked() const { return connect_state; }
@@ -21,7 +20,7 @@ public:
     Promise_ async_link(EMsg _type, double _limit_time);
     Error await_link_return(Promise_ _promise_, double* _time_);
     /// Ends the link without a callback.
-    /// @param _send false: the service is not told; `mutex_01` may be exclusive then.
+    /// @param _send false: sends no message; the caller may hold `mutex_01` exclusive then.
     void disconnect(bool _send);
 
     // On a listener with `mutex_01` shared.
@@ -37,8 +36,7 @@ protected:
     /// The connection that an answer came over is known to be lost, or another one stands. `mutex_01` shared.
     bool is_of_the_past(const Packet* _answer) const;
 
-    /// The link stands. Read and written with no lock; two requests at once may both find it down and be
-    /// sent.
+    /// The link is established. Has no lock: two concurrent requests may both find it false and be sent.
     std::atomic<bool> connect_state{false};
 
 private:
@@ -56,7 +54,7 @@ private:
     virtual void take_answer(const Packet*, bool) {}
     /// Type of the message by which the client leaves.
     virtual EMsg shutdown_type() const = 0;
-    /// Local interface that goes with that message.
+    /// Local interface that this message carries.
     virtual IP shutdown_if() const { return c_loopback_ip; }
     /// The link is down. False: it was before.
     virtual bool end_link() { return connect_state.exchange(false); }

@@ -59,7 +59,7 @@ void _Stub::drop_state() {
     destroy_thread_id = std::this_thread::get_id();
 }
 
-/// Each control code is a group of its own, and each member of an ordered kind is serial.
+/// Each control code has its own group, and each member of an ordered kind its own serial key.
 template <class Group, class Alone>
 void _Stub::walk_ordered(Group _group, Alone _alone) const {
     for (const Msg_code code : c_control_codes) _group(Msg_addr(port, code, c_no_transaction));
@@ -86,7 +86,7 @@ void _Stub::unregist() {
     std::vector<Msg_addr> keys;
     const auto collect = [&keys](Msg_addr _addr) { keys.push_back(_addr); };
     walk_ordered(collect, collect);
-    // Members that are destroyed ahead of their started `Stub` have left the tables that the walk sees.
+    // The walk does not see members that were destroyed before their started `Stub`.
     std::ranges::copy_if(declared, std::back_inserter(keys), [this](Msg_addr _addr) { return _addr.port == port; });
     make_parallel(keys);
 }

@@ -42,7 +42,7 @@ public:
     // `mutex_01` exclusive.
 
     Error create(const char* _name_, Port* _port_);
-    /// On a listener thread only marks the object as stopped, and for good.
+    /// On a listener thread only marks the object as stopped; nothing completes this stop before the destructor.
     Error destroy();
     /// Leaves the processor, then drops all links, values and the port.
     void destroy_force();
@@ -65,8 +65,7 @@ public:
     /// To the packet's destination. On 0 the token is the relay's, otherwise still the caller's.
     Error send(Token _token);
 
-    // Members; take `mutex_01` exclusive. A code that is taken keeps its member; a code is removed whoever
-    // has it.
+    // Members; these take `mutex_01` exclusive. Adding a used code does nothing. Deleting goes by code only.
 
     void add_call(Msg_code _code, _Stub_call* _call);
     void del_call(Msg_code _code);
@@ -96,13 +95,13 @@ public:
     void adapter_command_connect(Token _token);
     void adapter_command_shutdown(Token _token);
     void adapter_command_sync(Token _token);
-    /// Whatever has no row of its own in the switch is taken for the loss of the sender's connection.
+    /// Every type without a case in the switch counts as the loss of the sender's connection.
     void adapter_ctrl(Token _token);
     void adapter_tcp_connected_from_client(Token _token);
     void adapter_tcp_disconnected_from_client(Token _token);
     /// The links of the message's sender end.
     void adapter_object_destroyed(Token _token);
-    /// "VORN_ERR_NOT_SUPPORT_CODE_" goes back.
+    /// Answers with "VORN_ERR_NOT_SUPPORT_CODE_".
     void adapter_err_return(Token _token);
 
     /// The owner; its `on_connect` and `on_disconnect` are called.
@@ -140,7 +139,7 @@ private:
     void walk_ordered(Group _group, Alone _alone) const;
     /// Tells the processor in what order the messages of this port may run.
     void regist();
-    /// Takes back what `regist` told for this port.
+    /// Removes the keys that `regist` declared for this port.
     void unregist();
     /// Makes the messages of the keys parallel, and forgets them.
     void make_parallel(const std::vector<Msg_addr>& _keys);

@@ -17,7 +17,7 @@ void _Linked_method::adapter_connect(Token _token) {
         const Released released;
         result = ask_application(pkt_);
     }
-    // The service went while the application was asked, and its links with it: none may come after that.
+    // The service was stopped during the callback, which ended its links: no link may be added afterwards.
     if (result == 0 && !_op->is_tabled()) result = VORN_ERR_OBJECT_IS_NOT_EXIST_;
 
     bool entered = false;
@@ -28,7 +28,7 @@ void _Linked_method::adapter_connect(Token _token) {
     } else {
         answer_pkt_->backward_return_switch();
         answer_pkt_->set_data_size(0);
-        // Before the answer is sent: a message to the client may follow it at once.
+        // Before the answer is sent, since a message to the client may follow it immediately.
         const Lock_guard lock(connections_mutex);
         entered = enter(pkt_);
     }

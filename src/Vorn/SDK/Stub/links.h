@@ -9,31 +9,28 @@
 
 namespace Vorn35 {
 
-/// A member that clients link to. The kind keeps its own record of its clients; this is how links come and
-/// go.
+/// A member that clients link to: how links begin and end. Each kind keeps its own record of its clients.
 class _Linked_method : public _vorn_method {
 public:
     // On a listener with `mutex_01` shared.
 
     void adapter_connect(Token _token);
-    /// The client leaves. The application hears of it also when there was no link.
+    /// The client leaves. Calls `on_unlink` even if there was no link.
     void adapter_shutdown(Token _token);
-    /// The client's connection is gone. Nothing happens when there was no link.
+    /// The client's connection was lost. Does nothing if there was no link.
     void adapter_shutdown(Addr _client, Token _token);
 
-    // `mutex_01` shared. The application asked for it, so it does not hear of it.
+    // `mutex_01` shared. The application requests these, so `on_unlink` is not called.
 
     void disconnect_one_client_object(Addr _client);
-    /// @param _send false: nobody is told, and the object need not be started; `mutex_01` may be exclusive
-    /// then.
+    /// @param _send false: sends no message, and the object need not be started; `mutex_01` may be exclusive then.
     void disconnect_all_client_object(bool _send);
 
 protected:
     using _vorn_method::_vorn_method;
     ~_Linked_method() = default;
 
-    /// A message of its own number and without a limit to one client; failures are dropped. `mutex_01`
-    /// shared.
+    /// Sends a message with a new number and without a limit to one client; ignores failures. `mutex_01` shared.
     /// @param _data_mm payload, which the message shares; 0 for none.
     void send_to(Addr _client, EMsg _type, ks_clock_t _clock, Pksize _size, mm_t _data_mm);
 
@@ -49,7 +46,7 @@ private:
     // The kind's record.
 
     virtual std::vector<Addr> linked() const VORN35_REQUIRES(connections_mutex) = 0;
-    /// Type of the message that tells a client of the end of its link; `EMsg::null` when it has none.
+    /// Type of the message that ends the link of a client; `EMsg::null` if it has no link.
     virtual EMsg disconnect_type(Addr _client) const VORN35_REQUIRES(connections_mutex) = 0;
     /// @return the client had no link before.
     virtual bool enter(const Packet* _request) VORN35_REQUIRES(connections_mutex) = 0;

@@ -6,7 +6,7 @@
 
 namespace Vorn35 {
 
-/// Client side of a call. No state beyond the code: what is outstanding stands in the return table.
+/// Client side of a call. Its only state is the code: the return table holds outstanding requests.
 class _Proxy_call : public _Proxy_method {
 public:
     _Proxy_call(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_interface, Proxy_call* _mp);

@@ -22,10 +22,10 @@ using cmd_link_t = std::shared_ptr<struct_cmd_obj_map_data>;
 
 /// Runs the `on_sync` calls of a command one at a time, in the order in which their values entered the histories.
 ///
-///  1. Whoever enters a value takes the next turn under `connections_mutex`, and ends each turn that it took.
+///  1. A thread that adds a value takes the next turn under `connections_mutex`, and ends every turn that it took.
 ///  2. After `end` of a link, no turn of that link begins.
 ///  3. `wait` returns when the running turn, if it belongs to an ended link of that client, is over. On the thread of the
-///     running turn it returns at once.
+///     running turn it returns immediately.
 ///
 /// No lock of the runtime is held while a turn is waited for or runs, so a stop passes, and application code may call every
 /// operation. The turns are shared with the threads that wait: they outlive a member that is destroyed meanwhile.

@@ -124,8 +124,8 @@ void _Stub_information::erase(Addr _client) {
     connections.erase(found);
 }
 
-/// The plain form alone leaves the reliable clients: one that leaves by the `delegate_` form goes on
-/// receiving values until its connection ends.
+/// Only the plain form removes a reliable client. A client that leaves by the `delegate_` form deliberately keeps receiving
+/// values until its connection ends.
 void _Stub_information::leave(const Packet* _shutdown) {
     const Addr client = _shutdown->get_src();
     connections.erase(client);

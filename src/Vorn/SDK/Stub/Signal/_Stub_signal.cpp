@@ -23,7 +23,7 @@ void _Stub_signal::adapter_signal(Token _token) {
         result = on_signal_sync__(mp, pkt_->get_src(), _token.get_data(), pkt_->get_data_size(), pkt_->packet_live_time,
                                   pkt_->packet_limit_time);
     }
-    // Whether the answer left is what counts here, and not what it says: a refused signal goes on, too.
+    // Depends only on whether the answer was sent: a refused signal deliberately reaches `on_signal`, too.
     if (signal_return(_token, result) != 0) return;
     const Released released;
     mp->on_signal(pkt_->get_src(), _token.get_data(), pkt_->get_data_size(), pkt_->packet_live_time);
