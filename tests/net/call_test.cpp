@@ -68,12 +68,14 @@ TEST_F(Call, LimitsAndLateAnswers) {
     EXPECT_GE(time, 0.0199);
     service.gate.open();
     // Requests without a limit ran all the same, and with no time left they were dropped.
-    service.called.take(4);
+    service.called.take(3);
     client.delegate(text("never"), 0);
     client.delegate(text("never"), -3);
     client.delegate(text("ever"), c_no_limit);
     EXPECT_EQ(client.returned.take().data, text("ever"));
-    EXPECT_GT(service.called.take().limit, 4290772992.0 - 25);
+    Called last;
+    while (last.data != text("ever")) last = service.called.take();
+    EXPECT_GT(last.limit, 4290772992.0 - 25);
     EXPECT_TRUE(client.returned.empty() && service.cancelled.empty());
 }
 
