@@ -252,11 +252,8 @@ TEST(LifeUnderTraffic, Rounds) {
     }
     ::alarm(0);
     const std::size_t heap_after = mallinfo2().uordblks;
-    std::printf("figure: rounds = %u lives of the runtime\n", rounds);
-    std::printf("figure: pairs that died under traffic = %zu pairs of a service and a client of all kinds\n",
-                lives.load());
-    std::printf("figure: callbacks = %zu calls\n", callbacks.load());
-    std::printf("figure: heap in use = %zu bytes after 10 rounds, %zu at the end\n", heap_before, heap_after);
+    std::printf("figure: lives = %zu, callbacks = %zu, heap in use = %zu bytes after 10 rounds, %zu at the end\n",
+                lives.load(), callbacks.load(), heap_before, heap_after);
     EXPECT_LT(heap_before == 0 ? 0 : heap_after, heap_before + 65'536);
     EXPECT_TRUE(lives > rounds && callbacks > rounds);
 }

@@ -52,35 +52,6 @@ TEST_F(Command, TwoClientsAndTheirHistories) {
     EXPECT_EQ(joined(history), "d,c,b,");
 }
 
-TEST_F(Command, HandlerMayCallEverythingWhileTheServiceIsStopped) {
-    ends.connect_and_link();
-    acceptor.in_callback = [&](Addr _client) {
-        EXPECT_EQ(acceptor.newest(_client), "x");
-        std::thread([&] { EXPECT_EQ(acceptor.stop(), 0); }).join();
-        acceptor.set_sync(true);
-        acceptor.unlink(_client);
-        EXPECT_FALSE(acceptor.is_started());
-    };
-    ends.pass("x");
-}
-
-TEST_F(Command, ClientDestroyedWithItsTimerInFullBeat) {
-    auto doomed = std::make_unique<Command_client>();
-    std::atomic<bool> destroy{false};
-    acceptor.in_callback = [&](Addr) {
-        if (destroy.exchange(false)) doomed.reset();
-    };
-    doomed->set_sync_model(true, on_timer, 0.0005);
-    doomed->connect(acceptor.open());
-    EXPECT_EQ(doomed->link(), "link 0");
-    EXPECT_EQ(doomed->put("beat"), 0);
-    acceptor.log.take(3);
-    destroy = true;
-    EXPECT_TRUE(eventually([&] { return acceptor.log.take() == "disconnect"; }));
-    EXPECT_EQ(doomed, nullptr);
-    lost_blocks = 2;
-}
-
 /// Values run in parallel here; three wait behind the `on_sync` of the first.
 TEST_F(Command, EndOfALinkWaitsForOnSync) {
     for (const bool is_lost : {false, true}) {

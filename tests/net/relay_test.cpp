@@ -42,34 +42,6 @@ TEST_F(Relay, MoreConnectionsAtOnceThanTheBacklogHolds) {
     }
 }
 
-/// Clients that vanish are in the churn.
-TEST_F(Relay, ServicesThatVanishAtEachStage) {
-    const Raw_server server;
-    ASSERT_EQ(client.start({c_here, server.port()}), 0);
-    const Bytes said = opening(server.port(), 1000) + Wire_message{0x39, c_code, 1, text("payload")}.bytes();
-    std::size_t up = 0;
-    for (const std::ptrdiff_t length : {0, 500, 1024, 1034, 1049, 1051, 1051}) {
-        for (const bool by_reset : {true, false}) {
-            while (!server.readable(2)) timer_reconnect_client();  // without waiting for the second to pass
-            Raw_connection connection = server.accept();
-            connection.send(Bytes(said.begin(), said.begin() + length));
-            if (length >= 1024) {
-                connection.read(1024);
-                client.connected.take();
-                ++up;
-            }
-            if (length == 1051) {
-                EXPECT_EQ(client.returned.take().data, text("payload"));
-            }
-            by_reset ? connection.reset() : connection.close();
-        }
-    }
-    // No attempt that failed was reported, and no loss twice.
-    EXPECT_TRUE(eventually([&] { return client.disconnected.size() >= up; }));
-    EXPECT_EQ(client.disconnected.size(), up);
-    EXPECT_TRUE(client.connected.empty());
-}
-
 /// The acknowledgement takes a waiting return away, and then the send fails after all: one reference each.
 TEST_F(Relay, AcknowledgedBeforeItWasSent) {
     struct_epoll_overlapped_tcp record(-1, c_socket_server, Addr(), Addr());

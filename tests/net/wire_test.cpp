@@ -1,7 +1,6 @@
 // Every byte that two processes exchange, checked by a peer with an encoder of its own.
 
 #include <cmath>
-#include <set>
 
 #include "net/support/objects.h"
 
@@ -128,21 +127,6 @@ TEST_F(Wire, ReturnWithoutAWaiterIsTurnedBack) {
     connection.send(Wire_message{0x32, c_code, 41});
     connection.send(Wire_message{0x31, c_code, 42, text("too late"), 0, 0xC021});
     EXPECT_EQ(their_client.next(), (Wire_message{0x33, c_code, 42, {}, 0, 0xFFFF, 0, 0x80000005}));
-}
-
-TEST_F(Wire, MessagesInSingleBytesAndInOnePiece) {
-    address = service.open();
-    const Raw_client raw(address.port);
-    for (const std::uint8_t byte : opening(raw.port(), address.port) + raw.call(1, text("slowly")).bytes())
-        raw.send(Bytes{byte});
-    raw.read(1024);
-    EXPECT_EQ(raw.next().payload, text("slowly"));
-    Bytes all;  // heartbeats and unknown acknowledgements stand between them
-    for (std::uint16_t num = 2; num < 12; ++num)
-        all = all + raw.call(num, text("fast")).bytes() + Wire_message{}.bytes() + raw.call(num, {}, 0x34).bytes();
-    raw.send(all);
-    std::set<std::uint16_t> answered;
-    while (answered.size() < 10) EXPECT_TRUE(answered.insert(raw.next().num).second);
 }
 
 // --- the directory of names ------------------------------------------------------------------------------
