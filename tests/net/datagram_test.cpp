@@ -15,7 +15,6 @@ protected:
 const IP c_lan = Vorn35::inet_addr("198.51.100.1");
 
 /// Each host is a member.
-constexpr const char* c_all_hosts = "224.0.0.1";
 
 class Receiver : public Calling<Proxy_datagram> {
 public:
