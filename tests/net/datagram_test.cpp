@@ -14,8 +14,6 @@ protected:
 /// Broadcasts of this host come from here.
 const IP c_lan = Vorn35::inet_addr("198.51.100.1");
 
-/// Each host is a member.
-
 class Receiver : public Calling<Proxy_datagram> {
 public:
     using Calling::Calling;

@@ -38,7 +38,7 @@ protected:
         std::memcpy(taken, "late", 4);  // the writer cannot know
         waits.join();
         EXPECT_EQ(writer.post(1), VORN_ERR_IS_NOT_CREATED_);
-        if constexpr (!_ends.c_from_service) {
+        if constexpr (!Kind::c_from_service) {
             EXPECT_EQ(_ends.service.log.take(), "unlink VORN_ERR_DISCONNECTED_TCP_");
             return;
         }

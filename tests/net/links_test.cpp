@@ -81,7 +81,7 @@ protected:
 
 /// A connection is lost while its link is accepted. The next client at that address has no link.
 TEST_F(Links, AcceptedAfterTheLoss) {
-    const auto accepted_late = [this](auto& _service, EMsg _connect, EMsg _shutdown) {
+    const auto accepted_late = [](auto& _service, EMsg _connect, EMsg _shutdown) {
         const Addr address = _service.open();
         const Other_client marker(address);
         Other_client lost(address);
