@@ -78,8 +78,6 @@ TEST_F(Signal, LossEndsTheWaitAndTheNextConnectionServes) {
     const std::uint16_t port = sender.self().port;
     std::thread waits([&] { EXPECT_EQ(sender.await_return(promise, nullptr), VORN_ERR_DISCONNECTED_TCP_); });
     until_waited_for(promise);
-    // Orders the look at the promise ahead of its end, which only the sockets do otherwise.
-    { const std::lock_guard lock(gp_processor->return_map_mutex); }
     // Else it might come back undelivered, as a second answer, which is lost with its block.
     g_gate.until_reached();
     sender.lose_connection();

@@ -236,6 +236,8 @@ inline bool is_waited_for(Promise_ _promise) {
 }
 inline void until_waited_for(Promise_ _promise) {
     ASSERT_TRUE(eventually([_promise] { return is_waited_for(_promise); }));
+    // Orders the look at the promise ahead of its end, which only the sockets do otherwise.
+    const std::lock_guard lock(gp_processor->return_map_mutex);
 }
 
 /// A wait on a thread of its own that has begun.
