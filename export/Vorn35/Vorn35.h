@@ -12,6 +12,7 @@
 #include "Vorn35/Proxy_event.h"
 #include "Vorn35/Proxy_information.h"
 #include "Vorn35/Proxy_signal.h"
+#include "Vorn35/Runtime_options.h"
 #include "Vorn35/Statistics.h"
 #include "Vorn35/Stub.h"
 #include "Vorn35/Stub_call.h"

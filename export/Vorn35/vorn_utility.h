@@ -4,6 +4,7 @@
 
 #include <cstddef>
 
+#include "Vorn35/Runtime_options.h"
 #include "Vorn35/vorn_export.h"
 #include "Vorn35/vorn_typedef.h"
 
@@ -33,6 +34,12 @@ VORN35_API Error initialize();
 /// @param _call_buffer_count stored, but changes no limit.
 /// @param _udp_buffer_count ignored.
 VORN35_API Error initialize(std::size_t _thread_count, std::size_t _call_buffer_count, std::size_t _udp_buffer_count);
+
+/// `initialize` with options (Runtime_options.h), for instance `Runtime_options::reliable()`. Without options, the environment
+/// variable "VORN35_PROFILE", or else the key "PROFILE" in vorn.ini, chooses the profile: "standard" or "reliable".
+/// @throws std::invalid_argument for an option out of range, and in `initialize` without options for a profile that does
+///        not exist. It names the option; the runtime is not running then.
+VORN35_API Error initialize(const Runtime_options& _options);
 
 /// Ends the runtime: waits for running callbacks, then ends and joins all its threads. Never call it from a callback.
 ///

@@ -16,9 +16,8 @@ namespace Kestrane {
 
 namespace {
 
-/// The value of a key; nothing when there is no INI file to read.
-template <class T>
-std::optional<T> read_value(const char* _file, const char* _section, const char* _key) {
+/// The file's tree; nothing when there is no INI file to read.
+std::optional<boost::property_tree::ptree> read_file(const char* _file) {
     // Most processes have no file, and the first exception of a process, streams included, costs a third of a
     // millisecond.
     if (::faccessat(AT_FDCWD, _file, R_OK, AT_EACCESS) != 0) return std::nullopt;
@@ -28,21 +27,35 @@ std::optional<T> read_value(const char* _file, const char* _section, const char*
     } catch (const boost::property_tree::ini_parser_error&) {
         return std::nullopt;
     }
-    return tree.get_child(std::string(_section) + "." + _key).get_value<T>();
+    return tree;
+}
+
+std::string path_of(const char* _section, const char* _key) {
+    return std::string(_section) + "." + _key;
+}
+
+std::string lower(std::string _value) {
+    for (char& c : _value) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return _value;
 }
 
 }  // namespace
 
 std::string get_lwr_string_from_ini_file(const char* file, const char* section, const char* key,
                                          const char* default_value) {
-    auto value = read_value<std::string>(file, section, key);
-    if (!value) return default_value;
-    for (char& c : *value) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return *value;
+    const auto tree = read_file(file);
+    return tree ? lower(tree->get_child(path_of(section, key)).get_value<std::string>()) : default_value;
+}
+
+std::string get_optional_lwr_string_from_ini_file(const char* file, const char* section, const char* key,
+                                                  const char* default_value) {
+    const auto tree = read_file(file);
+    return tree ? lower(tree->get<std::string>(path_of(section, key), default_value)) : default_value;
 }
 
 int get_integer_from_ini_file(const char* file, const char* section, const char* key, int default_value) {
-    return read_value<int>(file, section, key).value_or(default_value);
+    const auto tree = read_file(file);
+    return tree ? tree->get_child(path_of(section, key)).get_value<int>() : default_value;
 }
 
 }  // namespace Kestrane

@@ -32,6 +32,10 @@ inline constexpr Msg_code c_tcp_disconnected_from_server = 0x8008;
 inline constexpr Msg_code c_control_codes[] = {c_tcp_connected_from_client, c_tcp_disconnected_from_client,
                                                c_tcp_connected_to_server, c_tcp_disconnected_from_server};
 
+/// The configuration file, relative to the working directory, and its section.
+inline constexpr const char* c_ini_file = "../Config/vorn.ini";
+inline constexpr const char* c_ini_section = "VORN";
+
 /// Numbers of the interface families. 0 takes no part in ordering.
 inline constexpr Transaction c_no_transaction = 0;
 inline constexpr Transaction c_call_transaction = 1;

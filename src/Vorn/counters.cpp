@@ -39,6 +39,7 @@ constexpr std::array<Text, c_by_kind> c_by_kind_texts = {{
     {"vorn35_messages_droppable_dropped_total", "Droppable values that met a connection with something queued."},
     {"vorn35_messages_undelivered_total", "Messages queued for a connection that ended."},
     {"vorn35_messages_unsent_total", "Messages to a peer without a connection, or with one that closes."},
+    {"vorn35_messages_send_bound_total", "Messages refused because too many bytes wait on the connection."},
 }};
 
 constexpr std::array<Text, c_counters> c_counter_texts = {{
@@ -65,6 +66,9 @@ constexpr std::array<Text, c_counters> c_counter_texts = {{
     {"vorn35_payloads_without_memory_total", "Connections that ended because there was no memory for a payload."},
     {"vorn35_names_contested_total", "Names heard from another address than before."},
     {"vorn35_names_expired_total", "Names that were not heard for eight seconds."},
+    {"vorn35_connections_paused_total", "Pauses in reading a connection that was over its receive bounds."},
+    {"vorn35_openings_cut_total", "Opening exchanges that were not over after their limit."},
+    {"vorn35_accepts_paused_total", "Pauses in accepting connections for want of descriptors."},
 }};
 
 void append_gauges(std::vector<Statistic>* _all_) {

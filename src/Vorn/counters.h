@@ -46,8 +46,9 @@ enum class By_kind : std::uint8_t {
     droppable_dropped,  ///< A value that may be dropped met a connection with something queued.
     undelivered,        ///< Queued for a connection that ended.
     unsent,             ///< No connection to the addressee, or the connection is closing.
+    send_bound,         ///< More bytes than `Runtime_options::send_bytes` would wait on the connection.
 };
-inline constexpr std::size_t c_by_kind = 11;
+inline constexpr std::size_t c_by_kind = 12;
 
 enum class Counter : std::uint8_t {
     connects_failed,          ///< An attempt to connect, or its opening exchange, failed.
@@ -73,8 +74,11 @@ enum class Counter : std::uint8_t {
     payloads_without_memory,  ///< A connection ended because there was no memory for a payload.
     names_contested,          ///< A name was heard from another address than before.
     names_expired,            ///< A name was not heard for 8 beats.
+    connections_paused,       ///< A connection over its receive bounds was not read for a while.
+    openings_cut,             ///< An opening exchange was not over after its limit.
+    accepts_paused,           ///< No descriptor to accept a connection, which waits for the next beat.
 };
-inline constexpr std::size_t c_counters = 23;
+inline constexpr std::size_t c_counters = 26;
 
 /// One row a cache line: rows have different writers.
 struct alignas(128) Row {

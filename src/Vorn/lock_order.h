@@ -16,7 +16,6 @@ struct Lock_place {
 /// Outermost first. The comment at each mutex says what it guards.
 namespace lock_order {
 
-inline constexpr Lock_place event{10, "event_mutex"};
 inline constexpr Lock_place life{20, "g_life_mutex"};
 inline constexpr Lock_place model{30, "inf_timer_mutex"};  ///< Its holder waits for a tick that runs.
 inline constexpr Lock_place serial{40, "serial_lock"};
@@ -39,6 +38,7 @@ inline constexpr Lock_place ack_wait_q{120, "ack_wait_q_lock"};
 inline constexpr Lock_place ooo{120, "ooo"};
 
 // Under these a block of memory may be given back, and no more.
+inline constexpr Lock_place event{130, "event_mutex"};
 inline constexpr Lock_place returns{130, "return_map_mutex"};
 inline constexpr Lock_place deferred{130, "destroy_vect_mutex"};
 inline constexpr Lock_place turns{130, "Sync_turns::mutex"};
@@ -49,6 +49,7 @@ inline constexpr Lock_place connection{130, "connection_mutex"};
 inline constexpr Lock_place timer{130, "Vorn_processor::timer_mutex"};
 inline constexpr Lock_place beat{130, "Beat::mutex"};
 inline constexpr Lock_place ready_list{130, "Ready_list::lock"};
+inline constexpr Lock_place receive_windows{130, "Receive_windows::mutex"};
 inline constexpr Lock_place reap{130, "g_reap_lock"};
 
 inline constexpr Lock_place memory{140, "Ref_memory::mtx"};

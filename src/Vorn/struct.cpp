@@ -156,7 +156,20 @@ Packet& Packet::operator=(const Packet& _other) {
     return *this;
 }
 
+bool Packet::is_request() const {
+    const Exchange* const exchange = find_exchange(header.type);
+    return exchange != nullptr && header.type == exchange->request;
+}
+
+bool Packet::is_answer() const {
+    for (const Exchange& exchange : c_exchanges) {
+        if (header.type == exchange.answer || header.type == exchange.error_answer) return true;
+    }
+    return false;
+}
+
 void Packet::initialize_packet(IP _mct_if, const ks_clock_t& _cpu_clock_counter, double _limit_time) {
+    set_window(0);
     mct_if = _mct_if;
     arrival_cpu_clock_counter = _cpu_clock_counter;
     packet_limit_time = _limit_time;

@@ -122,12 +122,22 @@ struct Packet {
     /// The two backward switches exchange source and destination first, also when the result is false.
     bool backward_return_switch();
     bool backward_error_switch(Error _error);
+    /// The type asks for an answer, or is one.
+    bool is_request() const;
+    bool is_answer() const;
     bool forward_error_switch(Error _error) { return header.forward_error_switch(_error); }
 
     /// This packet's addresses become those of an answer to `_pkt_`.
     void set_swap_address(const Packet* _pkt_);
     /// A signal's or call's return becomes its acknowledgement; any other type stays.
     void set_swap_acktype();
+
+    /// The receive window that the message counts in, kept in the two reserves, which neither travel nor are copied.
+    std::uint32_t window() const { return std::uint32_t{reserve1} << 16U | reserve2; }
+    void set_window(std::uint32_t _window) {
+        reserve1 = static_cast<Port>(_window >> 16U);
+        reserve2 = static_cast<Port>(_window & 0xFFFFU);
+    }
 
     void set_control_type() { header.type = EMsg::ctrl; }
     void set_heartbeat_type() { header.type = EMsg::null; }

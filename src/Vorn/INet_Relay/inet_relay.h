@@ -59,6 +59,10 @@ Port get_gate_port_of_local(Addr node_addr);
 /// The once-a-second supervision: heartbeats, silent peers, hanging connects, reconnects.
 void inet_interval_event();
 
+/// Once a second with `Runtime_options::retry_resources`: accepts what waits on listeners that were paused for want of
+/// descriptors, and asks for the directory's port again if another program had it. `mutex_01` exclusive.
+void retry_resources();
+
 /// What the relay holds at present.
 struct Relay_gauges {
     std::size_t clients = 0;     ///< Connections to services that stand.

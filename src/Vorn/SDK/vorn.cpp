@@ -1,11 +1,14 @@
 /// Start and stop of the runtime.
 
+#include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/Vorn_processor/Vorn_processor.h"
 #include "Vorn/Vorn_processor/object_lock.h"
 #include "Vorn/mutex.h"
+#include "Vorn/options.h"
 #include "Vorn35/vorn_error.h"
 #include "Vorn35/vorn_utility.h"
 
@@ -13,7 +16,6 @@ namespace Vorn35 {
 
 namespace {
 
-constexpr std::size_t c_default_listeners = 8;
 constexpr std::size_t c_default_call_buffer_count = 16;
 
 /// One start or stop at a time. Outermost of all.
@@ -35,29 +37,46 @@ void take_down() VORN35_REQUIRES(g_life_mutex) {
     finalize_memory();
 }
 
-}  // namespace
-
-Error initialize() {
-    return initialize(c_default_listeners, c_default_call_buffer_count, 0);
-}
-
-Error initialize(std::size_t _thread_count, std::size_t _call_buffer_count, std::size_t) {
+/// @param _options null: as configured.
+/// @param _listeners null: as the options say.
+Error set_up(const Runtime_options* _options, const std::size_t* _listeners, std::size_t _call_buffer_count) {
     const Lock_guard lock(g_life_mutex);
     if (g_processor != nullptr) return VORN_ERR_ALREADY_CREATED_;
+    Runtime_options options = _options != nullptr ? *_options : configured_options();
+    if (_listeners != nullptr) options.listeners = *_listeners;
+    if (const std::string problem = options.problem(); _options != nullptr && !problem.empty()) {
+        throw std::invalid_argument(problem);
+    }
     {
         const Exclusive_hold hold;
+        g_options = options;
         initialize_memory();
     }
     try {
         initialize_inet(send_sdk);
         add_udp(c_directory_port);
-        g_processor = new Vorn_processor(_thread_count, _call_buffer_count);
+        g_processor = new Vorn_processor(options.listeners, _call_buffer_count);
         start_inet();
+        g_processor->tell_names_soon(false);
     } catch (...) {
         take_down();
         throw;
     }
     return VORN_ERR_NONE_;
+}
+
+}  // namespace
+
+Error initialize() {
+    return set_up(nullptr, nullptr, c_default_call_buffer_count);
+}
+
+Error initialize(std::size_t _thread_count, std::size_t _call_buffer_count, std::size_t) {
+    return set_up(nullptr, &_thread_count, _call_buffer_count);
+}
+
+Error initialize(const Runtime_options& _options) {
+    return set_up(&_options, nullptr, c_default_call_buffer_count);
 }
 
 Error finalize() {

@@ -4,12 +4,15 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 
 #include "Kestrane/_chrono.h"
 #include "Vorn/SDK/Proxy/_Proxy.h"
 #include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/Vorn_processor/object_lock.h"
 #include "Vorn/counters.h"
+#include "Vorn/options.h"
+#include "Vorn/receive_window.h"
 #include "Vorn/wakeup_coalescing.h"
 #include "Vorn35/vorn_error.h"
 
@@ -28,9 +31,35 @@ constexpr double c_timer_interval = 1.0;
 constexpr unsigned c_wake_every = 16;
 constexpr Error c_listener_ends = Kestrane::Nonshared_pipe<Token>::shutdown;
 
+/// Connections that came up or ended, and links that ended.
+bool is_notice(EMsg _type) {
+    switch (_type) {
+        case EMsg::ctrl:
+        case EMsg::event_shutdown:
+        case EMsg::event_disconnect:
+        case EMsg::delegate_event_shutdown:
+        case EMsg::command_shutdown:
+        case EMsg::command_disconnect:
+        case EMsg::delegate_command_shutdown:
+        case EMsg::information_tcp_shutdown:
+        case EMsg::information_tcp_disconnect:
+        case EMsg::delegate_information_tcp_shutdown:
+        case EMsg::information_udp_shutdown:
+        case EMsg::information_udp_disconnect:
+        case EMsg::delegate_information_udp_shutdown:
+            return true;
+        default:
+            return false;
+    }
+}
+
 /// The bound of the pipe for a type. Droppable values and directories have a low bound, so that they cannot crowd out
 /// messages that must not be lost.
 std::size_t pipe_bound(EMsg _type) {
+    constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
+    // Each connection has bounds of its own.
+    if (g_options.receive_messages != 0) return none;
+    if (g_options.keep_notices && is_notice(_type)) return none;
     switch (_type) {
         case EMsg::command_udp:
         case EMsg::information_udp:
@@ -96,7 +125,10 @@ Vorn_processor::~Vorn_processor() {
 }
 
 Error Vorn_processor::apply_process(Token _token) {
-    const auto result = eproc_push(_token, pipe_bound(_token.get_header_packet()->get_msg_type()));
+    // Ahead of the push: a listener may finish the message at once.
+    const bool taken = g_receive_windows.take(_token);
+    const auto result = taken ? eproc_push(_token, pipe_bound(_token.get_header_packet()->get_msg_type())) : busy;
+    if (taken && result != success) g_receive_windows.give_back(_token);
     if (result != shutdown) Wakeup_coalescing::request([] { gp_processor->proc_wake(); }, c_wake_every);
     switch (result) {
         case success:

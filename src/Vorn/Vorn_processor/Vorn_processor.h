@@ -16,6 +16,7 @@
 
 #include "Kestrane/Nonshared_pipe.h"
 #include "Vorn/Memory/vorn_memory.h"
+#include "Vorn/Vorn_processor/heard_processes.h"
 #include "Vorn/Vorn_processor/returns.h"
 #include "Vorn/Vorn_processor/thread_qbuffer.h"
 #include "Vorn/mutex.h"
@@ -47,6 +48,7 @@ public:
     static Shared_mutex<lock_order::processor> mutex_01;
 
     // Guarded by `mutex_01`.
+    Heard_processes heard;                  ///< Processes without names.
     Named_local_stubes named_local_stubes;  ///< Only grows.
     Named_remote_stubes named_remote_stubes;
     Local_stubes local_stubes;    ///< Services, by their port.
@@ -57,6 +59,10 @@ public:
     Mutex<lock_order::timer> timer_mutex;
     std::condition_variable timer_wake;
     std::unique_ptr<std::thread> timer_ VORN35_GUARDED_BY(timer_mutex);  ///< Null asks the timer thread to stop.
+    /// When the timer tells the names ahead of its beat.
+    ks_clock_t directory_due VORN35_GUARDED_BY(timer_mutex) = ks_clock_t::max();
+    /// When it last did so for a process that was heard.
+    ks_clock_t directory_answered VORN35_GUARDED_BY(timer_mutex){};
 
     qbuffer_map_t qbuffer_map;  ///< Guarded by `mutex_01`.
 
@@ -144,6 +150,9 @@ public:
     /// `mutex_01` shared.
     std::size_t get_address(const char* _name_, Addr* _stub_addr_) const;
     void broadcast_local_stubes_info();
+    /// Has the timer tell the names now, if `Runtime_options::tell_names_at_once`.
+    /// @param _as_answer to a process that was heard: at most ten times a second.
+    void tell_names_soon(bool _as_answer);
     void countdown_remote_stubes_info();
     /// Takes `mutex_01` exclusive itself.
     void recv_datagram_stubes_info(Token _token, Packet* _pkt_);
@@ -159,6 +168,12 @@ private:
     Error listener_turn(Wait _wait) VORN35_NO_THREAD_SAFETY_ANALYSIS;
     void run_adapter(void* _object_, Token _token, bool _to_proxy);
     void drain(class_thread_qbuffer* _qbuffer);
+    /// Drops a message whose limit has passed.
+    static void expire(const Packet* _pkt);
+    /// The message needs its receive window no more. Frees it.
+    static void finish(Token _token);
+    /// Completes the stops that callbacks of this thread have asked for (`Runtime_options::complete_stops`).
+    void complete_stops();
     void return_unclaimed(Token _token);
     /// Drops the messages that are queued for the object, under all keys.
     void forget_queued(const void* _object);

@@ -12,6 +12,7 @@
 #include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/Vorn_processor/Vorn_processor.h"
 #include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn/options.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -49,7 +50,10 @@ Error Vorn_processor::create_stub(const char* _name_, Port* _port_, Stub* _stub_
         return failure;
     }
     local_stubes[*_port_] = _stub_;
-    if (_name_ != nullptr) named_local_stubes[_name_] = *_port_;
+    if (_name_ != nullptr) {
+        named_local_stubes[_name_] = *_port_;
+        tell_names_soon(false);
+    }
     return VORN_ERR_NONE_;
 }
 
@@ -114,23 +118,49 @@ std::size_t Vorn_processor::get_address(const char* _name_, Addr* _stub_addr_) c
 }
 
 void Vorn_processor::timer(double _interval) {
-    auto deadline = std::chrono::steady_clock::now();
+    // Counted from the last beat: it does not drift.
+    auto beat = std::chrono::steady_clock::now() + Kestrane::to_duration(_interval);
     Unique_lock lock(timer_mutex);
     for (;;) {
-        // Counted from the last deadline: the beat does not drift.
-        deadline += Kestrane::to_duration(_interval);
-        if (timer_wake.wait_until(lock.native(), deadline,
-                                  [this]() VORN35_REQUIRES(timer_mutex) { return timer_ == nullptr; }))
-            return;
+        const auto deadline = std::min(beat, directory_due);
+        const auto is_called = [this, deadline]() VORN35_REQUIRES(timer_mutex) {
+            return timer_ == nullptr || directory_due < deadline;
+        };
+        if (timer_wake.wait_until(lock.native(), deadline, is_called)) {
+            if (timer_ == nullptr) return;
+            continue;
+        }
+        directory_due = ks_clock_t::max();
+        const bool is_beat = deadline == beat;
         lock.unlock();
-        inet_interval_event();
+        if (is_beat) {
+            beat += Kestrane::to_duration(_interval);
+            inet_interval_event();
+        }
         {
             const Exclusive_hold hold;
-            countdown_remote_stubes_info();
+            if (is_beat) {
+                retry_resources();
+                countdown_remote_stubes_info();
+            }
             broadcast_local_stubes_info();
         }
         lock.lock();
     }
+}
+
+void Vorn_processor::tell_names_soon(bool _as_answer) {
+    if (!g_options.tell_names_at_once) return;
+    constexpr std::chrono::milliseconds pause(100);
+    {
+        const Lock_guard lock(timer_mutex);
+        ks_clock_t due = std::chrono::steady_clock::now();
+        if (_as_answer) due = std::max(due, directory_answered + pause);
+        if (due >= directory_due) return;
+        directory_due = due;
+        if (_as_answer) directory_answered = due;
+    }
+    timer_wake.notify_all();
 }
 
 void Vorn_processor::stop_timer() {
@@ -200,6 +230,7 @@ void Vorn_processor::recv_datagram_stubes_info(Token _token, Packet* _pkt_) {
     const std::size_t name_room = std::max<std::size_t>(head.record_size, sizeof(Broadcast_stub_info)) - name_offset;
 
     const Exclusive_hold hold;
+    bool is_new = head.size == 0 && heard.is_new(_pkt_->src_ip, std::chrono::steady_clock::now());
     // Does not trust the sender's counts: never reads beyond the payload.
     for (std::size_t i = 0, at = sizeof head; i < head.size && at + name_offset <= length;
          ++i, at += head.record_size) {
@@ -210,11 +241,13 @@ void Vorn_processor::recv_datagram_stubes_info(Token _token, Packet* _pkt_) {
         Remote_stub_info& info = named_remote_stubes[std::string(name, ::strnlen(name, room))];
         const Addr stub_addr(_pkt_->src_ip, port);
         if (info.ttl != 0 && info.stub_addr != stub_addr) counters::count(counters::Counter::names_contested);
+        is_new = is_new || info.ttl == 0 || info.stub_addr != stub_addr;
         info.ttl = c_name_ttl;
         info.stub_addr = stub_addr;
         // Records of no length are all the same one.
         if (head.record_size == 0) break;
     }
+    if (is_new && !named_local_stubes.empty()) tell_names_soon(true);
 }
 
 }  // namespace Vorn35

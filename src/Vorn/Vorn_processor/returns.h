@@ -2,6 +2,7 @@
 /// The return table: who waits for which answer.
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <tuple>
@@ -35,16 +36,23 @@ struct struct_return_key {
 };
 using return_key_t = struct_return_key;
 
-/// Shared by a waiter and the thread that wakes it. `return_map_mutex` guards `token` and `returned` while the record is in
-/// the table.
+/// Shared by a waiter and the thread that wakes it. `return_map_mutex` guards `token`, and the change of `returned`, while the
+/// record is in the table.
 struct struct_return_record : std::enable_shared_from_this<struct_return_record> {
-    Kestrane::Condition event;  ///< Signalled when the answer is in, without `event_mutex`.
-    /// The mutex of the waiter's wait; taken with no other lock held.
+    Kestrane::Condition event;  ///< Signalled when the answer is in.
+    /// The mutex of the waiter's wait. A leaf.
     Mutex<lock_order::event> event_mutex;
     Token token;         ///< The answer; owned once `returned` is set.
     ks_clock_t clock{};  ///< When the request was made.
     double limit = 0;    ///< Seconds allowed.
-    bool returned = false;
+    std::atomic<bool> returned{false};
+    bool is_exact = false;  ///< `Runtime_options::exact_waits` when the request was made.
+
+    /// Wakes the waiter. An exact one may be between its check of `returned` and its sleep; the mutex waits for that.
+    void notify() {
+        if (is_exact) const Lock_guard lock(event_mutex);
+        event.notify_one();
+    }
 };
 using return_record_t = struct_return_record;
 

@@ -10,6 +10,7 @@
 #include "Vorn/Memory/vorn_memory.h"
 #include "Vorn/counters.h"
 #include "Vorn/mutex.h"
+#include "Vorn/receive_window.h"
 
 namespace Vorn35 {
 
@@ -26,6 +27,7 @@ using qtoken_t = struct_qtoken;
 /// Frees a queued message that will not run, and counts it.
 inline void drop_queued(qtoken_t* _queued) {
     counters::count(counters::By_kind::queue_dropped, _queued->token.get_header_packet()->get_msg_type());
+    g_receive_windows.give_back(_queued->token);
     _queued->token.free();
 }
 

@@ -8,6 +8,7 @@
 
 #include "Vorn/INet_Relay/EPoll/reap.h"
 #include "Vorn/counters.h"
+#include "Vorn/receive_window.h"
 
 namespace Vorn35 {
 
@@ -87,6 +88,7 @@ int delete_overlapped(struct_epoll_overlapped_tcp* _record) {
         wait_for_write(_record);
         if (_record->ended) return 0;
         _record->ended = true;
+        g_receive_windows.close(_record->receive_window);
         _record->send_state = false;
         undelivered.swap(_record->send_queue);
         ended = end_socket(_record);
@@ -108,6 +110,7 @@ void return_undelivered(Token _token, Error _error, bool _to_stub) {
     notice.alloc_header_force();
     Packet* const pkt = notice.get_header_packet();
     *pkt = *_token.get_header_packet();
+    pkt->set_window(0);
     const bool is_return = pkt->is_signal_return() || pkt->is_call_return() || pkt->is_delegate_signal_return() ||
                            pkt->is_delegate_call_return();
     const bool has_form = pkt->backward_error_switch(_error);
@@ -125,6 +128,7 @@ void clear_tcp_records() {
     g_establish_server_map.clear();
     while (!g_tcp_records.empty()) {
         std::unique_ptr<struct_epoll_overlapped_tcp> record(*g_tcp_records.begin());
+        g_receive_windows.close(record->receive_window);
         const Socket ended = end_socket(record.get());
         destroy_overlapped_tcp(std::move(record), ended);
     }

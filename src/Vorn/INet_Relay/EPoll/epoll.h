@@ -106,15 +106,21 @@ struct struct_epoll_overlapped_tcp : struct_epoll_overlapped_ex {
     bool b_remove_client = false;
     bool ended VORN35_GUARDED_BY(send_queue_lock) =
         false;  ///< Passed to `retire`: accepts no message and cannot be armed.
-    bool b_cut =
-        false;  ///< Silent, and shut down; stays in its table until the worker sees the end of stream. `g_client_lock`.
+    /// Silent, and shut down; stays in its table until the worker sees the end of stream. Guarded by the table's lock.
+    bool b_cut = false;
+    std::atomic<std::uint32_t> receive_window{0};  ///< Its number, once established (receive_window.h).
+    const ks_clock_t begun;                        ///< When the record was made: the begin of its opening exchange.
+    /// Bytes in `send_queue`.
+    std::size_t queued_bytes VORN35_GUARDED_BY(send_queue_lock) = 0;
     /// Guards `ack_wait_q`. Innermost of the relay.
     Mutex<lock_order::ack_wait_q> ack_wait_q_lock;
     /// Server side: headers of returns sent and not yet acknowledged; owned.
     token_queue_t ack_wait_q VORN35_GUARDED_BY(ack_wait_q_lock);
 
     struct_epoll_overlapped_tcp(Socket _socket, enum_socket_type _type, Addr _local_addr, Addr _remote_addr)
-        : struct_epoll_overlapped_ex(_socket, _type, _local_addr), remote_addr(_remote_addr) {}
+        : struct_epoll_overlapped_ex(_socket, _type, _local_addr),
+          remote_addr(_remote_addr),
+          begun(std::chrono::steady_clock::now()) {}
     ~struct_epoll_overlapped_tcp() override;
 
     bool is_server_side() const {
@@ -221,6 +227,7 @@ void return_undelivered(Token _token, Error _error, bool _to_stub);
 
 // Supervision, called by `inet_interval_event` in this order.
 void timer_cancel_connect(ks_clock_t _clk);
+void timer_cancel_openings(ks_clock_t _clk);
 void timer_shutdown_server(ks_clock_t _clk);
 void timer_shutdown_client(ks_clock_t _clk);
 void timer_reconnect_client();

@@ -10,6 +10,8 @@
 #include "Vorn/INet_Relay/EPoll/ready_list.h"
 #include "Vorn/INet_Relay/EPoll/socket_call.h"
 #include "Vorn/counters.h"
+#include "Vorn/options.h"
+#include "Vorn/receive_window.h"
 
 namespace Vorn35 {
 
@@ -57,6 +59,7 @@ void departed(struct_epoll_overlapped_tcp* _record, std::size_t _count) VORN35_R
         }
         const Packet* const pkt = front.get_header_packet();
         count_traffic(By_kind::sent, By_kind::sent_bytes, pkt->get_msg_type(), pkt->get_packet_size());
+        _record->queued_bytes -= pkt->get_packet_size();
         front.free();
         _record->send_queue.pop();
         if (!_record->send_queue.empty()) start_front(_record);
@@ -117,7 +120,9 @@ Transfer send_queued(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_,
 
 /// Passes the complete message in `recv_token` to the processor, and prepares for the next one.
 void deliver(struct_epoll_overlapped_tcp* _record) {
-    if (send_sdk__(_record->recv_token, _record->recv_token.get_header_packet()) != 0) _record->recv_token.free();
+    Packet* const pkt = _record->recv_token.get_header_packet();
+    pkt->set_window(_record->receive_window);
+    if (send_sdk__(_record->recv_token, pkt) != 0) _record->recv_token.free();
     _record->recv_token.reset();
     request_recv_header(_record);
 }
@@ -188,6 +193,7 @@ int request_recv_header(struct_epoll_overlapped_tcp* _record) {
 int recv_connection(struct_epoll_overlapped_tcp* _record) {
     try {
         for (int step = 0; step < c_steps_per_wake_up; ++step) {
+            if (g_receive_windows.pause(_record->receive_window)) return 0;
             // A long payload is read directly into its block. Short messages behind it are copied, which is cheaper than
             // one system call for each piece.
             std::uint8_t ahead[c_read_ahead];
@@ -216,7 +222,7 @@ int recv_connection(struct_epoll_overlapped_tcp* _record) {
             // A short read: the socket is empty. But the rest of a payload usually arrives soon, so try once more.
             if (moved < awaited + sizeof ahead && !_record->recv_token.has_data()) break;
         }
-        arm(epoll_tcp_recv, _record, c_arm_recv);
+        if (!g_receive_windows.pause(_record->receive_window)) arm(epoll_tcp_recv, _record, c_arm_recv);
         return 0;
     } catch (const std::bad_alloc&) {
         // No memory for a message: without it, the next message in the stream cannot be found.
@@ -274,10 +280,18 @@ void queue_message(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _
     bound_payload(_token, _pkt_);
     const bool idle = _record->send_queue.empty();
     _record->send_queue.push(_token);
+    _record->queued_bytes += _pkt_->get_packet_size();
     if (!idle) return;
     start_front(_record);
     _record->send_state = true;
     g_tcp_ready_list.put(_record);
+}
+
+bool has_room(const struct_epoll_overlapped_tcp* _record, const Packet* _pkt) {
+    if (g_options.send_bytes == 0 || _record->send_queue.empty()) return true;
+    if (_record->queued_bytes + _pkt->get_packet_size() <= g_options.send_bytes) return true;
+    count(By_kind::send_bound, _pkt->get_msg_type());
+    return false;
 }
 
 void queue_closing_marker(struct_epoll_overlapped_tcp* _record) {

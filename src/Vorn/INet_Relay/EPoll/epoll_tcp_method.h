@@ -15,6 +15,8 @@ int request_recv_header(struct_epoll_overlapped_tcp* _record);
 int recv_connection(struct_epoll_overlapped_tcp* _record);
 /// Writes queued messages until the socket is full. Send worker.
 int send_connection(struct_epoll_overlapped_tcp* _record);
+/// Whether `Runtime_options::send_bytes` leaves room for the message; counts it if not.
+bool has_room(const struct_epoll_overlapped_tcp* _record, const Packet* _pkt) VORN35_REQUIRES(_record->send_queue_lock);
 /// Appends a message to the queue, and arms the send worker if the queue was empty. The connection takes over the token.
 void queue_message(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _pkt_)
     VORN35_REQUIRES(_record->send_queue_lock);
@@ -54,6 +56,8 @@ int request_listen(Port* _port_);
 void close_listener(Port _port);
 /// @return 0 when no connection waits any more; -1 when the process cannot accept.
 int accept(struct_epoll_overlapped* _listener);
+/// Arms all listeners again if one was paused. `mutex_01` exclusive.
+void resume_accepts();
 int recv_server_init(struct_epoll_overlapped_tcp* _record);
 int send_server_init(struct_epoll_overlapped_tcp* _record);
 int establish_accept(struct_epoll_overlapped_tcp* _record);

@@ -12,9 +12,12 @@
 #include <cerrno>
 
 #include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
+#include "Vorn/INet_Relay/EPoll/ready_list.h"
 #include "Vorn/INet_Relay/EPoll/reap.h"
 #include "Vorn/INet_Relay/EPoll/socket_call.h"
 #include "Vorn/counters.h"
+#include "Vorn/options.h"
+#include "Vorn/receive_window.h"
 
 namespace Vorn35 {
 
@@ -182,7 +185,12 @@ int establish_connect(struct_epoll_overlapped_tcp* _record) {
         }
     }
     // If its `Proxy` was stopped meanwhile, there is no receiver for the notice; a successor must not get it.
+    _record->receive_window = g_receive_windows.open(_record, _record->remote_addr);
     count(Counter::clients_connected);
+    if (!wanted && g_options.complete_stops) {
+        // The closing marker of `del_client` waits in the queue, and nothing was armed for it.
+        g_tcp_ready_list.put(_record);
+    }
     if (wanted) {
         post_connection_event(_record, &Packet::set_tcp_connected_to_server, VORN_ERR_NONE_, made);
     }
@@ -252,6 +260,7 @@ int send_tcp_client(Addr _node_addr, Token _token, Packet* _pkt_) {
         _token.free();
         return 0;
     }
+    if (!has_room(record, _pkt_)) return -1;
     queue_message(record, _token, _pkt_);
     return 0;
 }

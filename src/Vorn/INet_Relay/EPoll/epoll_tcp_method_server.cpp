@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <memory>
 
@@ -12,6 +13,8 @@
 #include "Vorn/INet_Relay/EPoll/reap.h"
 #include "Vorn/INet_Relay/EPoll/socket_call.h"
 #include "Vorn/counters.h"
+#include "Vorn/options.h"
+#include "Vorn/receive_window.h"
 
 namespace Vorn35 {
 
@@ -52,6 +55,14 @@ bool is_passing_failure(int _errno) {
             return false;
     }
 }
+
+/// The failure lasts until the process, or the host, has more of something.
+bool is_out_of_resources(int _errno) {
+    return _errno == EMFILE || _errno == ENFILE || _errno == ENOBUFS || _errno == ENOMEM;
+}
+
+/// Connections wait that could not be accepted.
+std::atomic<bool> g_accept_paused{false};
 
 /// The kernel refused a descriptor although no connection waits: it reserves the descriptor before it looks for one.
 bool is_refused_in_vain(int _errno, Socket _listener) {
@@ -119,10 +130,16 @@ int accept(struct_epoll_overlapped* _listener) {
                              SOCK_NONBLOCK | SOCK_CLOEXEC);
         });
         if (fd == -1) {
-            if (is_would_block(errno) || _listener->socket == -1) return 0;
-            if (!is_passing_failure(errno) && is_refused_in_vain(errno, _listener->socket)) return 0;
+            const int failure = errno;
+            if (is_would_block(failure) || _listener->socket == -1) return 0;
+            if (!is_passing_failure(failure) && is_refused_in_vain(failure, _listener->socket)) return 0;
+            if (g_options.retry_resources && is_out_of_resources(failure)) {
+                count(Counter::accepts_paused);
+                g_accept_paused = true;
+                return 0;
+            }
             count(Counter::accepts_failed);
-            if (is_passing_failure(errno)) continue;
+            if (is_passing_failure(failure)) continue;
             return -1;
         }
         const Addr remote(peer.sin_addr.s_addr, ntohs(peer.sin_port));
@@ -130,6 +147,12 @@ int accept(struct_epoll_overlapped* _listener) {
         set_option(record, g_server_nagle_off_use);
         request_recv_server_init(record);
     }
+}
+
+void resume_accepts() {
+    if (!g_accept_paused.exchange(false)) return;
+    // An edge-triggered socket that is armed again reports what waits already.
+    for (const auto& [port, listener] : g_server_map) arm(epoll_tcp_init, listener, c_watch_input);
 }
 
 int recv_server_init(struct_epoll_overlapped_tcp* _record) {
@@ -166,6 +189,7 @@ int establish_accept(struct_epoll_overlapped_tcp* _record) {
         const Lock_guard lock(g_establish_server_map_lock);
         g_establish_server_map.emplace(_record->remote_addr, _record);
     }
+    _record->receive_window = g_receive_windows.open(_record, Addr());
     count(Counter::services_connected);
     post_connection_event(_record, &Packet::set_tcp_connected_from_client, VORN_ERR_NONE_, relay_clock());
     return 0;
@@ -251,6 +275,11 @@ int send_tcp_server(Addr _proxy_addr, Token _token, Packet* _pkt_) {
         count(By_kind::droppable_dropped, _pkt_->get_msg_type());
         _token.free();
         return 0;
+    }
+    if (!has_room(record, _pkt_)) {
+        // The client waits for an answer that it will not get: it learns so by the end of its connection.
+        if (_pkt_->is_answer()) ::shutdown(record->socket, SHUT_RDWR);
+        return -1;
     }
     queue_message(record, _token, _pkt_);
     return 0;

@@ -11,6 +11,7 @@
 #include "Vorn/INet_Relay/EPoll/ready_list.h"
 #include "Vorn/INet_Relay/EPoll/socket_call.h"
 #include "Vorn/counters.h"
+#include "Vorn/receive_window.h"
 
 namespace Vorn35 {
 
@@ -112,6 +113,7 @@ Datagram recv_datagram(struct_epoll_overlapped_ex* _record) {
     // A declared gate port identifies the sender, instead of its UDP port.
     pkt->set_src_port(pkt->get_client_gate_port() != 0 ? pkt->get_client_gate_port() : ntohs(peer.sin_port));
     pkt->set_mct_if(c_loopback_ip);
+    pkt->set_window(Receive_windows::c_datagrams);
     count_traffic(By_kind::received, By_kind::received_bytes, pkt->get_msg_type(), pkt->get_packet_size());
     if (send_sdk__(token, pkt) != 0) token.free();
     token.reset();

@@ -41,9 +41,6 @@ std::thread* epoll_thread_tcp_send = nullptr;
 std::thread* epoll_thread_udp_recv = nullptr;
 std::thread* epoll_thread_udp_send = nullptr;
 
-constexpr const char* c_ini_file = "../Config/vorn.ini";
-constexpr const char* c_ini_section = "VORN";
-
 /// Every value except "no" means yes.
 bool configured_yes(const char* _key) {
     return Kestrane::get_lwr_string_from_ini_file(c_ini_file, c_ini_section, _key, "yes") != std::string("no");

@@ -4,8 +4,11 @@
 
 #include <vector>
 
+#include "Kestrane/_chrono.h"
 #include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
 #include "Vorn/counters.h"
+#include "Vorn/options.h"
+#include "Vorn/receive_window.h"
 
 namespace Vorn35 {
 
@@ -13,14 +16,23 @@ using namespace counters;
 
 namespace {
 
-/// Deliberately hours: TCP itself finds ordinary breaks.
-constexpr std::chrono::nanoseconds c_silence_limit(8888000000000);
+/// Of a connect without an `opening_limit`. Deliberately hours: TCP itself finds ordinary breaks.
+constexpr double c_connect_limit = 8888;
+
+std::chrono::nanoseconds silence_limit() {
+    return Kestrane::to_duration(g_options.silence_limit);
+}
+
+/// A peer of a connection that is not read cannot be heard.
+bool is_silent(const struct_epoll_overlapped_tcp* _record, ks_clock_t _clk) {
+    return _record->recv_clk.load() + silence_limit() < _clk && !g_receive_windows.is_paused(_record->receive_window);
+}
 
 /// Sends a heartbeat to a live peer. Collects a silent one, if silent peers are cut.
 void heartbeat_or_collect(struct_epoll_overlapped_tcp* _record, ks_clock_t _clk,
                           std::vector<struct_epoll_overlapped_tcp*>* _silent_) {
     if (_record->b_cut) return;
-    if (_record->recv_clk.load() + c_silence_limit >= _clk) {
+    if (!is_silent(_record, _clk)) {
         _record->send_clk = _clk;
         request_send_hearbeat(_record);
     } else if (g_auto_disconnect) {
@@ -51,7 +63,11 @@ void return_unacknowledged(struct_epoll_overlapped_tcp* _record) {
 }
 
 void cancel_hanging(struct_epoll_overlapped_tcp* _record, ks_clock_t _clk) {
-    if (_record->type != c_socket_init_client || _record->send_clk.load() + c_silence_limit >= _clk) return;
+    if (_record->type != c_socket_init_client) return;
+    const bool has_limit = g_options.opening_limit != 0;
+    const auto limit = Kestrane::to_duration(has_limit ? g_options.opening_limit : c_connect_limit);
+    if ((has_limit ? _record->begun : _record->send_clk.load()) + limit >= _clk) return;
+    if (has_limit) count(Counter::openings_cut);
     ::shutdown(_record->socket, SHUT_RDWR);
     arm(epoll_tcp_init, _record, c_force_connect);
 }
@@ -61,6 +77,7 @@ void cancel_hanging(struct_epoll_overlapped_tcp* _record, ks_clock_t _clk) {
 void inet_interval_event() {
     const ks_clock_t now = relay_clock();
     timer_cancel_connect(now);
+    timer_cancel_openings(now);
     timer_shutdown_server(now);
     timer_shutdown_client(now);
     timer_reconnect_client();
@@ -79,6 +96,14 @@ void timer_shutdown_server(ks_clock_t _clk) {
     std::vector<struct_epoll_overlapped_tcp*> silent;
     for (const auto& [addr, record] : g_establish_server_map) heartbeat_or_collect(record, _clk, &silent);
     for (auto* const record : silent) {
+        if (g_options.tell_silent_clients) {
+            // The worker finds the broken socket, and tells the loss.
+            record->b_cut = true;
+            count(Counter::silent_cut);
+            ::shutdown(record->socket, SHUT_RDWR);
+            return_unacknowledged(record);
+            continue;
+        }
         // Removed from the table first, so that the worker does not report a disconnect when it finds the end of stream.
         g_establish_server_map.erase(record->remote_addr);
         count(Counter::silent_cut);
@@ -102,6 +127,24 @@ void timer_shutdown_client(ks_clock_t _clk) {
         count(Counter::silent_cut);
         ::shutdown(record->socket, SHUT_RD);
     }
+}
+
+void timer_cancel_openings(ks_clock_t _clk) {
+    if (g_options.opening_limit == 0) return;
+    const auto limit = Kestrane::to_duration(g_options.opening_limit);
+    const Lock_guard lock(ooo);
+    for (auto* const record : g_tcp_records) {
+        if (record->type != c_socket_init_server || record->begun + limit >= _clk) continue;
+        // The worker finds the broken socket, and ends the record.
+        count(Counter::openings_cut);
+        ::shutdown(record->socket, SHUT_RDWR);
+    }
+}
+
+void retry_resources() {
+    if (!g_options.retry_resources) return;
+    resume_accepts();
+    if (!relay_gauges().directory) static_cast<void>(add_udp(c_directory_port));
 }
 
 void timer_reconnect_client() {

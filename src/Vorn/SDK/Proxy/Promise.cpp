@@ -1,5 +1,6 @@
 #include "Vorn/SDK/Proxy/Promise.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -7,11 +8,15 @@
 #include "Vorn/SDK/Proxy/_Proxy.h"
 #include "Vorn/Vorn_processor/object_lock.h"
 #include "Vorn/counters.h"
+#include "Vorn/options.h"
+#include "Vorn/receive_window.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
 
 namespace {
+
+constexpr double c_longest_wait = 1e9;  // seconds
 
 ks_clock_t now() {
     return std::chrono::steady_clock::now();
@@ -53,6 +58,19 @@ bool wait_once(return_record_t* _record, double _seconds) {
     return _record->event.wait_until(lock.native(), deadline) == std::cv_status::no_timeout;
 }
 
+/// Until the answer is in or the time has passed, by the steady clock. Returns true if the answer is in.
+bool wait_exactly(return_record_t* _record, double _seconds) {
+    Unique_lock lock(_record->event_mutex);
+    // A wait of decades has no limit.
+    const auto end = now() + Kestrane::to_duration(std::min(_seconds, c_longest_wait));
+    while (!_record->returned) {
+        const auto left = end - now();
+        if (left <= left.zero()) return false;
+        _record->event.wait_for(lock.native(), left);
+    }
+    return true;
+}
+
 /// A waiter has left the table: its record changes no more.
 void count_end(const return_record_t& _record, bool _notified) {
     if (!_notified || !_record.token.has_header()) {
@@ -85,6 +103,7 @@ Promise_ async_request(_Proxy* _pp, const Request& _request) {
     auto record = std::make_shared<return_record_t>();
     record->limit = _request.limit;
     record->clock = clk;
+    record->is_exact = g_options.exact_waits;
     // Before the send, so that no answer can arrive without its waiter.
     gp_processor->add_return(key, record.get());
     if (const Error failure = stamp_and_send(_pp, _request, token, key.msg_num, clk); failure != 0) {
@@ -119,9 +138,12 @@ Error await_answer(_Proxy* _pp, Promise_ _promise_, double* _time_, read_answer_
     bool notified = false;
     {
         const double left = record->limit - seconds_since(record->clock);
+        g_receive_windows.begin_wait(Addr(promise->key.ip, promise->key.port));
         const Released released;
-        notified = wait_once(record, left > 0 ? left : 0);
+        const double wait = left > 0 ? left : 0;
+        notified = record->is_exact ? wait_exactly(record, wait) : wait_once(record, wait);
     }
+    g_receive_windows.end_wait(Addr(promise->key.ip, promise->key.port));
     leave_returns(promise->key);
     Error result = VORN_ERR_LOCAL_TIMEOUT_;
     count_end(*record, notified);

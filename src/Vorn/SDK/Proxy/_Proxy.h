@@ -56,6 +56,8 @@ public:
     /// Has an address: started, or stopped on a listener thread.
     bool is_tabled() const { return get_stub_addr().port != 0; }
     bool is_created() const { return destroy_thread_id == std::thread::id(); }
+    /// A callback on this thread has called `stop`.
+    bool was_stopped_here() const { return destroy_thread_id == std::this_thread::get_id(); }
     /// The next number: 1 is the first, and 0 comes after 65535. Any thread.
     Msg_num get_msg_num();
     /// To the service. On 0 the token is the relay's, otherwise still the caller's.

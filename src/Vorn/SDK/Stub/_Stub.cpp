@@ -6,6 +6,7 @@
 #include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/SDK/member_table.h"
 #include "Vorn/counters.h"
+#include "Vorn/options.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -71,6 +72,12 @@ void _Stub::walk_ordered(Group _group, Alone _alone) const {
 }
 
 void _Stub::regist() {
+    if (g_options.keep_notices) {
+        // Ahead of the walk, which would give each a queue of its own.
+        const Msg_addr lost(port, c_tcp_disconnected_from_client, c_no_transaction);
+        gp_processor->msg_processing_by_serial_group(Msg_addr(port, c_tcp_connected_from_client, c_no_transaction),
+                                                     lost);
+    }
     walk_ordered(
         [this](Msg_addr _addr) {
             gp_processor->msg_processing_by_serial_group(_addr, _addr);
@@ -157,7 +164,8 @@ bool _Stub::is_repeat(const Packet* _pkt) {
     {
         const Lock_guard lock(last_seq_num_mutex);
         if (header.num != 0 && header.num == last_seq_num && _pkt->src_ip == last_ip &&
-            header.type == last_transaction && header.code == last_code) {
+            header.type == last_transaction && header.code == last_code &&
+            (!g_options.repeat_by_port || _pkt->src_port == last_port)) {
             counters::count(counters::Counter::requests_repeated);
             return true;
         }
@@ -165,6 +173,7 @@ bool _Stub::is_repeat(const Packet* _pkt) {
     const Lock_guard lock(last_seq_num_mutex);
     last_seq_num = header.num;
     last_ip = _pkt->src_ip;
+    last_port = _pkt->src_port;
     last_code = header.code;
     last_transaction = header.type;
     return false;

@@ -59,6 +59,8 @@ public:
     /// Has its port: started, or stopped on a listener thread.
     bool is_tabled() const { return port != 0; }
     bool is_created() const { return destroy_thread_id == std::thread::id(); }
+    /// A callback on this thread has called `stop`.
+    bool was_stopped_here() const { return destroy_thread_id == std::this_thread::get_id(); }
     Port get_port() const { return port; }
     /// The next number; wraps at 16 bits, 0 included. Any thread.
     Msg_num get_msg_num();
@@ -116,6 +118,7 @@ private:
     /// Guards the four fields below: what the repeat check knows of the message that was dispatched last. A leaf.
     Mutex<lock_order::repeats> last_seq_num_mutex;
     IP last_ip VORN35_GUARDED_BY(last_seq_num_mutex) = 0;
+    Port last_port VORN35_GUARDED_BY(last_seq_num_mutex) = 0;
     Msg_num last_seq_num VORN35_GUARDED_BY(last_seq_num_mutex) = 0;
     EMsg last_transaction VORN35_GUARDED_BY(last_seq_num_mutex) = EMsg::null;
     Msg_code last_code VORN35_GUARDED_BY(last_seq_num_mutex) = 0;

@@ -1,0 +1,295 @@
+// The reliable profile: what the standard one loses arrives, by the same messages.
+
+#include <sys/resource.h>
+
+#include <cstdlib>
+
+#include "Vorn/options.h"
+#include "net/support/kinds.h"
+
+using namespace net;
+
+namespace {
+
+class Reliable : public Pair {
+protected:
+    Reliable() : Pair(by_the_test) {}
+
+    void SetUp() override {
+        Pair::SetUp();
+        ASSERT_EQ(initialize(Runtime_options::reliable()), 0);
+    }
+    void restart(const Runtime_options& _options) const {
+        ASSERT_EQ(finalize(), 0);
+        ASSERT_EQ(initialize(_options), 0);
+    }
+    static double count(std::string_view _name) { return sum_of(statistics(), _name); }
+    static double count_of_directories() {
+        for (const Statistic& one : statistics()) {
+            if (one.name == std::string("vorn35_messages_sent_total") &&
+                one.labels == std::string("kind=\"directory\"")) {
+                return one.value;
+            }
+        }
+        return -1;
+    }
+};
+
+class Held_events : public Calling<Proxy_event> {
+public:
+    using Calling::Calling;
+    Gate gate;
+    std::atomic<int> came{0};
+
+private:
+    void on_event(const void*, Pksize, double) override {
+        gate.pass();
+        ++came;
+    }
+};
+
+TEST_F(Reliable, IsChosenByOneWord) {
+    EXPECT_EQ(initialize(Runtime_options::reliable()), VORN_ERR_ALREADY_CREATED_);
+    ASSERT_EQ(finalize(), 0);
+    ::setenv("VORN35_PROFILE", "relaible", 1);
+    EXPECT_THROW(initialize(), std::invalid_argument);
+    EXPECT_EQ(gp_processor, nullptr);
+    ::setenv("VORN35_PROFILE", "reliable", 1);
+    EXPECT_EQ(initialize(3, 16, 0), 0);
+    EXPECT_TRUE(g_options.exact_waits && gp_processor->thread_count == 3);
+    ASSERT_EQ(finalize(), 0);
+    ::unsetenv("VORN35_PROFILE");
+    EXPECT_EQ(initialize(), 0);
+    EXPECT_FALSE(g_options.exact_waits);
+    ASSERT_EQ(finalize(), 0);
+    Runtime_options options;
+    for (const double limit : {1.9, 86401.0, std::numeric_limits<double>::quiet_NaN()}) {
+        options.silence_limit = limit;
+        EXPECT_THROW(initialize(options), std::invalid_argument) << limit;
+    }
+}
+
+TEST_F(Reliable, AnswerThatIsThereEndsTheWait) {
+    connect();
+    for (const double limit : {20.0, std::numeric_limits<double>::max()}) {
+        const Promise_ promise = client.ask(text("x"), limit);
+        EXPECT_TRUE(eventually([&] { return promise->value_->returned.load(); }));
+        EXPECT_EQ(client.wait(promise).data, text("x"));
+    }
+    const double late = count("vorn35_answers_late_total");
+    EXPECT_EQ(client.wait(client.ask(text("x"), 0)).err, VORN_ERR_LOCAL_TIMEOUT_);
+    EXPECT_TRUE(eventually([&] { return count("vorn35_answers_late_total") > late; })) << "it expired, and is answered";
+}
+
+TEST_F(Reliable, LoopsWithoutAPauseLoseNothing) {
+    constexpr std::size_t many = 20000;
+    connect();
+    const double refused = count("vorn35_messages_refused_total");
+    for (std::size_t i = 0; i < many; ++i) client.delegate(text("x"));
+    for (std::size_t i = 0; i < many; ++i) ASSERT_EQ(client.returned.take().err, 0) << i;
+
+    const Ends<Event_service, Event_client> events{make<Event_service>(), make<Event_client>()};
+    const Addr publisher = events.service.open();
+    events.client.connect(publisher);
+    msg_processing_by_serial_alone(Msg_addr(events.client.self().port, c_code, 3));
+    EXPECT_EQ(events.client.link(), "link 0");
+    for (std::size_t i = 0; i < many; ++i) EXPECT_EQ(events.service.put(std::to_string(i)), 0);
+    for (std::size_t i = 0; i < many; ++i) ASSERT_EQ(events.client.log.take(), "value " + std::to_string(i));
+    EXPECT_EQ(count("vorn35_messages_refused_total"), refused);
+}
+
+/// A connection over its bounds is not read, another one is; and it is read while its peer's answer is waited for.
+TEST_F(Reliable, ConnectionOverItsBoundIsPaused) {
+    Runtime_options options = Runtime_options::reliable();
+    options.receive_messages = 10;
+    restart(options);
+    connect();
+    const Other_client fast(address);
+    const Other_client other(address);
+    const double paused = count("vorn35_connections_paused_total");
+    service.gate.close();
+    constexpr std::uint16_t many = 2000;
+    for (std::uint16_t num = 1; num <= many; ++num) fast.send(fast.call(num, {}));
+    EXPECT_TRUE(eventually([&] { return count("vorn35_connections_paused_total") > paused; }));
+    EXPECT_EQ(other.ask(EMsg::event_connect, 99), EMsg::event_reject);
+    timer_shutdown_server(relay_clock() + std::chrono::seconds(11));
+    EXPECT_TRUE(is_served(fast.port())) << "it cannot be heard while it is not read";
+    EXPECT_TRUE(eventually([&] { return !is_served(other.port()); }));
+    service.gate.open();
+    for (std::uint16_t num = 1; num <= many; ++num) ASSERT_EQ(fast.next().num, num);
+}
+
+/// All listeners are busy with events of a service, and its connection is over its bound: an answer from there comes through.
+TEST_F(Reliable, ConnectionIsReadForAThreadThatWaits) {
+    Runtime_options options = Runtime_options::reliable();
+    options.receive_messages = 10;
+    restart(options);
+    const Far_service far(client);
+    auto& events = make<Held_events>(Msg_code{9}, client);
+    Msg_num num = 0;
+    EXPECT_EQ(events.delegate_link(&num, 20), 0);
+    far.connection.next();
+    far.connection.send(Wire_message{73, 9, num});
+    EXPECT_TRUE(eventually([&] { return events.is_linked(); }));
+    events.gate.close();
+    const double paused = count("vorn35_connections_paused_total");
+    for (std::uint16_t i = 0; i < 100; ++i) far.connection.send(Wire_message{69, 9, i});
+    EXPECT_TRUE(eventually([&] { return count("vorn35_connections_paused_total") > paused; }));
+    const Promise_ promise = client.ask(text("x"));
+    far.connection.send(Wire_message{0x31, c_code, far.connection.next().num, text("answer")});
+    EXPECT_EQ(client.wait(promise).data, text("answer"));
+    events.gate.open();
+    EXPECT_TRUE(eventually([&] { return events.came == 100; }));
+}
+
+TEST_F(Reliable, BytesThatWaitToBeSentAreBounded) {
+    Runtime_options options = Runtime_options::reliable();
+    options.send_bytes = 1 << 20;
+    restart(options);
+    service.answer_much(60000);
+    const Addr to = service.open();
+    const Raw_server deaf;
+    ASSERT_EQ(client.start({c_here, deaf.port()}), 0);
+    const Raw_connection connection = deaf.accept_open();
+    client.connected.take();
+    const Bytes large(256 * 1024);
+    Msg_num num = 0;
+    Error err = 0;
+    for (int i = 0; i < 1000 && err == 0; ++i) err = client.delegate_call(&num, large.data(), large.size(), 20);
+    EXPECT_EQ(err, VORN_ERR_BUSY_LOCALHOST_);
+    EXPECT_GT(count("vorn35_messages_send_bound_total"), 0);
+    // An answer that does not fit ends the connection.
+    const Other_client greedy(to, 4096);
+    service.connected.take();
+    for (std::uint16_t i = 1; i < 2000 && service.disconnected.empty(); ++i) greedy.send(greedy.call(i, text("much")));
+    service.disconnected.take();
+    under_pressure = true;
+}
+
+TEST_F(Reliable, ClientsOfOneHostDoNotRepeatEachOther) {
+    address = service.open();
+    const Other_client one(address);
+    const Other_client other(address);
+    for (const auto* raw : {&one, &other}) raw->send(raw->call(1, text("x")));
+    for (const auto* raw : {&one, &other}) EXPECT_EQ(raw->next().payload, text("x"));
+    one.send(one.call(2, {}));
+    one.send(one.call(2, {}));
+    one.send(one.call(3, {}));
+    EXPECT_EQ(one.next().num, 2);
+    EXPECT_EQ(one.next().num, 3);
+}
+
+TEST_F(Reliable, RequestThatExpiresBehindItsHandlerIsAnswered) {
+    connect();
+    service.gate.close();
+    client.delegate(text("first"));
+    service.gate.until_reached();
+    const Msg_num late = client.delegate(text("late"), 0.01);
+    const double expired = count("vorn35_messages_expired_total");
+    std::this_thread::sleep_for(std::chrono::milliseconds(15));  // the limit itself
+    service.gate.open();
+    for (int i = 0; i < 2; ++i) {
+        const Answer answer = client.returned.take();
+        EXPECT_EQ(answer.err, answer.num == late ? VORN_ERR_REMOTE_TIMEOUT_ : 0);
+    }
+    EXPECT_EQ(count("vorn35_messages_expired_total"), expired + 1);
+    EXPECT_EQ(service.called.size(), 1U);
+}
+
+TEST_F(Reliable, NoticesOfManyAreAllGiven) {
+    const Addr to = service.open();
+    std::vector<Client*> clients;
+    for (int i = 0; i < 20; ++i) {
+        auto& one = make<Service>();
+        clients.push_back(&make<Client>());
+        ASSERT_EQ(clients.back()->start(one.open()), 0);
+    }
+    for (Client* const one : clients) one->connected.take();
+    std::vector<Other_client> raw;
+    for (int i = 0; i < 100; ++i) raw.emplace_back(to);
+    service.gate.close();
+    for (auto& one : raw) one.send(one.call(1, {}));
+    raw.clear();
+    service.gate.open();
+    service.connected.take(100);
+    service.disconnected.take(100);
+}
+
+TEST_F(Reliable, OpeningsAndSilenceEnd) {
+    address = service.open();
+    const Raw_client half(address.port);
+    EXPECT_TRUE(eventually([] { return records() == 1; }));
+    timer_cancel_openings(relay_clock());
+    EXPECT_EQ(records(), 1U);
+    timer_cancel_openings(relay_clock() + std::chrono::seconds(11));
+    EXPECT_TRUE(half.ends());
+    EXPECT_TRUE(eventually([] { return records() == 0; }));
+    EXPECT_TRUE(service.connected.empty());
+
+    const Other_client silent(address);
+    service.connected.take();
+    timer_shutdown_server(relay_clock());
+    EXPECT_TRUE(is_served(silent.port()));
+    timer_shutdown_server(relay_clock() + std::chrono::seconds(11));
+    service.disconnected.take();
+    EXPECT_TRUE(silent.ends());
+}
+
+TEST_F(Reliable, StopInACallbackIsCompleted) {
+    connect();
+    service.handler = [this](const Bytes&, Bytes*) { return service.stop(); };
+    client.delegate(text("x"));
+    EXPECT_TRUE(eventually([] {
+        const Exclusive_hold hold;
+        return gp_processor->local_stubes.empty() && gp_processor->qbuffer_map.empty();
+    })) << "the address is free";
+    // A client that is stopped while it connects leaves nothing at the service.
+    auto& brief = make<Client>();
+    const Raw_server slow;
+    ASSERT_EQ(brief.start({c_here, slow.port()}), 0);
+    const Raw_connection left = slow.accept();
+    ASSERT_EQ(brief.stop(), 0);
+    left.read(1024);
+    left.send(opening(slow.port(), 4711));
+    EXPECT_TRUE(left.ends());
+}
+
+TEST_F(Reliable, OutOfDescriptorsAndBack) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer itself takes descriptors to look whether an address is valid";
+#endif
+    connect();
+    const Raw_socket fd(stream());
+    Raw_socket refused(stream());
+    rlimit all{};
+    ::getrlimit(RLIMIT_NOFILE, &all);
+    const rlimit none{0, all.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    const double paused = count("vorn35_accepts_paused_total");
+    const Raw_client waits(address.port, 0, std::exchange(refused.fd, -1));
+    EXPECT_TRUE(eventually([&] { return count("vorn35_accepts_paused_total") > paused; }));
+    ::setrlimit(RLIMIT_NOFILE, &all);
+    EXPECT_EQ(waits.open().size(), 1024U) << "by the next beat";
+}
+
+/// Less than the beat, which would find the name a second later.
+TEST_F(Reliable, NamesAreFoundAtOnce) {
+    const auto before = std::chrono::steady_clock::now();
+    address = service.open("prompt");
+    Addr found;
+    EXPECT_TRUE(eventually([&] { return get_address("prompt", &found) == 1; }));
+    EXPECT_EQ(found.port, address.port);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(900));
+    // Neither does one that was not heard before wait for the beat. Right after a beat there is time to see it.
+    const auto told = [] { return count_of_directories(); };
+    for (const double beat = told(); told() == beat;) std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));  // at another part of the second
+    const double quiet = told();
+    const auto asked = std::chrono::steady_clock::now();
+    Raw_socket(::socket(AF_INET, SOCK_DGRAM, 0))
+        .send_to(c_directory_port, Wire_message{3, 1, 0, hex("00 00 20 00 00 00 00 00")}.bytes());
+    EXPECT_TRUE(eventually([&] { return told() > quiet; }));
+    EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::milliseconds(500));
+}
+
+}  // namespace
