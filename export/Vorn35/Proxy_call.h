@@ -25,7 +25,8 @@ class _Proxy_call;
 /// **A wait can miss its answer.** `call`, `await_result` and `await_return` do one timed wait. An answer that arrives
 /// before the wait has begun does not end it: the wait lasts until the limit and returns "VORN_ERR_LOCAL_TIMEOUT_",
 /// although the service ran the call. So choose short limits and repeat calls that may run twice, or use
-/// `delegate_call`, which has no such gap (docs/lost.md).
+/// `delegate_call`, which has no such gap (docs/lost.md). `Runtime_options::exact_waits` closes the gap, and makes the
+/// largest double mean no limit.
 ///
 /// **No limit.** For `delegate_call`, the largest double means no limit. A wait with such a limit ends at once with
 /// "VORN_ERR_LOCAL_TIMEOUT_", as with every limit whose end does not fit in the system clock.
@@ -57,7 +58,8 @@ public:
     /// @param _err 0; the error that the service returned; or an error of its process, for instance
     ///        "VORN_ERR_NOT_SUPPORT_CODE_".
     /// @param _ret_data_ the answer, valid until the callback returns; null when it has no payload.
-    /// @param _elapsed_time age of the exchange in seconds, as both ends have counted it.
+    /// @param _elapsed_time seconds that the messages of the exchange have waited for listeners, at both ends. `on_call`,
+    ///        queues of connections and the network are not part of it.
     virtual void on_return(Msg_num _msg_num, Error _err, const void* _ret_data_, Pksize _ret_size,
                            double _elapsed_time);
 
@@ -84,8 +86,9 @@ public:
     /// Blocks until the answer, a lost connection or the limit, then frees the `Promise`. May be called from a
     /// callback. A `stop` does not end the wait.
     /// @param _return_data_ receives the answer. May be null for an answer without payload.
-    /// @param _size_ in: size of the buffer. Out: size of the answer, also when the buffer is too small. May be null
-    ///        for an answer without payload.
+    /// @param _size_ in: size of the buffer. Out: size of the answer, also when the buffer is too small; 0 after a lost
+    ///        connection. Unchanged after a timeout, an error of the service, or for a payload without a buffer. May be
+    ///        null for an answer without payload.
     /// @param _time_ if not null: receives the seconds since the call.
     /// @return the error that the service returned, 0 for success; "VORN_ERR_BOUNDOUT_BUFFER_" (the buffer is too small
     ///         or null; the answer is lost); "VORN_ERR_LOCAL_TIMEOUT_"; "VORN_ERR_DISCONNECTED_TCP_";

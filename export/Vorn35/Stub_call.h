@@ -49,13 +49,14 @@ public:
     /// @param _out_buf_ receives the answer; null when the capacity is 0.
     /// @param _out_buf_size_ in: the capacity. Out: size of the answer, at most the capacity. Set it: left alone, it
     ///        sends the whole capacity.
-    /// @param _elapsed_time age of the request in seconds.
-    /// @param _packet_limit_time seconds that the client still waits. Nothing stops a handler that takes longer.
+    /// @param _elapsed_time seconds that the request has waited for a listener.
+    /// @param _packet_limit_time the limit of the request less that wait. The client may have less time left. Nothing
+    ///        stops a handler that takes longer.
     /// @return 0, or an `Error` that the client receives instead of an answer.
     virtual Error on_call(Addr _proxy_addr, const void* _in_buf_, Pksize _in_buf_size, void* _out_buf_,
                           Pksize* _out_buf_size_, double _elapsed_time, double _packet_limit_time);
-    /// A client called `Proxy_call::cancel`, or an answer could not be delivered. The message does not say which call
-    /// it means. It does not interrupt a running `on_call` of this code: it waits until that has returned.
+    /// A client called `Proxy_call::cancel`; or a connection ended while an answer was queued for it; or this process cut
+    /// a silent client that had not acknowledged an answer. The message does not say which call it means. It does not interrupt a running `on_call` of this code: it waits until that has returned.
     virtual void on_call_cancel(Addr _proxy_addr, Error _error);
 
 private:

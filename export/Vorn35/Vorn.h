@@ -831,6 +831,34 @@ VORN_API Vorn_error vorn_initialize_default(void);
 /// @param _udp_buffer_count ignored.
 /// @return as `vorn_initialize_default`.
 VORN_API Vorn_error vorn_initialize(size_t _thread_count, size_t _call_buffer_count, size_t _udp_buffer_count);
+/// Options for `Vorn_initialize_with`. Runtime_options.h describes each field, under the same name.
+typedef struct {
+    size_t size;  ///< Bytes of this structure: set it to `sizeof(Vorn_options)`. Later versions add fields at the end.
+    size_t listeners;          ///< Threads that run callbacks.
+    bool exact_waits;          ///< A wait returns an answer that came before it began.
+    size_t receive_messages;   ///< Messages of one connection that may wait; 0: 16 in the whole process.
+    size_t receive_bytes;      ///< And their bytes.
+    bool keep_notices;         ///< Notices are never refused.
+    bool exact_order;          ///< Messages that run one at a time run in the order of their arrival.
+    bool repeat_by_port;       ///< Clients of one host do not repeat each other.
+    bool retry_resources;      ///< Goes on to accept when there are descriptors again.
+    double opening_limit;      ///< Seconds for an opening exchange; 0: none.
+    double silence_limit;      ///< Seconds without a byte after which a peer counts as lost.
+    bool tell_silent_clients;  ///< A silent client is told to its service as lost.
+    size_t send_bytes;         ///< Bytes that may wait to be sent on one connection; 0: no bound.
+    bool expire_queued;        ///< A request that expired behind its handler does not run.
+    bool complete_stops;       ///< A stop in a callback is complete when the callback has returned.
+    bool tell_names_at_once;   ///< A name is found in milliseconds.
+} Vorn_options;
+/// Fills in the standard options; set `size` before.
+VORN_API void Vorn_options_standard(Vorn_options* _options_);
+/// The same for the reliable profile.
+VORN_API void Vorn_options_reliable(Vorn_options* _options_);
+/// `vorn_initialize_default` with options. Without options the environment variable "VORN35_PROFILE", or else the key
+/// "PROFILE" in vorn.ini, chooses "standard" or "reliable".
+/// @return as `vorn_initialize_default`; `EINVAL` for an option out of range, whose name goes to standard error.
+VORN_API Vorn_error Vorn_initialize_with(const Vorn_options* _options_);
+
 /// Ends the runtime: waits for running callbacks, then ends and joins all its threads. Never call it from a callback.
 /// Stops all objects that are started, without callbacks; they may be freed later. After it no callback runs.
 /// @return 0.

@@ -38,9 +38,11 @@ struct Header {
     Version ver : 3;
     Priority prt : 5;
     EMsg type;
-    Port gport;         ///< Gate port. Not 0: addressed to a `Stub`. 0: addressed to a `Proxy`.
-    Packet_time limit;  ///< Seconds of life left when last stamped.
-    Packet_time time;   ///< Seconds of life spent so far.
+    /// Gate port: the client's port of the connection, written by the client's relay; the service's relay writes 0. Dispatch
+    /// looks for a `Stub` if it is not 0, and for a `Proxy` if it is. It means nothing in an acknowledgement or a heartbeat.
+    Port gport;
+    Packet_time limit;  ///< Seconds of life left, as of the last `update_packet_time_and_return_timeout`.
+    Packet_time time;   ///< Seconds of life spent until then, in pipes only.
     Msg_code code;
     Msg_num num;
     Error error;

@@ -14,7 +14,7 @@ struct Due {
 };
 
 thread_local int t_depth = 0;
-/// There are no more different ones than the senders' and the listeners'.
+/// A thread requests at most two different wake-ups: that of the send workers and that of the listeners.
 thread_local std::array<Due, 2> t_due{};
 thread_local std::size_t t_count = 0;
 

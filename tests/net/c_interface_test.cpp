@@ -1,5 +1,6 @@
 // The C interface: each function is called, with an outcome that shows where the call went.
 
+#include "Vorn/options.h"
 #include "Vorn35/Vorn.h"
 #include "net/support/kinds.h"
 
@@ -204,6 +205,17 @@ TEST_F(C_interface, Values) {
 }
 
 TEST_F(C_interface, LifeAndOrdering) {
+    Vorn_options options{};
+    options.size = sizeof options;
+    Vorn_options_reliable(&options);
+    options.send_bytes = 12345;
+    options.silence_limit = 1;
+    EXPECT_EQ(Vorn_initialize_with(&options), EINVAL);
+    options.silence_limit = 10;
+    options.size = offsetof(Vorn_options, silence_limit);  // of an earlier version: the rest is standard
+    EXPECT_EQ(Vorn_initialize_with(&options), 0);
+    EXPECT_TRUE(g_options.exact_waits && g_options.send_bytes == 0 && g_options.silence_limit == 8888);
+    EXPECT_EQ(vorn_finalize(), 0);
     EXPECT_EQ(vorn_initialize(3, 16, 0), 0);
     EXPECT_EQ(threads(), threads_before + 3 + 6);
     EXPECT_EQ(vorn_finalize(), 0);

@@ -184,8 +184,15 @@ TEST_F(Reliable, RequestThatExpiresBehindItsHandlerIsAnswered) {
     service.gate.close();
     client.delegate(text("first"));
     service.gate.until_reached();
-    const Msg_num late = client.delegate(text("late"), 0.01);
     const double expired = count("vorn35_messages_expired_total");
+    const Msg_num late = client.delegate(text("late"), 0.01);
+    const auto waits = [this] {
+        const Exclusive_hold hold;
+        const auto& queue = gp_processor->qbuffer_map.at(Msg_addr(address.port, c_code, 1));
+        const std::lock_guard lock(queue->m_lock);
+        return !queue->empty();
+    };
+    EXPECT_TRUE(eventually([&] { return waits() || count("vorn35_messages_expired_total") > expired; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(15));  // the limit itself
     service.gate.open();
     for (int i = 0; i < 2; ++i) {

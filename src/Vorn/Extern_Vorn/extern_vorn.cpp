@@ -4,8 +4,14 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <string>
 
+#include "Vorn35/Runtime_options.h"
 #include "Vorn35/Statistics.h"
 #include "Vorn35/vorn_error.h"
 #include "Vorn35/vorn_serial_parallel.h"
@@ -48,6 +54,60 @@ Vorn_error vorn_initialize_default() {
 
 Vorn_error vorn_initialize(size_t _thread_count, size_t _call_buffer_count, size_t _udp_buffer_count) {
     return initialize(_thread_count, _call_buffer_count, _udp_buffer_count);
+}
+
+namespace {
+
+/// Each option of both sides, once.
+template <class Options, class C_options, class Copy>
+void for_each_option(Options& _options, C_options& _c, Copy _copy) {
+    _copy(_options.listeners, _c.listeners);
+    _copy(_options.exact_waits, _c.exact_waits);
+    _copy(_options.receive_messages, _c.receive_messages);
+    _copy(_options.receive_bytes, _c.receive_bytes);
+    _copy(_options.keep_notices, _c.keep_notices);
+    _copy(_options.exact_order, _c.exact_order);
+    _copy(_options.repeat_by_port, _c.repeat_by_port);
+    _copy(_options.retry_resources, _c.retry_resources);
+    _copy(_options.opening_limit, _c.opening_limit);
+    _copy(_options.silence_limit, _c.silence_limit);
+    _copy(_options.tell_silent_clients, _c.tell_silent_clients);
+    _copy(_options.send_bytes, _c.send_bytes);
+    _copy(_options.expire_queued, _c.expire_queued);
+    _copy(_options.complete_stops, _c.complete_stops);
+    _copy(_options.tell_names_at_once, _c.tell_names_at_once);
+}
+
+/// A caller of an earlier version has a shorter structure.
+void give(const Runtime_options& _options, Vorn_options* _options_) {
+    Vorn_options all{};
+    for_each_option(_options, all, [](const auto& _from, auto& _to) { _to = _from; });
+    all.size = std::min(_options_->size, sizeof all);
+    std::memcpy(_options_, &all, all.size);
+}
+
+}  // namespace
+
+void Vorn_options_standard(Vorn_options* _options_) {
+    give(Runtime_options::standard(), _options_);
+}
+
+void Vorn_options_reliable(Vorn_options* _options_) {
+    give(Runtime_options::reliable(), _options_);
+}
+
+Vorn_error Vorn_initialize_with(const Vorn_options* _options_) {
+    Vorn_options given{};
+    given.size = sizeof given;
+    give(Runtime_options::standard(), &given);
+    std::memcpy(&given, _options_, std::min(_options_->size, sizeof given));
+    Runtime_options options;
+    for_each_option(options, given, [](auto& _to, const auto& _from) { _to = _from; });
+    if (const std::string problem = options.problem(); !problem.empty()) {
+        std::fprintf(stderr, "vorn35: %s\n", problem.c_str());
+        return EINVAL;
+    }
+    return initialize(options);
 }
 
 Vorn_error vorn_finalize() {

@@ -12,8 +12,8 @@
 namespace Vorn35 {
 
 /// Passes a received token to the processor, which owns it on 0; on any other result the relay frees it. Runs on the workers
-/// and on the timer thread. It must not call `send_tcp_server`, because the relay may hold a table's lock (during the notice
-/// that a client's connection was lost).
+/// and on the timer thread. For a `ctrl` message it must not call `send_tcp_server`: the relay holds a table's lock when it
+/// reports that a client's connection was lost. Answers arrive without one.
 using send_sdk_t = int(Token, Packet*);
 
 /// First relay call. Reads the configuration, makes the heartbeat and the five epoll instances.

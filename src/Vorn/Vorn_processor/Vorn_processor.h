@@ -71,7 +71,7 @@ public:
     std::vector<std::thread> thread__;          ///< The listeners.
     std::vector<std::thread::id> listener_ids;  ///< Their identities, which outlast their end.
 
-    /// Lets one listener at a time take a message. Outermost lock.
+    /// Lets one listener at a time take a message.
     Mutex<lock_order::serial> serial_lock;
 
     /// Guards `returns`, and the answer in each record of the table.
@@ -93,8 +93,9 @@ public:
 
     // The pipe and its listeners.
 
-    /// Puts a token into the pipe. "VORN_ERR_BUSY_" when too many wait: more than 1 for a value by datagram
-    /// or a directory, more than 16 for anything else.
+    /// Puts a token into the pipe, and wakes a listener. "VORN_ERR_BUSY_" when more messages wait than its type allows: 1 for a
+    /// value by datagram or a directory, 16 for others. Bounds of receive windows take the place of these
+    /// (`Runtime_options::receive_messages`); notices may have none (`keep_notices`).
     Error apply_process(Token _token);
     /// Takes and processes one message. Not 0: the pipe is shut down.
     Error listener();
@@ -186,7 +187,8 @@ private:
 /// runtime's own threads, which live inside its life, read it freely.
 extern Vorn_processor* gp_processor;
 
-/// The one door by which the relay hands received messages to the processor.
+/// Every received message enters here. An answer to a plain request goes to its waiter (`return_processor`), everything else to
+/// the pipe (`apply_process`), the loss of a server to both. On 0 the token is taken over.
 Error send_sdk(Token _token, Packet* _pkt_);
 /// `return_processor` on `gp_processor`.
 Error awake_process(Token _token);

@@ -86,6 +86,7 @@ Error Vorn_processor::listener_processor(Token _token) {
     }
     // Needs the exclusive hold, and no addressee.
     if (is_directory) recv_datagram_stubes_info(_token, pkt);
+    // The queue has a reference of its own, and the thread that drains it finishes the message.
     is_queued ? _token.free() : finish(_token);
     return 0;
 }
@@ -204,7 +205,7 @@ Error Vorn_processor::return_processor(Token _token) {
     const auto found = returns.find(
         struct_return_key(pkt->get_src(), get_return_type(pkt->get_msg_type()), pkt->header.code, pkt->header.num));
     if (found != returns.end()) {
-        // A second answer to one request is deliberately lost, and its blocks are not freed.
+        // A second answer to one request is dropped. Deliberately, its blocks are not freed.
         if (found->second->returned) return 0;
         hand_over(found->second);
         // Notifies after the unlock, since the waiter needs the lock first. The waiter may end before, so share its record.
@@ -218,7 +219,8 @@ Error Vorn_processor::return_processor(Token _token) {
     return 0;
 }
 
-/// Drops an answer without a waiter, and notifies the sender that it came too late.
+/// Drops an answer that no thread waits for. The cancel deliberately goes to `send_tcp_server`: it reaches the service only if
+/// the service's address is that of a connection that this process accepted, and is otherwise counted as unsent.
 void Vorn_processor::return_unclaimed(Token _token) {
     count(Counter::answers_late);
     _token.free_data();

@@ -10,8 +10,9 @@ namespace Vorn35 {
 /// Counts the dispatches of one `Stub` or `Proxy`, with those of its members. An application callback runs inside a
 /// dispatch only.
 ///
-/// A dispatch begins under the same shared hold of `mutex_01` under which its object was found. So a thread that removes the
-/// object from the tables and queues under the exclusive hold, and then waits until the count is 0, meets no later callback.
+/// A dispatch begins under the shared hold of `mutex_01` under which its object was found in a table, or its message was taken
+/// from a queue. So a thread that removes the object from the tables, and its messages from the queues, under the exclusive
+/// hold, and then waits until the count is 0, meets no later callback.
 class Dispatches {
 public:
     /// The calling thread is inside a dispatch of this object.

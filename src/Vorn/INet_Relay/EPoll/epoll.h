@@ -52,7 +52,8 @@ struct struct_epoll_overlapped {
     std::atomic<enum_socket_type> type;  ///< Changes only forward, from an init type to its established one.
     Addr local_addr;
 
-    /// Synchronises the hand-off between workers: `arm` releases it, the next worker acquires it before it uses the record.
+    /// Synchronises a hand-off through epoll: `watch` and `arm` release it, and the worker that gets the event acquires it. A
+    /// hand-off through a ready list is synchronised by the lock of that list.
     std::atomic<unsigned> handoff{0};
 
     /// Holds the record's list node while the record is not in a ready list (ready_list.h).
@@ -79,7 +80,7 @@ struct struct_epoll_overlapped_ex : struct_epoll_overlapped {
     /// meanwhile; a thread that wants to remove them calls `wait_for_write` first.
     std::size_t in_flight VORN35_GUARDED_BY(send_queue_lock) = 0;
     bool send_state VORN35_GUARDED_BY(send_queue_lock) =
-        false;                                       ///< The send worker is armed for this record or works on it.
+        false;  ///< In the ready list, armed for sending, or served by the send worker.
     std::atomic<ks_clock_t> recv_clk{ks_clock_t{}};  ///< Last bytes received.
     std::uint8_t* recv_buf = nullptr;
     std::size_t recv_len = 0;                        ///< Bytes still awaited for the current piece.
@@ -96,8 +97,8 @@ using epoll_overlapped_ex_t = struct_epoll_overlapped_ex;
 ///
 /// An empty `Token` in `send_queue` is a closing marker: when it reaches the front, the write side closes.
 struct struct_epoll_overlapped_tcp : struct_epoll_overlapped_ex {
-    const Addr remote_addr;  ///< Server as dialled, or peer as accepted. Key of all tables.
-    Port gate_port_of_local = 0;
+    const Addr remote_addr;        ///< Server as dialled, or peer as accepted. Key of all tables.
+    Port gate_port_of_local = 0;   ///< Our port of the connection, as the peer's opening record names it.
     Tcp_header tcp_server_header;  ///< Sent by the server side, received by the client side.
     Tcp_header tcp_client_header;  ///< The other way.
     bool header_send = false;      ///< The current piece is a `Header`, not the payload.
@@ -114,7 +115,8 @@ struct struct_epoll_overlapped_tcp : struct_epoll_overlapped_ex {
     std::size_t queued_bytes VORN35_GUARDED_BY(send_queue_lock) = 0;
     /// Guards `ack_wait_q`. Innermost of the relay.
     Mutex<lock_order::ack_wait_q> ack_wait_q_lock;
-    /// Server side: headers of returns sent and not yet acknowledged; owned.
+    /// Server side: headers of plain returns that were sent and not yet acknowledged; owned. When a silent client is cut, each
+    /// becomes a cancel for its `Stub`.
     token_queue_t ack_wait_q VORN35_GUARDED_BY(ack_wait_q_lock);
 
     struct_epoll_overlapped_tcp(Socket _socket, enum_socket_type _type, Addr _local_addr, Addr _remote_addr)
@@ -193,6 +195,7 @@ extern int epoll_tcp_send;
 extern int epoll_udp_recv;
 extern int epoll_udp_send;
 
+/// Passes a received message to the processor: `send_sdk` (Vorn_processor.h).
 extern send_sdk_t* send_sdk__;
 
 /// The shared heartbeat message. Each queue entry holds a reference to its header, which is never written.
@@ -221,8 +224,10 @@ void print_ooo();
 /// Destroys every TCP record and clears all tables without a notice to the processor. Call it only when no worker runs.
 void clear_tcp_records() VORN35_NO_THREAD_SAFETY_ANALYSIS;
 
-/// Returns an undelivered message to its local sender in its error form, if it has one, and frees the token.
-/// @param _to_stub a `Stub` sent the message; an undelivered return comes back to it as the cancel.
+/// Gives the error form of an undelivered message to the processor, if it has one, and frees the token. An undelivered return
+/// reaches its `Stub` as a cancel; a plain request its waiter, unless the loss of the connection reached it before. A
+/// `delegate_` request finds no addressee.
+/// @param _to_stub a `Stub` sent the message.
 void return_undelivered(Token _token, Error _error, bool _to_stub);
 
 // Supervision, called by `inet_interval_event` in this order.

@@ -17,7 +17,8 @@ int recv_connection(struct_epoll_overlapped_tcp* _record);
 int send_connection(struct_epoll_overlapped_tcp* _record);
 /// Whether `Runtime_options::send_bytes` leaves room for the message; counts it if not.
 bool has_room(const struct_epoll_overlapped_tcp* _record, const Packet* _pkt) VORN35_REQUIRES(_record->send_queue_lock);
-/// Appends a message to the queue, and arms the send worker if the queue was empty. The connection takes over the token.
+/// Appends a message to the queue. If the queue was empty, puts the record into the send worker's ready list. The connection
+/// takes over the token.
 void queue_message(struct_epoll_overlapped_tcp* _record, Token _token, Packet* _pkt_)
     VORN35_REQUIRES(_record->send_queue_lock);
 /// The same for the closing marker.
@@ -48,6 +49,7 @@ int establish_connect(struct_epoll_overlapped_tcp* _record);
 int unestablish_connect(struct_epoll_overlapped_tcp* _record);
 int close_client(struct_epoll_overlapped_tcp* _record);
 int failed_send_client(struct_epoll_overlapped_tcp* _record);
+/// A header is complete. If it is of an answer to a plain signal or call: queues the acknowledgement, ahead of the payload.
 int completed_recv_client_header(struct_epoll_overlapped_tcp* _record);
 
 // Server side.

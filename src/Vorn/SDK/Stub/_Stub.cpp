@@ -156,8 +156,8 @@ void _Stub::del_datagram(Msg_code _code) {
     del_member(&datagrams, _code);
 }
 
-/// Looks back by one message, over all clients and members: a repeat has the number, source, type and code of the message
-/// before it. The comparison and the store deliberately take the lock separately: two messages that arrive together may
+/// Looks back by one message, over all clients and members: a repeat has the number (not 0), source host, type and code of the
+/// message before it, and the port with `Runtime_options::repeat_by_port`. The comparison and the store deliberately take the lock separately: two messages that arrive together may
 /// pass each other here, and both run.
 bool _Stub::is_repeat(const Packet* _pkt) {
     const Header& header = _pkt->header;

@@ -115,7 +115,7 @@ private:
     Mutex<lock_order::numbers> seq_num_mutex;
     Msg_num seq_num VORN35_GUARDED_BY(seq_num_mutex) = 0;
 
-    /// Guards the four fields below: what the repeat check knows of the message that was dispatched last. A leaf.
+    /// Guards the fields below: what the repeat check knows of the message that was dispatched last. A leaf.
     Mutex<lock_order::repeats> last_seq_num_mutex;
     IP last_ip VORN35_GUARDED_BY(last_seq_num_mutex) = 0;
     Port last_port VORN35_GUARDED_BY(last_seq_num_mutex) = 0;

@@ -13,7 +13,8 @@ namespace Vorn35 {
 
 namespace {
 
-/// Copies the payload of an answer to the caller's buffer, or reports the size that it needs.
+/// Copies the payload of an answer to the caller's buffer. Reports only the size if the buffer is too small, and nothing if
+/// there is none.
 Error copy_answer(Token _answer, void* _return_data_, Pksize* _size_) {
     const Packet* const pkt = _answer.get_header_packet();
     const Error result = pkt->header.error;

@@ -44,6 +44,7 @@ void _Stub_call::adapter_call(Token _token) {
     }
     if (return_pkt_->get_data_size() == 0) return_token.free_data();
 
+    // The relay refuses with -1 only, so the cancel does not run at present.
     const Error sent = _op->send(return_token);
     if (sent == 0) return;
     if (sent == VORN_ERR_LOCAL_TIMEOUT_ && result == 0) {
