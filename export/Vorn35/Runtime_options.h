@@ -29,7 +29,7 @@ struct Runtime_options {
     /// same bounds; one beyond them is dropped and counted. 0 messages: one bound of 16 messages for the whole process, beyond
     /// which messages are dropped.
     std::size_t receive_messages = 0;
-    std::size_t receive_bytes = std::size_t{64} << 20;
+    std::size_t receive_bytes = std::size_t{64} << 20;  ///< See `receive_messages`.
 
     /// Notices (connected, lost, link ended) are never refused, however many messages wait. `on_connect` and `on_disconnect`
     /// of a `Stub` run one at a time, in the order of the connections' events.
