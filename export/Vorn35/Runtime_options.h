@@ -74,6 +74,10 @@ struct Runtime_options {
     /// not heard before, at most ten times a second. So a name is found in milliseconds.
     bool tell_names_at_once = false;
 
+    /// A client whose connection returns asks for the links again that ended with it, after `on_connect`, and `on_link` tells
+    /// the result. Not for a link that the application has ended or asked for itself since.
+    bool restore_links = false;
+
     /// What `initialize` without options does, unless the environment or vorn.ini chooses the other profile.
     VORN35_API static Runtime_options standard();
     /// Everything above, with an `opening_limit` and a `silence_limit` of 10 s and 64 MiB of `send_bytes`.

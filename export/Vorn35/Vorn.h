@@ -849,6 +849,7 @@ typedef struct {
     bool expire_queued;        ///< A request that expired behind its handler does not run.
     bool complete_stops;       ///< A stop in a callback is complete when the callback has returned.
     bool tell_names_at_once;   ///< A name is found in milliseconds.
+    bool restore_links;        ///< Links return with their connection.
 } Vorn_options;
 /// Fills in the standard options; set `size` before.
 VORN_API void Vorn_options_standard(Vorn_options* _options_);

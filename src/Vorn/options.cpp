@@ -52,6 +52,7 @@ Runtime_options Runtime_options::reliable() {
     options.expire_queued = true;
     options.complete_stops = true;
     options.tell_names_at_once = true;
+    options.restore_links = true;
     return options;
 }
 

@@ -261,6 +261,25 @@ TEST_F(Reliable, StopInACallbackIsCompleted) {
     EXPECT_TRUE(left.ends());
 }
 
+TEST_F(Reliable, LinksReturnWithTheirConnection) {
+    const auto returns = [](auto& _service, auto& _client, auto... _form) {
+        _client.connect(_service.open());
+        EXPECT_EQ(_client.link(_form...), "link 0");
+        _client.lose_connection();
+        EXPECT_EQ(_client.log.lines(3), "unlink VORN_ERR_DISCONNECTED_TCP_, disconnect, link 0");
+        EXPECT_TRUE(_client.is_linked());
+        _client.unlink();
+        _client.lose_connection();
+        EXPECT_EQ(_client.log.take(), "disconnect");
+        _client.connected.take(3);
+        EXPECT_EQ(_client.link(_form...), "link 0") << "nothing asked for it before";
+    };
+    returns(make<Event_service>(), make<Event_client>());
+    for (const bool reliable : {true, false})
+        returns(make<Information_service>(), make<Information_client>(), reliable);
+    returns(make<Command_service>(), make<Command_client>());
+}
+
 TEST_F(Reliable, OutOfDescriptorsAndBack) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer itself takes descriptors to look whether an address is valid";

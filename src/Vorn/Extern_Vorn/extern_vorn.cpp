@@ -76,6 +76,7 @@ void for_each_option(Options& _options, C_options& _c, Copy _copy) {
     _copy(_options.expire_queued, _c.expire_queued);
     _copy(_options.complete_stops, _c.complete_stops);
     _copy(_options.tell_names_at_once, _c.tell_names_at_once);
+    _copy(_options.restore_links, _c.restore_links);
 }
 
 /// A caller of an earlier version has a shorter structure.

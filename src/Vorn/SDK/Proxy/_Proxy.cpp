@@ -5,6 +5,9 @@
 
 #include "Kestrane/_chrono.h"
 #include "Vorn/INet_Relay/inet_relay.h"
+#include "Vorn/SDK/Proxy/Command/_Proxy_command.h"
+#include "Vorn/SDK/Proxy/Event/_Proxy_event.h"
+#include "Vorn/SDK/Proxy/Information/_Proxy_information.h"
 #include "Vorn/SDK/member_table.h"
 #include "Vorn35/vorn_error.h"
 
@@ -194,6 +197,7 @@ void _Proxy::came_up(Connection _connection) {
         proxy_addr = _connection.local;
         pp->on_connect();
     }
+    restore_links();
     // The notice of its loss arrived first, and takes effect now.
     if (lost == ks_clock_t{}) return;
     Token loss;
@@ -204,6 +208,12 @@ void _Proxy::came_up(Connection _connection) {
     pkt->set_to_proxy(_connection.local, stub_addr);
     adapter_object_destroy(loss);
     loss.free();
+}
+
+void _Proxy::restore_links() {
+    for (const auto& [code, event] : events) event->restore();
+    for (const auto& [code, information] : informations) information->restore();
+    for (const auto& [code, command] : commands) command->restore();
 }
 
 void _Proxy::adapter_object_destroy(Token _token) {

@@ -154,6 +154,7 @@ private:
     void disconnect_events(Token _token);
     void disconnect_informations(Token _token);
     void disconnect_commands(Token _token);
+    void restore_links();
     void release_events();
     void release_commands();
     void release_informations();

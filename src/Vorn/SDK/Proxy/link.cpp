@@ -4,16 +4,32 @@
 #include "Vorn/SDK/Proxy/Promise.h"
 #include "Vorn/SDK/Proxy/_Proxy.h"
 #include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn/options.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
 
 Error _Linking_method::delegate_link(EMsg _type, Msg_num* _msg_num_, double _limit_time) {
+    asked(_type, _limit_time);
     return delegate_request(_pp, {_type, code, nullptr, 0, _limit_time, &connect_state}, _msg_num_);
 }
 
 Promise_ _Linking_method::async_link(EMsg _type, double _limit_time) {
+    asked(_type, _limit_time);
     return async_request(_pp, {_type, code, nullptr, 0, _limit_time, &connect_state});
+}
+
+void _Linking_method::asked(EMsg _type, double _limit_time) {
+    constexpr unsigned delegate_form = 8;
+    asked_type = static_cast<EMsg>(static_cast<unsigned>(_type) | delegate_form);
+    asked_limit = _limit_time;
+    is_to_restore = false;
+}
+
+void _Linking_method::restore() {
+    if (!is_to_restore.exchange(false)) return;
+    Msg_num num = 0;
+    static_cast<void>(delegate_request(_pp, {asked_type, code, nullptr, 0, asked_limit, &connect_state}, &num));
 }
 
 Error _Linking_method::await_link_return(Promise_ _promise_, double* _time_) {
@@ -50,13 +66,16 @@ bool _Linking_method::is_of_the_past(const Packet* _answer) const {
 
 void _Linking_method::adapter_disconnect(Token _token) {
     if (!end_link()) return;
-    const Error error = _token.get_header_packet()->header.error;
+    const Packet* const pkt = _token.get_header_packet();
+    is_to_restore = g_options.restore_links && pkt->get_msg_type() == EMsg::ctrl;
+    const Error error = pkt->header.error;
     g_last_error = error;
     const Released released;
     tell_unlink(error);
 }
 
 void _Linking_method::disconnect(bool _send) {
+    is_to_restore = false;
     if (_send && !_pp->is_created()) return;
     if (!end_link() || !_send) return;
     send_notice(_pp, shutdown_type(), code, _pp->get_msg_num(), VORN_ERR_NONE_, shutdown_if());

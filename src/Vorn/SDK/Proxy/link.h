@@ -25,6 +25,9 @@ public:
 
     // On a listener with `mutex_01` shared.
 
+    /// The connection is up again: asks for the link that ended with the connection before, unless the application has
+    /// unlinked or asked itself (`Runtime_options::restore_links`).
+    void restore();
     /// The service has ended the link, or the connection is gone.
     void adapter_disconnect(Token _token);
     void adapter_delegate_on_link(Token _token);
@@ -40,6 +43,13 @@ protected:
     std::atomic<bool> connect_state{false};
 
 private:
+    /// Notes a request of the application, which takes the place of a restoration.
+    void asked(EMsg _type, double _limit_time);
+
+    std::atomic<EMsg> asked_type{EMsg::null};  ///< The last request, in its `delegate_` form.
+    std::atomic<double> asked_limit{0};
+    std::atomic<bool> is_to_restore{false};
+
     // The application's part; no lock held.
 
     virtual void tell_link(Msg_num _msg_num, Error _err, double _time) = 0;
