@@ -36,9 +36,12 @@ constexpr const char* c_usage = R"(bench [options]    (in a lab: ./dev bench doe
 )";
 
 // In the order of the tables.
-const std::vector<std::string> c_peers{"raw", "handoff", "vorn35", "zeromq", "nng", "grpc", "capnp", "dds", "lcm"};
+const std::vector<std::string> c_peers{"raw",   "handoff", "vorn35", "vorn35-reliable", "zeromq", "nng", "grpc",
+                                       "capnp", "dds",     "lcm"};
 
 constexpr const char* c_own = "vorn35";
+/// The same program in the other profile.
+constexpr const char* c_own_reliable = "vorn35-reliable";
 
 struct Options {
     bool quick = false;
@@ -117,9 +120,9 @@ std::string output_of(const std::string& command, int* code) {
 constexpr int c_absent = 3;  // the exit code of a peer that cannot do a job
 
 /// One run of one peer. Nothing: it does not take part, or it failed, which is said.
-std::optional<Figures> run(const fs::path& program, const Job& job, int* code_ = nullptr) {
-    const std::string command = "timeout -k 1 " + std::to_string(60 + static_cast<int>(job.seconds)) + " " +
-                                program.string() + " " + to_words(job);
+std::optional<Figures> run(const std::string& program, const Job& job, int* code_ = nullptr) {
+    const std::string command =
+        "timeout -k 1 " + std::to_string(60 + static_cast<int>(job.seconds)) + " " + program + " " + to_words(job);
     int code = 0;
     const std::string text = output_of(command, &code);
     if (code_ != nullptr) *code_ = code;
@@ -177,7 +180,12 @@ public:
     }
 
 private:
-    fs::path program(const std::string& peer) const { return programs_ / ("peer_" + peer); }
+    fs::path program(const std::string& peer) const {
+        return programs_ / ("peer_" + (peer == c_own_reliable ? c_own : peer));
+    }
+    std::string command(const std::string& peer) const {
+        return (peer == c_own_reliable ? "env VORN35_PROFILE=reliable " : "") + program(peer).string();
+    }
 
     /// One case in one round. Who comes first changes with the round.
     void take(std::size_t n, int round) {
@@ -195,7 +203,7 @@ private:
                                               [&](const Variant& candidate) { return candidate.name == name; });
             const bool is_peer = variant == c.variants.end();
             int code = 0;
-            const auto figures = run(program(is_peer ? name : c_own), is_peer ? c.job : variant->job, &code);
+            const auto figures = run(command(is_peer ? name : c_own), is_peer ? c.job : variant->job, &code);
             if (code == c_absent) absent_.emplace(n, name);
             if (!figures) continue;
             results_[n][name][round] = *figures;
@@ -218,7 +226,7 @@ private:
             if (!cases_[n].syscalls) continue;
             job.syscalls = true;
             for (auto& [peer, rounds] : results_[n]) {
-                const auto figures = run(program(peer), job);
+                const auto figures = run(command(peer), job);
                 if (!figures) {
                     std::printf("The kernel does not let system calls be counted here.\n");
                     return;
