@@ -23,6 +23,11 @@ protected:
         ASSERT_EQ(finalize(), 0);
         ASSERT_EQ(initialize(_options), 0);
     }
+    /// Messages in one loop; `./dev soak` takes many more.
+    static std::size_t many() {
+        const char* const text = std::getenv("VORN35_MANY");
+        return text == nullptr ? 4000 : std::strtoul(text, nullptr, 10);
+    }
     static double count(std::string_view _name) { return sum_of(statistics(), _name); }
     static double count_of_directories() {
         for (const Statistic& one : statistics()) {
@@ -82,19 +87,26 @@ TEST_F(Reliable, AnswerThatIsThereEndsTheWait) {
 }
 
 TEST_F(Reliable, LoopsWithoutAPauseLoseNothing) {
-    constexpr std::size_t many = 20000;
     connect();
     const double refused = count("vorn35_messages_refused_total");
-    for (std::size_t i = 0; i < many; ++i) client.delegate(text("x"));
-    for (std::size_t i = 0; i < many; ++i) ASSERT_EQ(client.returned.take().err, 0) << i;
+    for (std::size_t i = 0; i < many(); ++i) ASSERT_EQ(client.wait(client.ask(text("x"))).err, 0) << i;
+    for (std::size_t i = 0; i < many(); ++i) client.delegate(text("x"));
+    for (std::size_t i = 0; i < many(); ++i) ASSERT_EQ(client.returned.take().err, 0) << i;
+    EXPECT_TRUE(client.returned.empty());
 
-    const Ends<Event_service, Event_client> events{make<Event_service>(), make<Event_client>()};
-    const Addr publisher = events.service.open();
-    events.client.connect(publisher);
-    msg_processing_by_serial_alone(Msg_addr(events.client.self().port, c_code, 3));
-    EXPECT_EQ(events.client.link(), "link 0");
-    for (std::size_t i = 0; i < many; ++i) EXPECT_EQ(events.service.put(std::to_string(i)), 0);
-    for (std::size_t i = 0; i < many; ++i) ASSERT_EQ(events.client.log.take(), "value " + std::to_string(i));
+    auto& publisher = make<Event_service>();
+    const Addr open = publisher.open();
+    std::vector<Event_client*> readers;
+    for (IP i = 0; i < 8; ++i) {
+        readers.push_back(&make<Event_client>());
+        readers.back()->connect({c_here + (i << 24U), open.port});
+        msg_processing_by_serial_alone(Msg_addr(readers.back()->self().port, c_code, 3));
+        EXPECT_EQ(readers.back()->link(), "link 0");
+    }
+    for (std::size_t i = 0; i < many(); ++i) EXPECT_EQ(publisher.put(std::to_string(i)), 0);
+    for (Event_client* const reader : readers) {
+        for (std::size_t i = 0; i < many(); ++i) ASSERT_EQ(reader->log.take(), "value " + std::to_string(i));
+    }
     EXPECT_EQ(count("vorn35_messages_refused_total"), refused);
 }
 
@@ -203,23 +215,24 @@ TEST_F(Reliable, RequestThatExpiresBehindItsHandlerIsAnswered) {
     EXPECT_EQ(service.called.size(), 1U);
 }
 
+/// Clients of one process that connect and are lost at once.
 TEST_F(Reliable, NoticesOfManyAreAllGiven) {
+    const std::size_t clients = many() / 100;
     const Addr to = service.open();
-    std::vector<Client*> clients;
-    for (int i = 0; i < 20; ++i) {
-        auto& one = make<Service>();
-        clients.push_back(&make<Client>());
-        ASSERT_EQ(clients.back()->start(one.open()), 0);
+    std::vector<Client*> all;
+    for (std::size_t i = 0; i < clients; ++i) {
+        all.push_back(&make<Client>());
+        const IP one = htonl(0x7F000001U + static_cast<IP>(i));
+        ASSERT_EQ(all.back()->start({one, to.port}), 0);
     }
-    for (Client* const one : clients) one->connected.take();
-    std::vector<Other_client> raw;
-    for (int i = 0; i < 100; ++i) raw.emplace_back(to);
-    service.gate.close();
-    for (auto& one : raw) one.send(one.call(1, {}));
-    raw.clear();
-    service.gate.open();
-    service.connected.take(100);
-    service.disconnected.take(100);
+    for (Client* const one : all) one->connected.take();
+    service.connected.take(clients);
+    {
+        const std::lock_guard lock(g_establish_server_map_lock);
+        for (const auto& [addr, record] : g_establish_server_map) ::shutdown(record->socket, SHUT_RDWR);
+    }
+    for (Client* const one : all) one->disconnected.take();
+    service.disconnected.take(clients);
 }
 
 TEST_F(Reliable, OpeningsAndSilenceEnd) {
