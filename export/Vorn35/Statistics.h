@@ -3,10 +3,12 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
 #include "Vorn35/vorn_export.h"
+#include "Vorn35/vorn_typedef.h"
 
 namespace Vorn35 {
 
@@ -30,6 +32,24 @@ struct Statistic {
 /// }
 /// @endcode
 VORN35_API std::vector<Statistic> statistics();
+
+/// One connection that stands.
+struct Connection_statistic {
+    Addr peer;                         ///< The service's address, or the client's.
+    bool is_client = false;            ///< This process is the client of the connection.
+    double age = 0;                    ///< Seconds since its attempt began.
+    std::uint64_t received_bytes = 0;  ///< Of messages, headers included.
+    std::uint64_t sent_bytes = 0;      ///< The same.
+    std::size_t queued_messages = 0;   ///< That wait to be sent.
+    std::size_t queued_bytes = 0;      ///< In them.
+    std::size_t waiting_messages = 0;  ///< Received, and not finished by a handler. 0 without `receive_messages`.
+    std::size_t waiting_bytes = 0;     ///< In them.
+    bool is_paused = false;            ///< Over its receive bounds, and not read.
+};
+
+/// A snapshot of the connections that stand, ordered by address: those to services, then those from clients. Any thread; empty
+/// without `initialize`.
+VORN35_API std::vector<Connection_statistic> connections();
 
 /// The sum over all labels of a name; 0 for a name that does not exist.
 inline double sum_of(const std::vector<Statistic>& _statistics, std::string_view _name) {

@@ -878,6 +878,24 @@ typedef struct {
 /// @return how many there are; no more than `_count` are written.
 VORN_API size_t Vorn_statistics(Vorn_statistic* _statistics_, size_t _count);
 
+/// One connection that stands.
+typedef struct {
+    Vorn_addr peer;           ///< The service's address, or the client's.
+    bool is_client;           ///< This process is the client of the connection.
+    double age;               ///< Seconds since its attempt began.
+    uint64_t received_bytes;  ///< Of messages, headers included.
+    uint64_t sent_bytes;      ///< The same.
+    size_t queued_messages;   ///< That wait to be sent.
+    size_t queued_bytes;      ///< In them.
+    size_t waiting_messages;  ///< Received, and not finished by a handler. 0 without `receive_messages`.
+    size_t waiting_bytes;     ///< In them.
+    bool is_paused;           ///< Over its receive bounds, and not read.
+} Vorn_connection;
+/// A snapshot of the connections that stand: those to services, then those from clients.
+/// @param _connections_ room for `_count` of them; null with a count of 0.
+/// @return how many there are; no more than `_count` are written.
+VORN_API size_t Vorn_connections(Vorn_connection* _connections_, size_t _count);
+
 /// Gives both keys one queue: their messages together run one at a time. If both had queues, `_b` moves to the queue of
 /// `_a`, and messages that waited under `_b` are dropped unless another key shares that queue. So group the methods of
 /// a Stub directly after each start, which gives each method a queue of its own. While the runtime is not initialized,

@@ -86,6 +86,16 @@ bool Receive_windows::is_paused(std::uint32_t _window) {
     return found != windows.end() && found->second.paused;
 }
 
+void Receive_windows::describe(std::uint32_t _window, Connection_statistic* _connection_) {
+    if (_window == 0) return;
+    const Lock_guard lock(mutex);
+    const auto found = windows.find(_window);
+    if (found == windows.end()) return;
+    _connection_->waiting_messages = found->second.messages;
+    _connection_->waiting_bytes = found->second.bytes;
+    _connection_->is_paused = found->second.paused;
+}
+
 void Receive_windows::begin_wait(Addr _peer) {
     if (!has_bounds()) return;
     const Lock_guard lock(mutex);

@@ -8,6 +8,7 @@
 
 #include "Vorn/Memory/vorn_memory.h"
 #include "Vorn/mutex.h"
+#include "Vorn35/Statistics.h"
 
 namespace Vorn35 {
 
@@ -40,6 +41,8 @@ public:
     /// On the receive worker. True: the connection is over its bounds, and must not be armed; `give_back` will do it.
     bool pause(std::uint32_t _window);
     bool is_paused(std::uint32_t _window);
+    /// Fills in what waits for handlers, and whether the connection is paused.
+    void describe(std::uint32_t _window, Connection_statistic* _connection_);
 
     /// A thread waits for an answer of this service.
     void begin_wait(Addr _peer);

@@ -220,6 +220,10 @@ TEST_F(C_interface, LifeAndOrdering) {
     EXPECT_EQ(threads(), threads_before + 3 + 6);
     EXPECT_EQ(vorn_finalize(), 0);
     connect();
+    Vorn_connection first{};
+    EXPECT_TRUE(eventually([&first] { return Vorn_connections(&first, 1) == 2; })) << "one, seen from both ends";
+    EXPECT_TRUE(first.is_client);
+    EXPECT_EQ(first.peer.port, service.port);
     const Vorn_msg_addr calls{service.port, 1, 1};
     const auto in_the_queue_of_calls = [&]() -> int {  // keys
         const Exclusive_hold hold;

@@ -124,6 +124,12 @@ TEST_F(Reliable, ConnectionOverItsBoundIsPaused) {
     for (std::uint16_t num = 1; num <= many; ++num) fast.send(fast.call(num, {}));
     EXPECT_TRUE(eventually([&] { return count("vorn35_connections_paused_total") > paused; }));
     EXPECT_EQ(other.ask(EMsg::event_connect, 99), EMsg::event_reject);
+    const auto all = connections();
+    const auto of_fast = std::ranges::find(all, fast.self(), &Connection_statistic::peer);
+    ASSERT_NE(of_fast, all.end());
+    EXPECT_TRUE(of_fast->is_paused && of_fast->waiting_messages > 10 && !of_fast->is_client);
+    EXPECT_EQ(of_fast->received_bytes % 20, 0U);
+    EXPECT_EQ(std::ranges::count(all, true, &Connection_statistic::is_client), 1);
     timer_shutdown_server(relay_clock() + std::chrono::seconds(11));
     EXPECT_TRUE(is_served(fast.port())) << "it cannot be heard while it is not read";
     EXPECT_TRUE(eventually([&] { return !is_served(other.port()); }));

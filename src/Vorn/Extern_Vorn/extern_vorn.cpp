@@ -123,6 +123,17 @@ size_t Vorn_statistics(Vorn_statistic* _statistics_, size_t _count) {
     return all.size();
 }
 
+size_t Vorn_connections(Vorn_connection* _connections_, size_t _count) {
+    const std::vector<Connection_statistic> all = connections();
+    for (std::size_t i = 0; i < all.size() && i < _count; ++i) {
+        const Connection_statistic& one = all[i];
+        _connections_[i] = {to_c(one.peer),    one.is_client,       one.age,          one.received_bytes,
+                            one.sent_bytes,    one.queued_messages, one.queued_bytes, one.waiting_messages,
+                            one.waiting_bytes, one.is_paused};
+    }
+    return all.size();
+}
+
 void vorn_msg_processing_by_serial_group(Vorn_msg_addr _a, Vorn_msg_addr _b) {
     msg_processing_by_serial_group(from_c(_a), from_c(_b));
 }

@@ -60,6 +60,7 @@ void departed(struct_epoll_overlapped_tcp* _record, std::size_t _count) VORN35_R
         const Packet* const pkt = front.get_header_packet();
         count_traffic(By_kind::sent, By_kind::sent_bytes, pkt->get_msg_type(), pkt->get_packet_size());
         _record->queued_bytes -= pkt->get_packet_size();
+        _record->sent_bytes.fetch_add(pkt->get_packet_size(), std::memory_order_relaxed);
         front.free();
         _record->send_queue.pop();
         if (!_record->send_queue.empty()) start_front(_record);
@@ -138,6 +139,7 @@ void completed_recv_header(struct_epoll_overlapped_tcp* _record) {
     Packet* const pkt = _record->recv_token.get_header_packet();
     pkt->determine_arrival_clock(_record->recv_clk);
     count_traffic(By_kind::received, By_kind::received_bytes, pkt->get_msg_type(), pkt->get_packet_size());
+    _record->received_bytes.fetch_add(pkt->get_packet_size(), std::memory_order_relaxed);
     const bool server = _record->is_server_side();
     if (!server) completed_recv_client_header(_record);
 

@@ -6,10 +6,13 @@
 #include <string>
 #include <thread>
 
+#include "Kestrane/_chrono.h"
 #include "Kestrane/_ini.h"
 #include "Vorn/INet_Relay/EPoll/epoll_tcp_method.h"
 #include "Vorn/INet_Relay/EPoll/epoll_thread.h"
 #include "Vorn/INet_Relay/EPoll/reap.h"
+#include "Vorn/receive_window.h"
+#include "Vorn35/Statistics.h"
 
 namespace Vorn35 {
 
@@ -156,6 +159,35 @@ Relay_gauges relay_gauges() {
     const Lock_guard lock(g_udp_map_lock);
     gauges.directory = g_udp_map.contains(c_directory_port);
     return gauges;
+}
+
+namespace {
+
+Connection_statistic describe(struct_epoll_overlapped_tcp* _record, bool _is_client) {
+    Connection_statistic connection;
+    connection.peer = _record->remote_addr;
+    connection.is_client = _is_client;
+    connection.age = Kestrane::to_seconds(relay_clock() - _record->begun);
+    connection.received_bytes = _record->received_bytes;
+    connection.sent_bytes = _record->sent_bytes;
+    g_receive_windows.describe(_record->receive_window, &connection);
+    const Lock_guard lock(_record->send_queue_lock);
+    connection.queued_messages = _record->send_queue.size();
+    connection.queued_bytes = _record->queued_bytes;
+    return connection;
+}
+
+}  // namespace
+
+std::vector<Connection_statistic> connections() {
+    std::vector<Connection_statistic> all;
+    {
+        const Lock_guard lock(g_client_lock);
+        for (const auto& [addr, record] : g_establish_client_map) all.push_back(describe(record, true));
+    }
+    const Lock_guard lock(g_establish_server_map_lock);
+    for (const auto& [addr, record] : g_establish_server_map) all.push_back(describe(record, false));
+    return all;
 }
 
 void print_inet() {
