@@ -78,6 +78,11 @@ struct Runtime_options {
     /// the result. Not for a link that the application has ended or asked for itself since.
     bool restore_links = false;
 
+    /// Other programs of this user and the superuser may read the counters, gauges and connections of this process
+    /// (Process_statistics.h): they lie in a file of mode 0600 in the user's runtime directory, or else in "/dev/shm", from
+    /// `initialize` to `finalize`. The environment variable "VORN35_COUNTERS" ("1" or "0") decides for any process.
+    bool share_counters = false;
+
     /// What `initialize` without options does, unless the environment or vorn.ini chooses the other profile.
     VORN35_API static Runtime_options standard();
     /// Everything above, with an `opening_limit` and a `silence_limit` of 10 s and 64 MiB of `send_bytes`.
@@ -85,6 +90,8 @@ struct Runtime_options {
 
     /// One sentence that names the first field out of range; empty if there is none.
     VORN35_API std::string problem() const;
+
+    bool operator==(const Runtime_options&) const = default;
 };
 
 }  // namespace Vorn35

@@ -811,6 +811,18 @@ VORN_API const char* vorn_get_err_str(Vorn_error _err);
 /// @param _stub_addr_ receives the address if the name is found. Not null.
 /// @return number of addresses found: 0 or 1.
 VORN_API size_t vorn_get_address(const char* _name_, Vorn_addr* _stub_addr_);
+/// One name of the directory.
+typedef struct {
+    char name[256];   ///< A longer one is cut.
+    Vorn_addr addr;   ///< The service that was heard last under this name.
+    double age;       ///< Seconds since the name was first heard without a pause of eight seconds.
+    double silence;   ///< Seconds since it was last heard.
+    Vorn_addr rival;  ///< Another service that takes turns in using the name. Port 0 if there is none.
+} Vorn_known_name;
+/// The names that `vorn_get_address` finds, ordered by name.
+/// @param _names_ room for `_count` of them; null with a count of 0.
+/// @return how many there are; no more than `_count` are written.
+VORN_API size_t Vorn_known_names(Vorn_known_name* _names_, size_t _count);
 /// IPv4 address of a text such as "198.51.100.1", like the C library's `inet_addr`: 255.255.255.255 for a text that is
 /// no address, or null.
 VORN_API Vorn_ip vorn_inet_addr(const char* _ip_);
@@ -850,6 +862,7 @@ typedef struct {
     bool complete_stops;       ///< A stop in a callback is complete when the callback has returned.
     bool tell_names_at_once;   ///< A name is found in milliseconds.
     bool restore_links;        ///< Links return with their connection.
+    bool share_counters;       ///< Other programs may read the counters of this process.
 } Vorn_options;
 /// Fills in the standard options; set `size` before.
 VORN_API void Vorn_options_standard(Vorn_options* _options_);

@@ -4,6 +4,7 @@
 
 #include "Vorn35/Call_result.h"
 #include "Vorn35/History.h"
+#include "Vorn35/Process_statistics.h"
 #include "Vorn35/Promise.h"
 #include "Vorn35/Proxy.h"
 #include "Vorn35/Proxy_call.h"

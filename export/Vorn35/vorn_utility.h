@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
+#include <vector>
 
 #include "Vorn35/Runtime_options.h"
 #include "Vorn35/vorn_export.h"
@@ -54,6 +56,19 @@ VORN35_API Error finalize();
 /// @param _stub_addr_ receives the address if the name is found. Not null.
 /// @return number of addresses found: 0 or 1.
 VORN35_API std::size_t get_address(const char* _name_, Addr* _stub_addr_);
+
+/// One name of the directory.
+struct Known_name {
+    std::string name;
+    Addr stub_addr;      ///< The service that was heard last under this name.
+    double age = 0;      ///< Seconds since the name was first heard without a pause of eight seconds.
+    double silence = 0;  ///< Seconds since it was last heard.
+    /// Another service that takes turns with `stub_addr` in using the name. Port 0 if there is none.
+    Addr rival;
+};
+/// The names that `get_address` finds, ordered by name. Those of this process are among them. Any thread may call it;
+/// empty without `initialize`.
+VORN35_API std::vector<Known_name> known_names();
 
 /// The `Error` that the last `on_unlink` on this thread received.
 VORN35_API Error get_last_error();

@@ -9,8 +9,7 @@ namespace Vorn35 {
 
 namespace counters {
 
-std::array<Row, c_by_kind> g_by_kind{};
-std::array<std::atomic<std::uint64_t>, c_counters> g_counters{};
+Counters g_counters{};
 std::atomic<std::int64_t> g_longest_wait{0};
 std::atomic<int> g_busy_listeners{0};
 
@@ -134,12 +133,12 @@ std::vector<Statistic> statistics() {
     for (std::size_t what = 0; what < c_by_kind; ++what) {
         for (std::size_t kind = 0; kind < c_kinds; ++kind) {
             all.push_back({c_by_kind_texts[what].name, c_kind_labels[kind], c_by_kind_texts[what].help, false,
-                           static_cast<double>(g_by_kind[what].kinds[kind].load(std::memory_order_relaxed))});
+                           static_cast<double>(g_counters.by_kind[what].kinds[kind].load(std::memory_order_relaxed))});
         }
     }
     for (std::size_t what = 0; what < c_counters; ++what) {
         all.push_back({c_counter_texts[what].name, "", c_counter_texts[what].help, false,
-                       static_cast<double>(g_counters[what].load(std::memory_order_relaxed))});
+                       static_cast<double>(g_counters.single[what].load(std::memory_order_relaxed))});
     }
     append_gauges(&all);
     return all;

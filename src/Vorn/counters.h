@@ -84,22 +84,27 @@ inline constexpr std::size_t c_counters = 26;
 struct alignas(128) Row {
     std::array<std::atomic<std::uint64_t>, c_kinds> kinds;
 };
-extern std::array<Row, c_by_kind> g_by_kind;
-extern std::array<std::atomic<std::uint64_t>, c_counters> g_counters;
+/// All counters, in a page of their own, which may be a page of a file (counters_file.h).
+struct alignas(4096) Counters {
+    std::array<Row, c_by_kind> by_kind;
+    std::array<std::atomic<std::uint64_t>, c_counters> single;
+};
+static_assert(sizeof(Counters) == 4096);
+extern Counters g_counters;
 /// The longest that a message waited for a listener, in nanoseconds.
 extern std::atomic<std::int64_t> g_longest_wait;
 /// Listeners inside a dispatch.
 extern std::atomic<int> g_busy_listeners;
 
 inline void count(By_kind _what, Kind _kind, std::uint64_t _by = 1) {
-    g_by_kind[static_cast<std::size_t>(_what)].kinds[static_cast<std::size_t>(_kind)].fetch_add(
+    g_counters.by_kind[static_cast<std::size_t>(_what)].kinds[static_cast<std::size_t>(_kind)].fetch_add(
         _by, std::memory_order_relaxed);
 }
 inline void count(By_kind _what, EMsg _type) {
     count(_what, kind_of(_type));
 }
 inline void count(Counter _what, std::uint64_t _by = 1) {
-    g_counters[static_cast<std::size_t>(_what)].fetch_add(_by, std::memory_order_relaxed);
+    g_counters.single[static_cast<std::size_t>(_what)].fetch_add(_by, std::memory_order_relaxed);
 }
 /// A message with all its bytes.
 inline void count_traffic(By_kind _messages, By_kind _bytes, EMsg _type, std::uint64_t _size) {

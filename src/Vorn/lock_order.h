@@ -50,6 +50,7 @@ inline constexpr Lock_place timer{130, "Vorn_processor::timer_mutex"};
 inline constexpr Lock_place beat{130, "Beat::mutex"};
 inline constexpr Lock_place ready_list{130, "Ready_list::lock"};
 inline constexpr Lock_place receive_windows{130, "Receive_windows::mutex"};
+inline constexpr Lock_place counters_file{130, "g_file_lock"};
 inline constexpr Lock_place reap{130, "g_reap_lock"};
 
 inline constexpr Lock_place memory{140, "Ref_memory::mtx"};

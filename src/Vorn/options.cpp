@@ -33,6 +33,15 @@ Runtime_options configured_options() {
                    "PROFILE in vorn.ini");
 }
 
+void apply_environment(Runtime_options* _options_) {
+    const char* const word = std::getenv("VORN35_COUNTERS");
+    if (word == nullptr || *word == 0) return;
+    if (std::string_view(word) != "0" && std::string_view(word) != "1") {
+        throw std::invalid_argument("VORN35_COUNTERS: \"" + std::string(word) + "\" is neither \"0\" nor \"1\"");
+    }
+    _options_->share_counters = *word == '1';
+}
+
 Runtime_options Runtime_options::standard() {
     return {};
 }
@@ -53,6 +62,7 @@ Runtime_options Runtime_options::reliable() {
     options.complete_stops = true;
     options.tell_names_at_once = true;
     options.restore_links = true;
+    options.share_counters = true;
     return options;
 }
 

@@ -14,4 +14,8 @@ extern Runtime_options g_options;
 /// @throws std::invalid_argument for a profile that does not exist.
 Runtime_options configured_options();
 
+/// What the environment decides over all profiles ("VORN35_COUNTERS").
+/// @throws std::invalid_argument for a word that does not exist.
+void apply_environment(Runtime_options* _options_);
+
 }  // namespace Vorn35

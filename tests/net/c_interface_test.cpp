@@ -224,6 +224,9 @@ TEST_F(C_interface, LifeAndOrdering) {
     EXPECT_TRUE(eventually([&first] { return Vorn_connections(&first, 1) == 2; })) << "one, seen from both ends";
     EXPECT_TRUE(first.is_client);
     EXPECT_EQ(first.peer.port, service.port);
+    Vorn_known_name name{};
+    EXPECT_TRUE(eventually([&name] { return Vorn_known_names(&name, 1) == 1; }));
+    EXPECT_EQ(name.addr.port, service.port);
     const Vorn_msg_addr calls{service.port, 1, 1};
     const auto in_the_queue_of_calls = [&]() -> int {  // keys
         const Exclusive_hold hold;

@@ -1,5 +1,16 @@
 // Each loss moves its own counter.
 
+#include <fcntl.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+
+#include "Vorn35/version.h"
 #include "net/support/kinds.h"
 
 using namespace net;
@@ -82,6 +93,115 @@ TEST_F(Counters, EachLossHasItsOwn) {
     EXPECT_GT(value_of("vorn35_messages_unaddressed_total", "kind=\"call\""), unaddressed);
     moves("vorn35_datagrams_malformed_total", 1,
           [&] { Raw_socket(::socket(AF_INET, SOCK_DGRAM, 0)).send_to(c_directory_port, text("short")); });
+}
+
+/// Programs that share their counters, in a directory of the test.
+class Shared_counters : public Pair {
+protected:
+    Shared_counters() : Pair(by_the_test) {
+        ::setenv("XDG_RUNTIME_DIR", directory.c_str(), 1);
+        ::setenv("VORN35_COUNTERS", "1", 1);
+    }
+    ~Shared_counters() override {
+        ::unsetenv("VORN35_COUNTERS");
+        ::unsetenv("XDG_RUNTIME_DIR");
+        std::filesystem::remove_all(directory);
+    }
+    /// What is shared by a process: its own entry, or else the problem with its file.
+    static std::optional<Process_statistics> entry_of(pid_t _pid, std::string* _problem_ = nullptr) {
+        const Shared_statistics found = shared_statistics();
+        for (const std::string& problem : found.problems) {
+            if (_problem_ != nullptr && problem.find("vorn35-" + std::to_string(_pid)) != std::string::npos)
+                *_problem_ = problem;
+        }
+        const auto at = std::ranges::find(found.processes, _pid, &Process_statistics::pid);
+        return at == found.processes.end() ? std::nullopt : std::optional(*at);
+    }
+    const std::string directory = [] {
+        std::string name = "/tmp/vorn35-test-XXXXXX";
+        return std::string(::mkdtemp(name.data()));
+    }();
+};
+
+TEST_F(Shared_counters, AreThoseOfTheProcessWhileItsRuntimeIsUp) {
+    ::setenv("VORN35_COUNTERS", "yes", 1);
+    EXPECT_THROW(initialize(), std::invalid_argument);
+    ::setenv("VORN35_COUNTERS", "1", 1);
+    ASSERT_EQ(initialize(), 0);
+    connect();
+    client.wait(client.ask(text("counted")));
+    const auto own = entry_of(::getpid());
+    ASSERT_TRUE(own);
+    EXPECT_EQ(own->profile, "standard");
+    EXPECT_EQ(own->version, VORN35_VERSION_STRING);
+    const std::vector<Statistic> here = statistics();
+    ASSERT_EQ(own->statistics.size(), here.size());
+    for (std::size_t i = 0; i < here.size(); ++i) {
+        EXPECT_EQ(own->statistics[i].name + own->statistics[i].labels, std::string(here[i].name) + here[i].labels);
+        if (!here[i].is_gauge) {
+            EXPECT_LE(own->statistics[i].value, here[i].value);
+        }
+    }
+    EXPECT_GE(sum_of(*own, "vorn35_received_bytes_total"), 7);
+    EXPECT_TRUE(eventually([] { return entry_of(::getpid())->connections.size() == 2; })) << "by the next beat";
+    const double sum = sum_of(statistics(), "vorn35_received_bytes_total");
+    client.stop();
+    service.stop();
+    ASSERT_EQ(finalize(), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(directory));
+    EXPECT_GE(sum_of(statistics(), "vorn35_received_bytes_total"), sum) << "the counts survive their page";
+}
+
+TEST_F(Shared_counters, OfAProcessThatStandsStillIsDamagedAndDies) {
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "peer";
+    int input[2];
+    ASSERT_EQ(::pipe2(input, O_CLOEXEC), 0);
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::dup2(input[0], STDIN_FILENO);
+        ::execl(program.c_str(), "peer", "serve", "29000", "3", "0", "0", nullptr);
+        ::_exit(1);
+    }
+    ::close(input[0]);
+    EXPECT_TRUE(eventually([pid] { return entry_of(pid).has_value(); }));
+    ::kill(pid, SIGSTOP);
+    ::waitpid(pid, nullptr, WUNTRACED);
+    auto stopped = entry_of(pid);
+    ASSERT_TRUE(stopped);
+    EXPECT_EQ(stopped->program, "peer");
+    EXPECT_TRUE(eventually([&] { return entry_of(pid)->silence > stopped->silence + 0.01; }));
+
+    std::string path;
+    for (const auto& file : std::filesystem::directory_iterator(directory)) path = file.path();
+    const auto size = std::filesystem::file_size(path);
+    std::string image(size, 0), problem;
+    const int fd = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(::pread(fd, image.data(), size, 0), static_cast<ssize_t>(size));
+    EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600));
+    // Each word of the header and of the first entries, with values that point anywhere.
+    for (off_t at = 0; at < 8192 + 64; at += at == 200 ? 8192 - 200 : 4) {
+        for (const std::uint32_t word : {0U, 5000U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
+            ::pwrite(fd, &word, sizeof word, at);
+            problem.clear();
+            const auto found = entry_of(pid, &problem);
+            if (at <= 8) {
+                EXPECT_FALSE(found || problem.empty()) << at;
+            }
+            ::pwrite(fd, image.data(), size, 0);
+        }
+    }
+    EXPECT_TRUE(entry_of(pid));
+    std::ofstream(directory + "/vorn35-1-1.counters") << "something else";
+    std::filesystem::create_directory(directory + "/vorn35-2-2.counters");
+    std::filesystem::create_symlink(path, directory + "/vorn35-3-3.counters");
+    EXPECT_EQ(shared_statistics().problems.size(), 3U);
+
+    ::kill(pid, SIGKILL);
+    ::waitpid(pid, nullptr, 0);
+    ::close(fd);
+    ::close(input[1]);
+    EXPECT_FALSE(entry_of(pid));
+    EXPECT_FALSE(std::filesystem::exists(path)) << "those of the dead are removed";
 }
 
 }  // namespace

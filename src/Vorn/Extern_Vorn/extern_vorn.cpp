@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <string>
+#include <stdexcept>
 
 #include "Vorn35/Runtime_options.h"
 #include "Vorn35/Statistics.h"
@@ -77,6 +77,7 @@ void for_each_option(Options& _options, C_options& _c, Copy _copy) {
     _copy(_options.complete_stops, _c.complete_stops);
     _copy(_options.tell_names_at_once, _c.tell_names_at_once);
     _copy(_options.restore_links, _c.restore_links);
+    _copy(_options.share_counters, _c.share_counters);
 }
 
 /// A caller of an earlier version has a shorter structure.
@@ -104,11 +105,12 @@ Vorn_error Vorn_initialize_with(const Vorn_options* _options_) {
     std::memcpy(&given, _options_, std::min(_options_->size, sizeof given));
     Runtime_options options;
     for_each_option(options, given, [](auto& _to, const auto& _from) { _to = _from; });
-    if (const std::string problem = options.problem(); !problem.empty()) {
-        std::fprintf(stderr, "vorn35: %s\n", problem.c_str());
+    try {
+        return initialize(options);
+    } catch (const std::invalid_argument& problem) {
+        std::fprintf(stderr, "vorn35: %s\n", problem.what());
         return EINVAL;
     }
-    return initialize(options);
 }
 
 Vorn_error vorn_finalize() {
@@ -119,6 +121,17 @@ size_t Vorn_statistics(Vorn_statistic* _statistics_, size_t _count) {
     const std::vector<Statistic> all = statistics();
     for (std::size_t i = 0; i < all.size() && i < _count; ++i) {
         _statistics_[i] = {all[i].name, all[i].labels, all[i].help, all[i].is_gauge, all[i].value};
+    }
+    return all.size();
+}
+
+size_t Vorn_known_names(Vorn_known_name* _names_, size_t _count) {
+    const std::vector<Known_name> all = known_names();
+    for (std::size_t i = 0; i < all.size() && i < _count; ++i) {
+        const Known_name& one = all[i];
+        Vorn_known_name& to = _names_[i];
+        to = {{}, to_c(one.stub_addr), one.age, one.silence, to_c(one.rival)};
+        one.name.copy(to.name, sizeof to.name - 1);
     }
     return all.size();
 }

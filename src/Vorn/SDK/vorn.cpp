@@ -7,6 +7,7 @@
 #include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/Vorn_processor/Vorn_processor.h"
 #include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn/counters_file.h"
 #include "Vorn/mutex.h"
 #include "Vorn/options.h"
 #include "Vorn35/vorn_error.h"
@@ -33,8 +34,11 @@ void take_down() VORN35_REQUIRES(g_life_mutex) {
     del_udp(c_directory_port);
     finalize_inet();
     // Waiters that wake up late give their answers back under the shared hold.
-    const Exclusive_hold hold;
-    finalize_memory();
+    {
+        const Exclusive_hold hold;
+        finalize_memory();
+    }
+    counters::close_counters_file();
 }
 
 /// @param _options null: as configured.
@@ -47,11 +51,13 @@ Error set_up(const Runtime_options* _options, const std::size_t* _listeners, std
     if (const std::string problem = options.problem(); _options != nullptr && !problem.empty()) {
         throw std::invalid_argument(problem);
     }
+    apply_environment(&options);
     {
         const Exclusive_hold hold;
         g_options = options;
         initialize_memory();
     }
+    counters::open_counters_file(options);
     try {
         initialize_inet(send_sdk);
         add_udp(c_directory_port);
@@ -93,6 +99,11 @@ std::size_t get_address(const char* _name_, Addr* _stub_addr_) {
     // Only reads, and so may be called where a shared hold stands already.
     const Shared_hold hold;
     return gp_processor == nullptr ? 0 : gp_processor->get_address(_name_, _stub_addr_);
+}
+
+std::vector<Known_name> known_names() {
+    const Shared_hold hold;
+    return gp_processor == nullptr ? std::vector<Known_name>() : gp_processor->known_names();
 }
 
 }  // namespace Vorn35

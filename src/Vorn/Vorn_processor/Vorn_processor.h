@@ -20,6 +20,7 @@
 #include "Vorn/Vorn_processor/returns.h"
 #include "Vorn/Vorn_processor/thread_qbuffer.h"
 #include "Vorn/mutex.h"
+#include "Vorn35/vorn_utility.h"
 
 namespace Vorn35 {
 
@@ -30,6 +31,14 @@ class Proxy;
 struct Remote_stub_info {
     int ttl = 0;
     Addr stub_addr;
+    ks_clock_t known_since;
+    ks_clock_t heard;
+    Addr previous_addr;
+    ks_clock_t changed;    ///< When `stub_addr` replaced `previous_addr`.
+    ks_clock_t contested;  ///< The last change that came soon after another one: two processes take turns.
+
+    /// @return whether the address was not known for this name.
+    bool hear(Addr _stub_addr, ks_clock_t _now);
 };
 
 using Local_stubes = std::map<Port, Stub*>;
@@ -150,6 +159,8 @@ public:
     void stop_timer();
     /// `mutex_01` shared.
     std::size_t get_address(const char* _name_, Addr* _stub_addr_) const;
+    /// `mutex_01` shared.
+    std::vector<Known_name> known_names() const;
     void broadcast_local_stubes_info();
     /// Has the timer tell the names now, if `Runtime_options::tell_names_at_once`.
     /// @param _as_answer to a process that was heard: at most ten times a second.

@@ -12,6 +12,7 @@
 #include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/Vorn_processor/Vorn_processor.h"
 #include "Vorn/Vorn_processor/object_lock.h"
+#include "Vorn/counters_file.h"
 #include "Vorn/options.h"
 #include "Vorn35/vorn_error.h"
 
@@ -20,6 +21,8 @@ namespace Vorn35 {
 namespace {
 
 constexpr int c_name_ttl = 8;
+/// Two changes of an address within this time come from two processes that take turns, not from a restart.
+constexpr std::chrono::seconds c_contest(8);
 /// Bytes of a name that are sent. A name of so many characters has no terminator.
 constexpr std::size_t c_name_size = 21;
 
@@ -40,6 +43,22 @@ static_assert(sizeof(Broadcast_stub_info) == 32);
 static_assert(offsetof(Broadcast_stub_info, name) == 10);
 
 }  // namespace
+
+bool Remote_stub_info::hear(Addr _stub_addr, ks_clock_t _now) {
+    const bool is_unknown = ttl == 0;
+    const bool is_change = !is_unknown && stub_addr != _stub_addr;
+    if (is_unknown) known_since = _now;
+    if (is_change) {
+        counters::count(counters::Counter::names_contested);
+        if (_now - changed < c_contest) contested = _now;
+        previous_addr = stub_addr;
+        changed = _now;
+    }
+    ttl = c_name_ttl;
+    stub_addr = _stub_addr;
+    heard = _now;
+    return is_unknown || is_change;
+}
 
 Error Vorn_processor::create_stub(const char* _name_, Port* _port_, Stub* _stub_) {
     if (_name_ != nullptr && named_local_stubes.contains(_name_)) return VORN_ERR_ALREADY_USED_NAME_;
@@ -117,6 +136,17 @@ std::size_t Vorn_processor::get_address(const char* _name_, Addr* _stub_addr_) c
     return 1;
 }
 
+std::vector<Known_name> Vorn_processor::known_names() const {
+    const ks_clock_t now = std::chrono::steady_clock::now();
+    const auto seconds_since = [now](ks_clock_t _then) { return std::chrono::duration<double>(now - _then).count(); };
+    std::vector<Known_name> names;
+    for (const auto& [name, info] : named_remote_stubes) {
+        names.push_back({name, info.stub_addr, seconds_since(info.known_since), seconds_since(info.heard),
+                         now - info.contested < c_contest ? info.previous_addr : Addr()});
+    }
+    return names;
+}
+
 void Vorn_processor::timer(double _interval) {
     // Counted from the last beat: it does not drift.
     auto beat = std::chrono::steady_clock::now() + Kestrane::to_duration(_interval);
@@ -136,6 +166,7 @@ void Vorn_processor::timer(double _interval) {
         if (is_beat) {
             beat += Kestrane::to_duration(_interval);
             inet_interval_event();
+            counters::write_gauges();
         }
         {
             const Exclusive_hold hold;
@@ -239,11 +270,7 @@ void Vorn_processor::recv_datagram_stubes_info(Token _token, Packet* _pkt_) {
         const std::size_t room = std::min(name_room, length - at - name_offset);
         const auto* const name = reinterpret_cast<const char*>(payload + at + name_offset);
         Remote_stub_info& info = named_remote_stubes[std::string(name, ::strnlen(name, room))];
-        const Addr stub_addr(_pkt_->src_ip, port);
-        if (info.ttl != 0 && info.stub_addr != stub_addr) counters::count(counters::Counter::names_contested);
-        is_new = is_new || info.ttl == 0 || info.stub_addr != stub_addr;
-        info.ttl = c_name_ttl;
-        info.stub_addr = stub_addr;
+        is_new = info.hear(Addr(_pkt_->src_ip, port), std::chrono::steady_clock::now()) || is_new;
         // Records of no length are all the same one.
         if (head.record_size == 0) break;
     }
