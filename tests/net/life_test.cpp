@@ -181,6 +181,94 @@ TEST_F(Life, ClientStoppedInItsOwnCallback) {
     client.connect(address);
 }
 
+/// Destroys itself in the callback of that name, and says so.
+struct Mortal {
+    const std::string end;
+    Log& log;
+    std::function<void()> destroy;
+    void in(const std::string& _callback) const {
+        if (_callback != end) return;
+        Log& outlives = log;
+        destroy();
+        outlives.put("destroyed in " + _callback);
+    }
+};
+struct Mortal_client : Mortal, Proxy_event, Proxy_call {
+    Mortal_client(const std::string& _end, Log& _log)
+        : Mortal{_end, _log, [this] { delete this; }}, Proxy_event(c_code), Proxy_call(c_code) {}
+    void on_connect() override {
+        Msg_num num = 0;
+        if (links) {
+            EXPECT_EQ(delegate_link(&num, 20), 0);
+        }
+        in("on_connect");
+    }
+    void on_link(Msg_num, Error, double) override {
+        Msg_num num = 0;
+        if (calls) {
+            EXPECT_EQ(delegate_call(&num, "", 0, 20), 0);
+        }
+        in("on_link");
+    }
+    void on_return(Msg_num, Error, const void*, Pksize, double) override { in("on_return"); }
+    bool links = true;
+    bool calls = false;  ///< An answer to a connection that is closing would be lost.
+    void on_event(const void*, Pksize, double) override { in("on_event"); }
+    void on_unlink(Error) override { in("on_unlink"); }
+    void on_disconnect() override { in("on_disconnect"); }
+};
+struct Mortal_service : Mortal, Stub_event, Stub_call {
+    Mortal_service(const std::string& _end, Log& _log)
+        : Mortal{_end, _log, [this] { delete this; }}, Stub_event(c_code), Stub_call(c_code, 4) {}
+    void on_connect(Addr) override { in("on_connect"); }
+    Error on_link(Addr, double, double) override { return in("link"), 0; }
+    Error on_call(Addr, const void*, Pksize, void*, Pksize*, double, double) override { return in("on_call"), 0; }
+    void on_unlink(Addr, Error) override { in("on_unlink"); }
+    void on_disconnect(Addr) override { in("on_disconnect"); }
+};
+
+/// The address sanitizer sees a dispatch that uses what its callback has destroyed.
+TEST_F(Life, DestroyedInItsOwnCallback) {
+    under_pressure = true;  // cancels handed to a closing connection are lost
+    for (const Runtime_options& profile : {Runtime_options::standard(), Runtime_options::reliable()}) {
+        ASSERT_EQ(initialize(profile), 0);
+        Log log;
+        Port port = 0;
+        const auto linked = [](auto* _client) { return eventually([_client] { return _client->is_linked(); }); };
+        for (const std::string callback :
+             {"on_connect", "on_link", "on_return", "on_event", "on_unlink", "on_disconnect"}) {
+            Mortal_service living("", log);
+            ASSERT_EQ(living.start(nullptr, &(port = 0)), 0);
+            auto* const mortal = new Mortal_client(callback, log);
+            mortal->links = callback != "on_connect";
+            mortal->calls = callback == "on_return";
+            EXPECT_EQ(mortal->start({c_here, port}), 0);
+            if (callback == "on_event") {
+                EXPECT_TRUE(linked(mortal));
+                living.event("x", 1);
+            } else if (callback == "on_unlink" || callback == "on_disconnect") {
+                EXPECT_TRUE(linked(mortal));
+                const std::lock_guard lock(g_establish_server_map_lock);
+                for (const auto& [client, record] : g_establish_server_map) ::shutdown(record->socket, SHUT_RDWR);
+            }
+            EXPECT_EQ(log.take(), "destroyed in " + callback);
+        }
+        for (const std::string callback : {"on_connect", "link", "on_call", "on_unlink", "on_disconnect"}) {
+            Mortal_client living("", log);
+            EXPECT_EQ((new Mortal_service(callback, log))->start(nullptr, &(port = 0)), 0);
+            living.links = callback != "on_connect";  // no other callback may run at the same time
+            living.calls = callback == "on_call";
+            living.start({c_here, port});
+            if (callback == "on_unlink" || callback == "on_disconnect") {
+                EXPECT_TRUE(linked(&living));
+                living.stop();
+            }
+            EXPECT_EQ(log.take(), "destroyed in " + callback);
+        }
+        ASSERT_EQ(finalize(), 0);
+    }
+}
+
 TEST_F(Life, ClientRestartedAtOnce) {
     under_pressure = true;
     ASSERT_EQ(initialize(), 0);

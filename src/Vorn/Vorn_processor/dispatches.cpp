@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <utility>
 
 #include "Kestrane/_chrono.h"
 #include "Vorn/counters.h"
@@ -27,6 +28,13 @@ bool Dispatches::are_own() const {
     return false;
 }
 
+void Dispatches::keep(std::shared_ptr<void> _kept) {
+    if (!are_own()) return;
+    const Lock_guard lock(g_mutex);
+    kept.push_back(std::move(_kept));
+    keeps = true;
+}
+
 bool Dispatches::wait_for_none(double _limit) const {
     // Incremented before the check of `under_way`: either the check sees the end of a dispatch, or the end sees this wait.
     ++g_waits;
@@ -49,8 +57,13 @@ Dispatch::Dispatch(const dispatches_t& _of) : of(_of), outer(t_innermost) {
 Dispatch::~Dispatch() {
     t_innermost = outer;
     counters::g_busy_listeners.fetch_sub(1, std::memory_order_relaxed);
-    if (--of->under_way != 0 || g_waits == 0) return;
-    { const Lock_guard lock(g_mutex); }
+    if (--of->under_way != 0 || (g_waits == 0 && !of->keeps)) return;
+    // The object is in no table any more, so no dispatch begins. What is freed here may free this count, but for `of`.
+    std::vector<std::shared_ptr<void>> freed;
+    {
+        const Lock_guard lock(g_mutex);
+        freed.swap(of->kept);
+    }
     g_none.notify_all();
 }
 

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <memory>
+#include <vector>
 
 namespace Vorn35 {
 
@@ -21,10 +22,15 @@ public:
     /// @param _limit seconds.
     /// @return false: the limit has passed.
     bool wait_for_none(double _limit) const;
+    /// On a thread that is inside a dispatch of this object, keeps something alive until no dispatch of it is under way.
+    /// Elsewhere it ends at once.
+    void keep(std::shared_ptr<void> _kept);
 
 private:
     friend class Dispatch;
     std::atomic<int> under_way{0};
+    std::atomic<bool> keeps{false};
+    std::vector<std::shared_ptr<void>> kept;  ///< Guarded by the lock of the waits (dispatches.cpp).
 };
 using dispatches_t = std::shared_ptr<Dispatches>;
 
@@ -41,5 +47,19 @@ private:
     const dispatches_t of;
     const Dispatch* const outer;  ///< The thread's dispatch around this one, if a callback dispatches a message itself.
 };
+
+/// Deletes an internal object whose owner is being destroyed. If a callback of the owner destroys it on this thread, the end of
+/// its last dispatch deletes the internal object, which the dispatches still use.
+template <class Internal>
+void dispose(Internal* _internal, const dispatches_t& _of) {
+    _of->keep(std::shared_ptr<void>(std::unique_ptr<Internal>(_internal)));
+}
+
+/// `dispose` for a member, which leaves its owner's table first.
+template <class Member>
+void end_member(Member* _member, const dispatches_t& _of) {
+    _member->leave();
+    dispose(_member, _of);
+}
 
 }  // namespace Vorn35

@@ -16,8 +16,10 @@ Proxy::~Proxy() {
         // A stop on a listener thread left the object where it was; it must not stay there any longer.
         if (gp_processor != nullptr) gp_processor->forget_proxy(this);
         _pp->drop_state();
+        _pp->is_orphaned = true;
     }
-    delete _pp;
+    const dispatches_t dispatches = _pp->dispatches;
+    dispose(_pp, dispatches);
 }
 
 Error Proxy::start(Addr _stub_addr) {

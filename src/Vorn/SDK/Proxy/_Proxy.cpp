@@ -205,6 +205,7 @@ void _Proxy::came_up(Connection _connection) {
         const Released released;
         pp->on_connect();
     }
+    if (is_orphaned) return;
     restore_links();
     // The notice of its loss arrived first, and takes effect now.
     if (lost == ks_clock_t{}) return;
@@ -245,10 +246,12 @@ void _Proxy::adapter_object_destroy(Token _token) {
     disconnect_events(_token);
     disconnect_informations(_token);
     disconnect_commands(_token);
+    if (is_orphaned) return;
     {
         const Released released;
         pp->on_disconnect();
     }
+    if (is_orphaned) return;
     // The notice of the next connection arrived first, and takes effect now, if that connection still exists.
     if (next.clk != ks_clock_t{} && get_gate_port_of_local(stub_addr) == next.local.port) came_up(next);
 }

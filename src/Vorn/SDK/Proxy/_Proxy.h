@@ -109,6 +109,8 @@ public:
     /// The owner; its `on_connect` and `on_disconnect` are called.
     Proxy* const pp;
     const dispatches_t dispatches = std::make_shared<Dispatches>();
+    /// A callback has destroyed the owner: the dispatch goes on without it. `mutex_01`.
+    bool is_orphaned = false;
 
 private:
     /// Guards `seq_num`. A leaf.

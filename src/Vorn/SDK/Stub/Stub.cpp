@@ -16,8 +16,10 @@ Stub::~Stub() {
         // A stop on a listener thread left the object where it was; it must not stay there any longer.
         if (gp_processor != nullptr) gp_processor->forget_stub(this);
         _op->drop_state();
+        _op->is_orphaned = true;
     }
-    delete _op;
+    const dispatches_t dispatches = _op->dispatches;
+    dispose(_op, dispatches);
 }
 
 Error Stub::start(const char* _name_, Port* _port_) {

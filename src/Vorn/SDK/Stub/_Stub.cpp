@@ -257,6 +257,7 @@ void _Stub::adapter_tcp_connected_from_client(Token _token) {
 void _Stub::adapter_tcp_disconnected_from_client(Token _token) {
     const Addr client = _token.get_header_packet()->get_src();
     adapter_object_destroyed(_token);
+    if (is_orphaned) return;
     const Released released;
     op->on_disconnect(client);
 }

@@ -111,6 +111,8 @@ public:
     /// The owner; its `on_connect` and `on_disconnect` are called.
     Stub* const op;
     const dispatches_t dispatches = std::make_shared<Dispatches>();
+    /// A callback has destroyed the owner: the dispatch goes on without it. `mutex_01`.
+    bool is_orphaned = false;
 
 private:
     /// Guards `seq_num`. A leaf.

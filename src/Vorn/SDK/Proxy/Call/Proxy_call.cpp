@@ -43,7 +43,7 @@ Proxy_call::Proxy_call(Msg_code _code, const Proxy& _proxy_object)
 
 Proxy_call::~Proxy_call() {
     if (_mp->b_interface == c_each_interface) detach();
-    delete _mp;
+    end_member(_mp, _mp->_pp->dispatches);
 }
 
 void Proxy_call::on_return(Msg_num, Error, const void*, Pksize, double) {}

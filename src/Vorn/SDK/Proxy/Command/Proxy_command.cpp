@@ -13,7 +13,7 @@ Proxy_command::Proxy_command(Msg_code _code, const Proxy& _proxy_object)
 
 Proxy_command::~Proxy_command() {
     if (_mp->b_interface == c_each_interface) detach();
-    delete _mp;
+    end_member(_mp, _mp->_pp->dispatches);
 }
 
 void Proxy_command::on_unlink(Error) {}

@@ -11,7 +11,8 @@ namespace Vorn35 {
 class _Proxy_command final : public _Linking_method, public Value_buffer {
 public:
     _Proxy_command(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_interface, Proxy_command* _mp);
-    ~_Proxy_command();
+    /// The owner is being destroyed: leaves its table.
+    void leave();
 
     Error post(Pksize _size) override;
 

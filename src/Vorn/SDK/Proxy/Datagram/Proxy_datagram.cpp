@@ -1,6 +1,7 @@
 #include "Vorn35/Proxy_datagram.h"
 
 #include "Vorn/SDK/Proxy/Datagram/_Proxy_datagram.h"
+#include "Vorn/SDK/Proxy/_Proxy.h"
 
 namespace Vorn35 {
 
@@ -11,7 +12,7 @@ Proxy_datagram::Proxy_datagram(Msg_code _code, const Proxy& _proxy_object)
 
 Proxy_datagram::~Proxy_datagram() {
     if (_mp->b_interface == c_each_interface) detach();
-    delete _mp;
+    end_member(_mp, _mp->_pp->dispatches);
 }
 
 void Proxy_datagram::on_datagram(Addr, const void*, Pksize, double) {}

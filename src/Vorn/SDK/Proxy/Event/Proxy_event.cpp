@@ -1,6 +1,7 @@
 #include "Vorn35/Proxy_event.h"
 
 #include "Vorn/SDK/Proxy/Event/_Proxy_event.h"
+#include "Vorn/SDK/Proxy/_Proxy.h"
 #include "Vorn/Vorn_processor/object_lock.h"
 
 namespace Vorn35 {
@@ -12,7 +13,7 @@ Proxy_event::Proxy_event(Msg_code _code, const Proxy& _proxy_object)
 
 Proxy_event::~Proxy_event() {
     if (_mp->b_interface == c_each_interface) detach();
-    delete _mp;
+    end_member(_mp, _mp->_pp->dispatches);
 }
 
 void Proxy_event::on_unlink(Error) {}

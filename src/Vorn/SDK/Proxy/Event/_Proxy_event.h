@@ -10,7 +10,8 @@ namespace Vorn35 {
 class _Proxy_event final : public _Linking_method {
 public:
     _Proxy_event(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_interface, Proxy_event* _mp);
-    ~_Proxy_event();
+    /// The owner is being destroyed: leaves its table.
+    void leave();
 
     /// On a listener with `mutex_01` shared.
     void adapter_event(Token _token);

@@ -14,7 +14,7 @@ Proxy_information::Proxy_information(Msg_code _code, const Proxy& _proxy_object)
 
 Proxy_information::~Proxy_information() {
     if (_mp->b_interface == c_each_interface) detach();
-    delete _mp;
+    end_member(_mp, _mp->_pp->dispatches);
 }
 
 void Proxy_information::on_unlink(Error) {}

@@ -15,7 +15,8 @@ namespace Vorn35 {
 class _Proxy_information final : public _Linking_method {
 public:
     _Proxy_information(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_interface, Proxy_information* _mp);
-    ~_Proxy_information();
+    /// The owner is being destroyed: leaves its table.
+    void leave();
 
     // `mutex_01` shared.
 

@@ -14,7 +14,7 @@ Proxy_signal::Proxy_signal(Msg_code _code, const Proxy& _proxy_object)
 
 Proxy_signal::~Proxy_signal() {
     if (_mp->b_interface == c_each_interface) detach();
-    delete _mp;
+    end_member(_mp, _mp->_pp->dispatches);
 }
 
 void Proxy_signal::on_return(Msg_num, Error, double) {}

@@ -10,7 +10,7 @@ _Proxy_signal::_Proxy_signal(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_i
     _pp->add_signal(code, this);
 }
 
-_Proxy_signal::~_Proxy_signal() {
+void _Proxy_signal::leave() {
     _pp->del_signal(code);
 }
 

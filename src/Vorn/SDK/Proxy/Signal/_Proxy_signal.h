@@ -10,7 +10,8 @@ namespace Vorn35 {
 class _Proxy_signal : public _Proxy_method {
 public:
     _Proxy_signal(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_interface, Proxy_signal* _mp);
-    ~_Proxy_signal();
+    /// The owner is being destroyed: leaves its table.
+    void leave();
 
     /// On a listener with `mutex_01` shared.
     void adapter_delegate_signal_return(Token _token);

@@ -1,6 +1,7 @@
 #include "Vorn35/Stub_call.h"
 
 #include "Vorn/SDK/Stub/Call/_Stub_call.h"
+#include "Vorn/SDK/Stub/_Stub.h"
 
 namespace Vorn35 {
 
@@ -12,7 +13,7 @@ Stub_call::Stub_call(Msg_code _code, Pksize _max_return_size, const Stub& _stub)
 
 Stub_call::~Stub_call() {
     if (_mp->b_interface == c_each_interface) detach();
-    delete _mp;
+    end_member(_mp, _mp->_op->dispatches);
 }
 
 Error Stub_call::on_call(Addr, const void*, Pksize, void*, Pksize*, double, double) {

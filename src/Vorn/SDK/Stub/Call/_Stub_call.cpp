@@ -12,7 +12,7 @@ _Stub_call::_Stub_call(_Stub* _op_, Msg_code _code, interface_kind_t _b_interfac
     _op->add_call(code, this);
 }
 
-_Stub_call::~_Stub_call() {
+void _Stub_call::leave() {
     _op->del_call(code);
 }
 

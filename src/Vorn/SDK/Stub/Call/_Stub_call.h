@@ -10,7 +10,8 @@ namespace Vorn35 {
 class _Stub_call : public _vorn_method {
 public:
     _Stub_call(_Stub* _op_, Msg_code _code, interface_kind_t _b_interface, Pksize _max_return_size, Stub_call* _mp);
-    ~_Stub_call();
+    /// The owner is being destroyed: leaves its table.
+    void leave();
 
     void adapter_call(Token _token);
     void adapter_call_cancel(Token _token);

@@ -13,7 +13,7 @@ Stub_command::Stub_command(Msg_code _code, const Stub& _stub)
 
 Stub_command::~Stub_command() {
     if (_mp->b_interface == c_each_interface) detach();
-    delete _mp;
+    end_member(_mp, _mp->_op->dispatches);
 }
 
 void Stub_command::on_sync(Addr, Sync_model, double, double, const void*, const Pksize) {}

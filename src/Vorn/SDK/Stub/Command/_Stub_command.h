@@ -17,7 +17,8 @@ using cmd_connections_t = std::map<Addr, cmd_link_t>;
 class _Stub_command final : public _Linked_method {
 public:
     _Stub_command(_Stub* _op_, Msg_code _code, interface_kind_t _b_interface, Stub_command* _mp);
-    ~_Stub_command();
+    /// The owner is being destroyed: leaves its table.
+    void leave();
 
     /// On a listener with `mutex_01` shared.
     void adapter_sync(Token _token);

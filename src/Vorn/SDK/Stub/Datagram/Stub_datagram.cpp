@@ -1,6 +1,7 @@
 #include "Vorn35/Stub_datagram.h"
 
 #include "Vorn/SDK/Stub/Datagram/_Stub_datagram.h"
+#include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/Vorn_processor/object_lock.h"
 #include "Vorn/const.h"
 
@@ -13,7 +14,7 @@ Stub_datagram::Stub_datagram(Msg_code _code, const Stub& _stub)
 
 Stub_datagram::~Stub_datagram() {
     if (_mp->b_interface == c_each_interface) detach();
-    delete _mp;
+    end_member(_mp, _mp->_op->dispatches);
 }
 
 Error Stub_datagram::cast(IP _ip, const void* _datagram_data_, Pksize _datagram_size) {

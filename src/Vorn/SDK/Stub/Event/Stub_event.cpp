@@ -1,6 +1,7 @@
 #include "Vorn35/Stub_event.h"
 
 #include "Vorn/SDK/Stub/Event/_Stub_event.h"
+#include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/Vorn_processor/object_lock.h"
 
 namespace Vorn35 {
@@ -12,7 +13,7 @@ Stub_event::Stub_event(Msg_code _code, const Stub& _stub)
 
 Stub_event::~Stub_event() {
     if (_mp->b_interface == c_each_interface) detach();
-    delete _mp;
+    end_member(_mp, _mp->_op->dispatches);
 }
 
 Error Stub_event::on_link(Addr, double, double) {

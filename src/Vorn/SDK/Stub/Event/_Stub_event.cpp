@@ -14,7 +14,7 @@ _Stub_event::_Stub_event(_Stub* _op_, Msg_code _code, interface_kind_t _b_interf
     _op->add_event(code, this);
 }
 
-_Stub_event::~_Stub_event() {
+void _Stub_event::leave() {
     _op->del_event(code);
 }
 

@@ -14,7 +14,7 @@ Stub_information::Stub_information(Msg_code _code, const Stub& _stub)
 
 Stub_information::~Stub_information() {
     if (_mp->b_interface == c_each_interface) detach();
-    delete _mp;
+    end_member(_mp, _mp->_op->dispatches);
 }
 
 Error Stub_information::on_link(Addr, bool, double, double) {

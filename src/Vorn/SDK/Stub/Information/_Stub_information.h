@@ -19,7 +19,8 @@ using mcast_ifs_t = std::map<IP, int>;
 class _Stub_information final : public _Linked_method, public Value_buffer {
 public:
     _Stub_information(_Stub* _op_, Msg_code _code, interface_kind_t _b_interface, Stub_information* _mp);
-    ~_Stub_information();
+    /// The owner is being destroyed: leaves its table.
+    void leave();
 
     Error post(Pksize _size) override;
 

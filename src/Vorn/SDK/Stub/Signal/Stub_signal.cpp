@@ -1,6 +1,7 @@
 #include "Vorn35/Stub_signal.h"
 
 #include "Vorn/SDK/Stub/Signal/_Stub_signal.h"
+#include "Vorn/SDK/Stub/_Stub.h"
 
 namespace Vorn35 {
 
@@ -11,7 +12,7 @@ Stub_signal::Stub_signal(Msg_code _code, const Stub& _stub, on_signal_sync_t* _o
 
 Stub_signal::~Stub_signal() {
     if (_mp->b_interface == c_each_interface) detach();
-    delete _mp;
+    end_member(_mp, _mp->_op->dispatches);
 }
 
 void Stub_signal::on_signal(Addr, const void*, Pksize, double) {}

@@ -11,7 +11,8 @@ class _Stub_signal : public _vorn_method {
 public:
     _Stub_signal(_Stub* _op_, Msg_code _code, interface_kind_t _b_interface, on_signal_sync_t* _on_signal_sync__,
                  Stub_signal* _mp);
-    ~_Stub_signal();
+    /// The owner is being destroyed: leaves its table.
+    void leave();
 
     void adapter_signal(Token _token);
     void adapter_signal_cancel(Token _token);
