@@ -198,9 +198,7 @@ struct Mortal_client : Mortal, Proxy_event, Proxy_call {
         : Mortal{_end, _log, [this] { delete this; }}, Proxy_event(c_code), Proxy_call(c_code) {}
     void on_connect() override {
         Msg_num num = 0;
-        if (links) {
-            EXPECT_EQ(delegate_link(&num, 20), 0);
-        }
+        if (links) static_cast<void>(delegate_link(&num, 20));
         in("on_connect");
     }
     void on_link(Msg_num, Error, double) override {
