@@ -9,6 +9,9 @@ function(vorn35_generate)
         message(FATAL_ERROR "vorn35_generate(TARGET target PROTOS file.proto... [IMPORT_DIRS directory...])")
     endif()
 
+    if(NOT TARGET protobuf::protoc)
+        find_package(Protobuf REQUIRED)
+    endif()
     set(options_dir "${VORN35_PROTO_DIR}")
     if(NOT options_dir)
         # include/ of the installation that this file belongs to
