@@ -122,13 +122,12 @@ void read_options(Method* _method_) {
 void check_shape(const Method& _method, Errors* _errors_) {
     const pb::MethodDescriptor* const rpc = _method.descriptor;
     const std::string kind(c_kind_names.at(static_cast<std::size_t>(_method.kind)));
-    const bool from_service = _method.payload() == rpc->output_type() && _method.kind != Kind::call;
+    const bool from_service = _method.is_from_service();
     const bool from_client = _method.kind == Kind::command;
-    if (rpc->client_streaming() != from_client || rpc->server_streaming() != (from_service && !from_client)) {
-        constexpr std::array<std::string_view, 3> shapes = {"rpc Name(Message) returns (Message), without stream",
-                                                            "rpc Name(Empty) returns (stream Message)",
-                                                            "rpc Name(stream Message) returns (Empty)"};
-        const std::string_view shape = shapes.at(from_client ? 2 : from_service ? 1 : 0);
+    if (rpc->client_streaming() != from_client || rpc->server_streaming() != from_service) {
+        const std::string_view shape = from_client    ? "rpc Name(stream Message) returns (Empty)"
+                                       : from_service ? "rpc Name(Empty) returns (stream Message)"
+                                                      : "rpc Name(Message) returns (Message), without stream";
         return _errors_->add(rpc, 0, "the " + kind + " must have the form " + std::string(shape));
     }
     if (_method.kind == Kind::call) return;

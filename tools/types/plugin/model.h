@@ -33,8 +33,10 @@ struct Method {
 
     /// The message that the kind carries. A call also carries the answer, `descriptor->output_type()`.
     const pb::Descriptor* payload() const {
-        const bool from_service = kind == Kind::event || kind == Kind::information || kind == Kind::datagram;
-        return from_service ? descriptor->output_type() : descriptor->input_type();
+        return is_from_service() ? descriptor->output_type() : descriptor->input_type();
+    }
+    bool is_from_service() const {
+        return kind == Kind::event || kind == Kind::information || kind == Kind::datagram;
     }
 };
 
