@@ -51,7 +51,7 @@ private:
                 out.push_back(found->write);
             } else {
                 *_error_ += "\nunknown language \"" + word + "\"; there is:";
-                for (const Language& language : c_languages) *_error_ += " " + std::string(language.name);
+                for (const Language& language : c_languages) _error_->append(" ").append(language.name);
             }
         }
         if (out.empty() && _error_->empty()) *_error_ = "name a language: --vorn35_out=cpp:DIRECTORY";
