@@ -199,6 +199,7 @@ private:
     void on_return(Msg_num _num, Error _error, double) final;
 
     Client& client;
+    const Msg_code code;
     const double limit;
 };
 

@@ -171,15 +171,16 @@ class Requests;
 class Request_handle {
 public:
     Request_handle() = default;
-    /// @param _requests of the client.
-    Request_handle(std::weak_ptr<Requests> _requests, std::uint32_t _number)
-        : requests(std::move(_requests)), number(_number) {}
+    /// @param _requests of the client; the others name one of them.
+    Request_handle(std::weak_ptr<Requests> _requests, std::uint64_t _key, std::uint32_t _number)
+        : requests(std::move(_requests)), key(_key), number(_number) {}
     /// Gives the request up, and lets the service know. Any thread; also after the client has ended.
     /// @return true: the callback has not begun and will not.
     bool cancel() const;
 
 private:
     std::weak_ptr<Requests> requests;
+    std::uint64_t key = 0;
     std::uint32_t number = 0;
 };
 

@@ -191,18 +191,17 @@ Request_handle Call_base_client::delegate_message(const Message& _request, std::
     const std::uint32_t number = client.requests->next_number();
     envelope::put_number(encoded.prefix(), number);
     const double seconds = limit_of(_limit);
-    client.requests->begin(number, code, seconds, std::move(_pending), [&](Msg_num* _num_) {
+    return client.requests->begin(1, code, number, seconds, std::move(_pending), [&](Msg_num* _num_) {
         return delegate_call(_num_, encoded.data(), encoded.size(), seconds);
     });
-    return {client.requests, number};
 }
 
 void Call_base_client::on_return(Msg_num _num, Error _error, const void* _data, Pksize _size, double) {
-    client.requests->finish(_num, _error, payload(_data, _error == 0 ? _size : 0));
+    client.requests->finish(request_key(1, code, _num), _error, payload(_data, _error == 0 ? _size : 0));
 }
 
 Signal_base_client::Signal_base_client(Client& _client, Msg_code _code, double _limit)
-    : Proxy_signal(_code, static_cast<const Proxy&>(_client)), client(_client), limit(_limit) {}
+    : Proxy_signal(_code, static_cast<const Proxy&>(_client)), client(_client), code(_code), limit(_limit) {}
 
 Result<void> Signal_base_client::take_acknowledgement(Error _error, Bytes) {
     Failure failure;
@@ -222,14 +221,13 @@ Request_handle Signal_base_client::delegate_message(const Message& _message, std
     if (!encoded.result()) return _pending->refuse(encoded.result().failure()), Request_handle();
     const std::uint32_t number = client.requests->next_number();
     const double seconds = limit_of(_limit);
-    client.requests->begin(number, 0, seconds, std::move(_pending), [&](Msg_num* _num_) {
+    return client.requests->begin(2, code, number, seconds, std::move(_pending), [&](Msg_num* _num_) {
         return delegate_signal(_num_, encoded.data(), encoded.size(), seconds);
     });
-    return {client.requests, number};
 }
 
 void Signal_base_client::on_return(Msg_num _num, Error _error, double) {
-    client.requests->finish(_num, _error, {});
+    client.requests->finish(request_key(2, code, _num), _error, {});
 }
 
 // ---- Links

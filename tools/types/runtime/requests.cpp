@@ -1,5 +1,6 @@
 #include "requests.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "client_timer.h"
@@ -9,41 +10,38 @@
 namespace Vorn35::typed {
 
 std::uint32_t Requests::next_number() {
-    const std::lock_guard lock(mutex);
-    if (++last_number == 0) ++last_number;
-    return last_number;
+    std::uint32_t number = ++last_number;
+    while (number == 0) number = ++last_number;
+    return number;
 }
 
 std::unique_ptr<Pending> Requests::take(Entries::iterator _entry) {
-    by_number.erase(_entry->second.number);
-    by_end.erase({_entry->second.end, _entry->first});
     std::unique_ptr<Pending> pending = std::move(_entry->second.pending);
     entries.erase(_entry);
     return pending;
 }
 
-void Requests::finish(Msg_num _num, Error _error, Bytes _bytes) {
+void Requests::finish(Request_key _key, Error _error, Bytes _bytes) {
     std::unique_ptr<Pending> pending;
     {
         const std::lock_guard lock(mutex);
-        const auto entry = entries.find(_num);
+        const auto entry = entries.find(_key);
         if (entry == entries.end()) return;
         pending = take(entry);
     }
     pending->finish(_error, _bytes);
 }
 
-bool Requests::cancel(std::uint32_t _number) {
+bool Requests::cancel(Request_key _key, std::uint32_t _number) {
+    constexpr Request_key call = 1;
     std::unique_ptr<Pending> pending;  // destroyed without the lock
     const std::lock_guard lock(mutex);
-    const auto found = by_number.find(_number);
-    if (found == by_number.end()) return false;
-    const auto entry = entries.find(found->second);
-    const Msg_code code = entry->second.code;
+    const auto entry = entries.find(_key);
+    if (entry == entries.end() || entry->second.number != _number) return false;
     pending = take(entry);
-    if (code == 0 || client == nullptr) return true;
+    if (_key >> 32 != call || client == nullptr) return true;
     vorn35::Cancel cancel;
-    cancel.set_code(code);
+    cancel.set_code(static_cast<Msg_code>(_key >> 16));
     cancel.set_number(_number);
     const Encoded encoded(cancel);
     Msg_num num = 0;
@@ -66,14 +64,24 @@ void Requests::fail(Error _error, Condition _condition) {
 }
 
 Requests::Time Requests::expire(Time _now) {
+    // Limits that pass almost together are looked at together, since each look takes all entries.
+    constexpr std::chrono::milliseconds grain(1);
     std::vector<std::unique_ptr<Pending>> expired;
     Time next = Time::max();
     {
         const std::lock_guard lock(mutex);
-        while (!by_end.empty() && by_end.begin()->first <= _now) {
-            expired.push_back(take(entries.find(by_end.begin()->second)));
+        if (earliest > _now) return earliest;
+        for (auto entry = entries.begin(); entry != entries.end();) {
+            const auto following = std::next(entry);
+            if (entry->second.end <= _now) {
+                expired.push_back(take(entry));
+            } else {
+                next = std::min(next, entry->second.end);
+            }
+            entry = following;
         }
-        if (!by_end.empty()) next = by_end.begin()->first;
+        if (next != Time::max()) next = std::max(next, _now + grain);
+        earliest = next;
     }
     for (const auto& pending : expired) pending->finish(VORN_ERR_LOCAL_TIMEOUT_, {});
     return next;
@@ -114,7 +122,7 @@ void Requests::set_timer(std::shared_ptr<Client_timer> _timer) {
 
 bool Request_handle::cancel() const {
     const std::shared_ptr<Requests> all = requests.lock();
-    return all && number != 0 && all->cancel(number);
+    return all && all->cancel(key, number);
 }
 
 }  // namespace Vorn35::typed
