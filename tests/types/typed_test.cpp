@@ -205,7 +205,8 @@ TEST_P(Typed, SizesUpToTheLargest) {
         const auto copy = surely([&] { return client.copy(blob, 5); });
         EXPECT_TRUE(copy && copy->data().size() == size) << size;
         Events<std::size_t> delegated;
-        client.copy.delegate(blob, [&](const Result<v1::Blob>& _blob) { delegated.put(_blob ? _blob->data().size() : 0); });
+        client.copy.delegate(blob,
+                             [&](const Result<v1::Blob>& _blob) { delegated.put(_blob ? _blob->data().size() : 0); });
         EXPECT_EQ(delegated.take(), size);
     }
     oracle.doubles = true;
@@ -214,7 +215,8 @@ TEST_P(Typed, SizesUpToTheLargest) {
     ASSERT_FALSE(too_large);
     EXPECT_NE(too_large.failure().text.find("at most 67108864"), std::string::npos) << too_large.failure().message();
     blob.set_data(std::string(64UL << 20, 'x'));
-    const std::string refusal = "VORN_ERR_TOO_BIG_SIZE_: the v1.Blob has 67108869 bytes, and at most 67108864 can be sent";
+    const std::string refusal =
+        "VORN_ERR_TOO_BIG_SIZE_: the v1.Blob has 67108869 bytes, and at most 67108864 can be sent";
     EXPECT_EQ(client.copy(blob).failure().message(), refusal);
     Log delegated;
     client.copy.delegate(blob, [&](const Result<v1::Blob>& _blob) { delegated.put(_blob.failure().message()); });
@@ -229,7 +231,9 @@ struct Oracle_2 : v2::Oracle_service {
         answer.add_reasons("because");
         return answer;
     }
-    Result<v2::Answer> ask(const v2::Question& _question, const typed::Call_context&) override { return answer(_question); }
+    Result<v2::Answer> ask(const v2::Question& _question, const typed::Call_context&) override {
+        return answer(_question);
+    }
     void ring(const v2::Question&, const typed::Call_context&) override {}
     void wish(const v2::Question& _question, const typed::Call_context&) override { wished.put(_question.text()); }
     Result<v2::Answer> stop_(const v2::Question& _question, const typed::Call_context&) override {

@@ -83,11 +83,13 @@ private:
 
     using Time = std::chrono::steady_clock::time_point;
 
+    /// @cond private
     /// Attached only to send; nothing waits for its acknowledgements.
     class Cancels : public Proxy_signal {
     public:
         explicit Cancels(Client& _client);
     };
+    /// @endcond
 
     void on_connect() override;
     void on_disconnect() override;
@@ -116,6 +118,7 @@ private:
     std::vector<Msg_addr> ordered;  ///< Ordering keys of this connection.
 };
 
+/// @cond parts of the classes below
 /// What calls of all messages share.
 class Call_base_client : private Proxy_call {
 protected:
@@ -150,6 +153,7 @@ private:
     const std::function<void(Result<T>)> function;
     const Read read;
 };
+/// @endcond
 
 /// A call of the service. A call runs at most once. Limits are in seconds; 0 stands for the limit of the interface file.
 template <class Request, class Response>
@@ -182,6 +186,7 @@ public:
     }
 };
 
+/// @cond parts of the classes below
 /// What signals of all messages share.
 class Signal_base_client : private Proxy_signal {
 protected:
@@ -202,6 +207,7 @@ private:
     const Msg_code code;
     const double limit;
 };
+/// @endcond
 
 /// A signal to the service. Success means that it arrived and is the message. Limits as those of `Call`.
 template <class Request>
@@ -213,8 +219,8 @@ public:
     Result<void> operator()(const Request& _message, double _limit = 0) { return send_message(_message, _limit); }
     /// As `Call::delegate`.
     Request_handle delegate(const Request& _message, std::function<void(Result<void>)> _function, double _limit = 0) {
-        return delegate_message(
-            _message, std::make_unique<Callback<void>>(std::move(_function), &take_acknowledgement), _limit);
+        return delegate_message(_message, std::make_unique<Callback<void>>(std::move(_function), &take_acknowledgement),
+                                _limit);
     }
     /// For `co_await`, which gives a `Result<void>`.
     Awaitable<void> co_send(Request _message, double _limit = 0) {
@@ -225,6 +231,7 @@ public:
     }
 };
 
+/// @cond parts of the classes below
 /// A link that the client keeps up while it is wanted.
 class Link_base {
 public:
@@ -299,6 +306,7 @@ private:
     Error ask() final;
     bool stands() final { return is_linked(); }
 };
+/// @endcond
 
 /// Events of the service.
 template <class T>
@@ -323,6 +331,7 @@ private:
     Subscriber<T> subscriber;
 };
 
+/// @cond parts of the classes below
 /// What informations of all messages share.
 class Information_base_client : private Proxy_information, protected Link_base {
 protected:
@@ -343,6 +352,7 @@ private:
 
     const bool multicast;
 };
+/// @endcond
 
 /// A value of the service.
 template <class T>
@@ -373,6 +383,7 @@ private:
     Subscriber<T> subscriber;
 };
 
+/// @cond parts of the classes below
 /// What commands of all messages share.
 class Command_base_client : private Proxy_command, protected Link_base {
 protected:
@@ -386,6 +397,7 @@ private:
     Error ask() final;
     bool stands() final { return is_linked(); }
 };
+/// @endcond
 
 /// A value that this client sets in the service.
 template <class T>
@@ -400,6 +412,7 @@ public:
     History<T> history(std::size_t _size) { return History<T>(snapshot(_size)); }
 };
 
+/// @cond parts of the classes below
 /// What datagrams of all messages share.
 class Datagram_base_client : private Proxy_datagram {
 protected:
@@ -411,6 +424,7 @@ private:
     virtual void deliver(Bytes _bytes) = 0;
     void on_datagram(Addr, const void* _data, Pksize _size, double) final { deliver(payload(_data, _size)); }
 };
+/// @endcond
 
 /// Datagrams of the service.
 template <class T>

@@ -46,6 +46,7 @@ private:
     bool ends = false;
 };
 
+/// @cond parts of the classes below
 /// What the promises of all tasks share.
 class Promise_base {
 public:
@@ -91,6 +92,7 @@ public:
         if (thrown) std::rethrow_exception(thrown);
     }
 };
+/// @endcond
 
 /// A coroutine. It begins when a `Scope` spawns it or another task awaits it, and ends with its `Task` object.
 ///
@@ -105,9 +107,11 @@ class [[nodiscard]] Task {
 public:
     /// As the language asks for it.
     struct promise_type : Promise_of<T> {
+        /// The task of this promise.
         Task get_return_object() { return Task(std::coroutine_handle<promise_type>::from_promise(*this)); }
     };
 
+    /// Takes the coroutine over.
     Task(Task&& _other) noexcept : handle(std::exchange(_other.handle, nullptr)) {}
     Task& operator=(Task&&) = delete;
     /// Destroys the coroutine wherever it waits, which cancels the call that it awaits.
@@ -115,6 +119,7 @@ public:
         if (handle) handle.destroy();
     }
 
+    /// Always waits.
     bool await_ready() const noexcept { return false; }
     /// Begins the task, on the executor of the task that awaits it.
     template <class Promise>
@@ -206,6 +211,7 @@ public:
     using Start = std::function<Request_handle(std::unique_ptr<Pending>)>;
     /// Reads the answer.
     using Read = Result<T> (*)(Error, Bytes);
+    /// Nothing is sent yet.
     Awaitable(Start _start, Read _read) : start(std::move(_start)), state(std::make_shared<State>(_read)) {}
     Awaitable(const Awaitable&) = delete;
     Awaitable& operator=(const Awaitable&) = delete;
@@ -218,6 +224,7 @@ public:
         if (!state->result) handle.cancel();
     }
 
+    /// Always waits.
     bool await_ready() const noexcept { return false; }
     /// Sends the request. The executor resumes the coroutine.
     template <class Promise>
@@ -231,6 +238,7 @@ public:
     Result<T> await_resume() { return std::move(*state->result); }
 
 private:
+    /// @cond private
     struct State {
         explicit State(Read _read) : read(_read) {}
         const Read read;
@@ -260,6 +268,7 @@ private:
         }
         const std::shared_ptr<State> state;
     };
+    /// @endcond
 
     const Start start;
     const std::shared_ptr<State> state;

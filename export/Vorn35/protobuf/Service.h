@@ -89,6 +89,7 @@ private:
     template <class Owner, class Value>
     friend class Command_handler;
 
+    /// @cond private
     /// The signal by which clients give up calls.
     class Cancels : public Stub_signal {
     public:
@@ -98,6 +99,7 @@ private:
         void on_signal(Addr _client, const void* _data, Pksize _size, double) override;
         Service& service;
     };
+    /// @endcond
 
     void on_disconnect(Addr _client) override;
 
@@ -127,12 +129,14 @@ protected:
 private:
     friend class Service;
 
+    /// @cond private
     /// A call by its client's number.
     struct Number {
         Addr client;
         std::uint32_t number = 0;
         bool operator==(const Number&) const = default;
     };
+    /// @endcond
 
     Error on_call(Addr _client, const void* _data, Pksize _size, void*, Pksize* _out_size_, double,
                   double _limit) final;
@@ -269,8 +273,7 @@ template <class T>
 class Datagram_publisher : private Stub_datagram {
 public:
     /// A member of `_service`.
-    Datagram_publisher(Service& _service, Msg_code _code)
-        : Stub_datagram(_code, static_cast<const Stub&>(_service)) {}
+    Datagram_publisher(Service& _service, Msg_code _code) : Stub_datagram(_code, static_cast<const Stub&>(_service)) {}
     /// To every host of the subnet.
     Result<void> broadcast(const T& _message) {
         const Encoded encoded(_message, 0, c_largest_datagram);

@@ -54,9 +54,10 @@ std::string snake(std::string_view _name) {
     const auto is_upper = [](char _c) { return std::isupper(static_cast<unsigned char>(_c)) != 0; };
     std::string out;
     for (std::size_t i = 0; i < _name.size(); ++i) {
-        const bool begins_word = is_upper(_name[i]) && i != 0 && _name[i - 1] != '_' &&
-                                 (!is_upper(_name[i - 1]) ||
-                                  (i + 1 < _name.size() && std::islower(static_cast<unsigned char>(_name[i + 1])) != 0));
+        const bool begins_word =
+            is_upper(_name[i]) && i != 0 && _name[i - 1] != '_' &&
+            (!is_upper(_name[i - 1]) ||
+             (i + 1 < _name.size() && std::islower(static_cast<unsigned char>(_name[i + 1])) != 0));
         if (begins_word) out += '_';
         out += static_cast<char>(std::tolower(static_cast<unsigned char>(_name[i])));
     }
@@ -141,8 +142,9 @@ void check_shape(const Method& _method, Errors* _errors_) {
 void check_values(const Method& _method, Errors* _errors_) {
     const int option = option_number(_method.kind);
     if (_method.code == 0 || _method.code > c_most_code) {
-        _errors_->add(_method.descriptor, option,
-                      "code " + std::to_string(_method.code) + " is not in the range 1 to " + std::to_string(c_most_code));
+        _errors_->add(
+            _method.descriptor, option,
+            "code " + std::to_string(_method.code) + " is not in the range 1 to " + std::to_string(c_most_code));
     }
     if (!(_method.limit > 0) || !std::isfinite(_method.limit)) {
         _errors_->add(_method.descriptor, option, "limit must be a number of seconds above 0");
@@ -197,7 +199,8 @@ Service read_service(const pb::ServiceDescriptor* _service, Errors* _errors_) {
         if (!is_free) {
             _errors_->add(method.descriptor, option_number(method.kind),
                           "code " + std::to_string(method.code) + " is used by the " +
-                              std::string(c_kind_names.at(static_cast<std::size_t>(method.kind))) + " " + first->second);
+                              std::string(c_kind_names.at(static_cast<std::size_t>(method.kind))) + " " +
+                              first->second);
         }
         out.methods.push_back(std::move(method));
     }

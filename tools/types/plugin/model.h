@@ -35,9 +35,7 @@ struct Method {
     const pb::Descriptor* payload() const {
         return is_from_service() ? descriptor->output_type() : descriptor->input_type();
     }
-    bool is_from_service() const {
-        return kind == Kind::event || kind == Kind::information || kind == Kind::datagram;
-    }
+    bool is_from_service() const { return kind == Kind::event || kind == Kind::information || kind == Kind::datagram; }
 };
 
 struct Service {

@@ -27,8 +27,7 @@ std::chrono::milliseconds a_while() {
 
 }  // namespace
 
-Client::Cancels::Cancels(Client& _client)
-    : Proxy_signal(envelope::c_cancel_code, static_cast<const Proxy&>(_client)) {}
+Client::Cancels::Cancels(Client& _client) : Proxy_signal(envelope::c_cancel_code, static_cast<const Proxy&>(_client)) {}
 
 Client::Client(const char* _name) : name(_name), requests(std::make_shared<Requests>(*this)), cancels(*this) {}
 
@@ -94,9 +93,8 @@ Addr Client::address() {
 }
 
 bool Client::is_ready() {
-    return is_connected() && std::ranges::all_of(links, [](Link_base* _link) {
-               return !_link->is_wanted || _link->stands();
-           });
+    return is_connected() &&
+           std::ranges::all_of(links, [](Link_base* _link) { return !_link->is_wanted || _link->stands(); });
 }
 
 bool Client::wait_until_ready(double _limit) {

@@ -31,13 +31,13 @@ std::string Failure::message() const {
 
 Result<void> check_message(const Message& _message, std::size_t _size, std::size_t _largest) {
     if (_size > _largest) {
-        return Failure::of_runtime(VORN_ERR_TOO_BIG_SIZE_,
-                                   "the " + _message.GetTypeName() + " has " + std::to_string(_size) +
-                                       " bytes, and at most " + std::to_string(_largest) + " can be sent");
+        return Failure::of_runtime(VORN_ERR_TOO_BIG_SIZE_, "the " + _message.GetTypeName() + " has " +
+                                                               std::to_string(_size) + " bytes, and at most " +
+                                                               std::to_string(_largest) + " can be sent");
     }
     if (!_message.IsInitialized()) {
-        return Failure::of_runtime(VORN_ERR_MALFORMED_PAYLOAD_, "the " + _message.GetTypeName() + " lacks " +
-                                                                    _message.InitializationErrorString());
+        return Failure::of_runtime(VORN_ERR_MALFORMED_PAYLOAD_,
+                                   "the " + _message.GetTypeName() + " lacks " + _message.InitializationErrorString());
     }
     return {};
 }
@@ -122,7 +122,8 @@ void put_number(std::byte* _prefix, std::uint32_t _number) {
 }
 
 std::uint32_t take_number(Bytes* _request_) {
-    if (_request_->size() < c_number_size || !std::equal(c_number_tag.begin(), c_number_tag.end(), _request_->begin())) {
+    if (_request_->size() < c_number_size ||
+        !std::equal(c_number_tag.begin(), c_number_tag.end(), _request_->begin())) {
         return 0;
     }
     std::uint32_t number = 0;
