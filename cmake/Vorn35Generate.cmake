@@ -49,6 +49,6 @@ function(vorn35_generate)
         set_source_files_properties(${out}/${base}.pb.cc PROPERTIES COMPILE_OPTIONS -w)  # not the target's code
         target_sources(${arg_TARGET} PRIVATE ${made})
     endforeach()
-    target_include_directories(${arg_TARGET} PRIVATE ${out})
+    target_include_directories(${arg_TARGET} SYSTEM PRIVATE ${out})  # as above
     target_link_libraries(${arg_TARGET} PRIVATE Vorn35::protobuf)
 endfunction()

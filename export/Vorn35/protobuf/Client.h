@@ -120,7 +120,7 @@ private:
 
 /// @cond parts of the classes below
 /// What calls of all messages share.
-class Call_base_client : private Proxy_call {
+class Call_base_client : protected Proxy_call {
 protected:
     /// A member of the client.
     Call_base_client(Client& _client, Msg_code _code, double _limit);
@@ -188,7 +188,7 @@ public:
 
 /// @cond parts of the classes below
 /// What signals of all messages share.
-class Signal_base_client : private Proxy_signal {
+class Signal_base_client : protected Proxy_signal {
 protected:
     /// A member of the client.
     Signal_base_client(Client& _client, Msg_code _code, double _limit);
@@ -290,7 +290,7 @@ private:
 };
 
 /// What events of all messages share.
-class Event_base_client : private Proxy_event, protected Link_base {
+class Event_base_client : protected Proxy_event, protected Link_base {
 protected:
     /// A member of the client.
     Event_base_client(Client& _client, Msg_code _code);
@@ -333,7 +333,7 @@ private:
 
 /// @cond parts of the classes below
 /// What informations of all messages share.
-class Information_base_client : private Proxy_information, protected Link_base {
+class Information_base_client : protected Proxy_information, protected Link_base {
 protected:
     /// A member of the client.
     Information_base_client(Client& _client, Msg_code _code, std::size_t _history, bool _multicast);
@@ -385,7 +385,7 @@ private:
 
 /// @cond parts of the classes below
 /// What commands of all messages share.
-class Command_base_client : private Proxy_command, protected Link_base {
+class Command_base_client : protected Proxy_command, protected Link_base {
 protected:
     /// A member of the client, linked whenever it is connected.
     Command_base_client(Client& _client, Msg_code _code, std::size_t _history);
@@ -414,7 +414,7 @@ public:
 
 /// @cond parts of the classes below
 /// What datagrams of all messages share.
-class Datagram_base_client : private Proxy_datagram {
+class Datagram_base_client : protected Proxy_datagram {
 protected:
     /// A member of the client.
     Datagram_base_client(Client& _client, Msg_code _code);

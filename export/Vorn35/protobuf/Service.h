@@ -109,7 +109,7 @@ private:
 };
 
 /// What all calls of a service share.
-class Call_base : private Stub_call {
+class Call_base : protected Stub_call {
 public:
     Call_base(const Call_base&) = delete;
     Call_base& operator=(const Call_base&) = delete;

@@ -32,6 +32,7 @@ public:
                      pb::compiler::GeneratorContext* _context, std::string* _error_) const override {
         const std::vector<Back_end*> back_ends = chosen(_languages, _error_);
         std::vector<std::vector<Service>> services;
+        services.reserve(_files.size());
         for (const pb::FileDescriptor* const file : _files) services.push_back(read_services(file, _error_));
         if (!_error_->empty()) return false;
         for (std::size_t i = 0; i < _files.size(); ++i) {
