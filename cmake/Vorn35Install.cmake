@@ -20,7 +20,7 @@ foreach(library IN LISTS vorn35_libraries)
     install(EXPORT ${targets} NAMESPACE Vorn35:: DESTINATION ${vorn35_package_dir} COMPONENT ${component})
 endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/export/Vorn35 DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-    COMPONENT common FILES_MATCHING PATTERN "*.h")
+    COMPONENT common FILES_MATCHING PATTERN "*.h" PATTERN protobuf EXCLUDE)
 install(FILES ${vorn35_generated_dir}/Vorn35/version.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Vorn35
     COMPONENT common)
 

@@ -2,6 +2,7 @@
 #
 #   libvorn35-0.1   the shared library; 0.1 is its SOVERSION, so incompatible versions can be installed together
 #   libvorn35-dev   headers, the static library, and the files for CMake and pkg-config
+#   libvorn35-protobuf-dev   the typed layer and its compiler plugin, if they are built
 #   libvorn35-doc   the pages, the examples, and the reference if `./dev docs` has written it
 #
 # The demo belongs to no package.
@@ -45,6 +46,14 @@ and the files for CMake and pkg-config.")
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libvorn35-${soversion} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS libvorn35-doc)
 
+set(CPACK_DEBIAN_PROTOBUF_PACKAGE_NAME libvorn35-protobuf-dev)
+set(CPACK_DEBIAN_PROTOBUF_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_PROTOBUF_DESCRIPTION
+"This package contains the typed layer over Protocol Buffers:
+headers, a static library, and a plugin for protoc.")
+set(CPACK_DEBIAN_PROTOBUF_PACKAGE_DEPENDS "libvorn35-dev (= ${PROJECT_VERSION}), libprotobuf-dev, protobuf-compiler")
+set(CPACK_DEBIAN_PROTOBUF_PACKAGE_SHLIBDEPS ON)  # of the plugin
+
 set(CPACK_DEBIAN_DOC_PACKAGE_NAME libvorn35-doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
@@ -57,7 +66,11 @@ if(GZIP)
     # -n: no time stamp, so that equal sources give equal packages.
     execute_process(COMMAND ${GZIP} -9nf ${PROJECT_BINARY_DIR}/debian/changelog)
 endif()
-foreach(group runtime dev doc)
+set(groups runtime dev doc)
+if(TARGET vorn_protobuf)
+    list(APPEND groups protobuf)
+endif()
+foreach(group IN LISTS groups)
     string(TOUPPER ${group} upper)
     set(package ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
     install(FILES ${debian}/copyright ${PROJECT_BINARY_DIR}/debian/changelog.gz
@@ -75,6 +88,9 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/html DESTINATION ${doc_dir} C
     OPTIONAL)
 
 set(CPACK_COMPONENTS_ALL runtime debian_runtime common static shared debian_dev debian_doc)
+if(TARGET vorn_protobuf)
+    list(APPEND CPACK_COMPONENTS_ALL protobuf debian_protobuf)
+endif()
 include(CPack)
 cpack_add_component(runtime GROUP runtime)
 cpack_add_component(debian_runtime GROUP runtime)
@@ -82,6 +98,8 @@ foreach(component common static shared debian_dev)
     cpack_add_component(${component} GROUP dev)
 endforeach()
 cpack_add_component(debian_doc GROUP doc)
-foreach(group runtime dev doc)
+cpack_add_component(protobuf GROUP protobuf)
+cpack_add_component(debian_protobuf GROUP protobuf)
+foreach(group IN LISTS groups)
     cpack_add_component_group(${group})
 endforeach()

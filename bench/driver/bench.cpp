@@ -36,8 +36,8 @@ constexpr const char* c_usage = R"(bench [options]    (in a lab: ./dev bench doe
 )";
 
 // In the order of the tables.
-const std::vector<std::string> c_peers{"raw",   "handoff", "vorn35", "vorn35-reliable", "zeromq", "nng", "grpc",
-                                       "capnp", "dds",     "lcm"};
+const std::vector<std::string> c_peers{
+    "raw", "handoff", "vorn35", "vorn35-reliable", "vorn35-typed", "zeromq", "nng", "grpc", "capnp", "dds", "lcm"};
 
 constexpr const char* c_own = "vorn35";
 /// The same program in the other profile.

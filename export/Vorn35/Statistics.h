@@ -33,6 +33,11 @@ struct Statistic {
 /// @endcode
 VORN35_API std::vector<Statistic> statistics();
 
+/// Counts a message whose payload the application, or a layer above the runtime, could not read:
+/// "vorn35_messages_malformed_total". Any thread.
+/// @param _kind the kind of the member that received it.
+VORN35_API void count_malformed_payload(Transaction _kind);
+
 /// One connection that stands.
 struct Connection_statistic {
     Addr peer;                         ///< The service's address, or the client's.

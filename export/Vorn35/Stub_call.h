@@ -59,6 +59,12 @@ public:
     /// a silent client that had not acknowledged an answer. The message does not say which call it means. It does not interrupt a running `on_call` of this code: it waits until that has returned.
     virtual void on_call_cancel(Addr _proxy_addr, Error _error);
 
+protected:
+    /// Inside `on_call`, on its thread: replaces the block of the answer by one of another size, so that an answer may have
+    /// any size, whatever the capacity. The bytes that `_out_buf_` points to are gone then. Set `*_out_buf_size_`.
+    /// @return the new block; null without memory, or outside `on_call`.
+    static void* answer_block(Pksize _size);
+
 private:
     _Stub_call* const _mp;
 };

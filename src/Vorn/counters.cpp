@@ -39,6 +39,7 @@ constexpr std::array<Text, c_by_kind> c_by_kind_texts = {{
     {"vorn35_messages_undelivered_total", "Messages queued for a connection that ended."},
     {"vorn35_messages_unsent_total", "Messages to a peer without a connection, or with one that closes."},
     {"vorn35_messages_send_bound_total", "Messages refused because too many bytes wait on the connection."},
+    {"vorn35_messages_malformed_total", "Messages whose payload their receiver could not read."},
 }};
 
 constexpr std::array<Text, c_counters> c_counter_texts = {{
@@ -126,6 +127,13 @@ void waited_for_listener(std::int64_t _nanoseconds) {
 }
 
 }  // namespace counters
+
+void count_malformed_payload(Transaction _kind) {
+    using counters::Kind;
+    constexpr std::array<Kind, 7> kinds = {Kind::other,   Kind::call,        Kind::signal,  Kind::event,
+                                           Kind::command, Kind::information, Kind::datagram};
+    counters::count(counters::By_kind::malformed, _kind < kinds.size() ? kinds.at(_kind) : Kind::other);
+}
 
 std::vector<Statistic> statistics() {
     using namespace counters;

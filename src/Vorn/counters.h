@@ -47,8 +47,9 @@ enum class By_kind : std::uint8_t {
     undelivered,        ///< Queued for a connection that ended.
     unsent,             ///< No connection to the addressee, or the connection is closing.
     send_bound,         ///< More bytes than `Runtime_options::send_bytes` would wait on the connection.
+    malformed,          ///< A payload that its receiver could not read. `count_malformed_payload`.
 };
-inline constexpr std::size_t c_by_kind = 12;
+inline constexpr std::size_t c_by_kind = 13;
 
 enum class Counter : std::uint8_t {
     connects_failed,          ///< An attempt to connect, or its opening exchange, failed.

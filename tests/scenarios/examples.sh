@@ -4,22 +4,23 @@
 source "${LAB%/*}/vocabulary.bash" || exit
 cd "${LAB%/*}/../.." || exit
 
-# A block of C++ right below the name of an example is that example.
+# A block of code right below the name of an example is that example.
 shows() {  # document, how many
     local name shown=0
     while read -r name; do
         diff <(awk -v name="$name" '
             index($0, name) { at = NR }
-            at && NR - at <= 4 && /^```cpp$/ { copying = 1; next }
+            at && NR - at <= 4 && /^```(cpp|proto)$/ { copying = 1; next }
             copying && /^```$/ { exit }
             copying' "$1") "$name" || fail "$1 shows another $name"
         ((++shown))
-    done < <(grep -A 4 -E '^`examples/[a-z_/]*\.cpp`' "$1" | grep -oE '^`examples/[a-z_/]*\.cpp' | tr -d '`')
+    done < <(grep -A 4 -E '^`examples/[a-z_/]*\.(cpp|proto)`' "$1" | grep -oE '^`examples/[a-z_/]*\.(cpp|proto)' | tr -d '`')
     ((shown >= $2)) || fail "$1 shows only $shown examples"
 }
 if [[ -z ${VORN35_LAB_HOSTS:-} ]]; then
     shows README.md 2
     shows docs/kinds.md 6
+    shows docs/types.md 3
     "$LAB" run --hosts 2 -- bash "$0" &
     # The unreliable ways included, and a receiver that is too slow and loses nothing but what may be lost.
     said=$("$LAB" run --hosts 2 -- bash examples/tour.sh "$BIN") || { code=$?; echo "$said"; exit $code; }

@@ -125,6 +125,17 @@ works shared "$work/app/build/app"
 [[ $(cd "$work/app" && HOME=$work/home bash -euo pipefail "$work/lines" 2>"$work/log" | uniq -c) == *" 3 "*" 0 1 $version" ]] ||
     fail "$(<"$work/log")"
 
+if [[ -d $work/home/vorn35/include/vorn35 ]]; then
+    say "README: typed members"
+    mkdir -p "$work/typed"
+    cp "$root"/examples/thermometer/*.{cpp,proto} "$work/typed"
+    block cmake 2 >"$work/typed/CMakeLists.txt"
+    run_block "$work/typed" 3
+    # The input of the service stays open until the client has ended.
+    said=$("$LAB" run --hosts 1 -- bash -c 'coproc "$1/service" && "$1/client" </dev/null' bash "$work/typed/build") || [[ $? == 77 ]]
+    [[ -z $said || $said == *"hall: 20"*"attic: failed, 7: no such room"*"target: sent"* ]] || fail "typed: $said"
+fi
+
 if command -v dpkg-deb >/dev/null; then
     say "Debian packages"
     run_block "$work/here" 2

@@ -22,4 +22,8 @@ Error Stub_call::on_call(Addr, const void*, Pksize, void*, Pksize*, double, doub
 
 void Stub_call::on_call_cancel(Addr, Error) {}
 
+void* Stub_call::answer_block(Pksize _size) {
+    return _Stub_call::answer_block(_size);
+}
+
 }  // namespace Vorn35

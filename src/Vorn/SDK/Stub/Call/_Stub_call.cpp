@@ -1,10 +1,19 @@
 #include "Vorn/SDK/Stub/Call/_Stub_call.h"
 
+#include <utility>
+
 #include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/SDK/member_table.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
+
+namespace {
+
+/// The answer of the `on_call` that runs on this thread.
+thread_local Token* t_answer = nullptr;
+
+}  // namespace
 
 _Stub_call::_Stub_call(_Stub* _op_, Msg_code _code, interface_kind_t _b_interface, Pksize _max_return_size,
                        Stub_call* _mp)
@@ -33,8 +42,10 @@ void _Stub_call::adapter_call(Token _token) {
     Error result = VORN_ERR_NONE_;
     {
         const Released released;
+        Token* const outer = std::exchange(t_answer, &return_token);
         result = mp->on_call(pkt_->get_src(), _token.get_data(), pkt_->get_data_size(), return_token.get_data(),
                              &return_pkt_->header.size, pkt_->packet_live_time, pkt_->packet_limit_time);
+        t_answer = outer;
     }
     if (result == 0) {
         return_pkt_->backward_return_switch();
@@ -52,6 +63,12 @@ void _Stub_call::adapter_call(Token _token) {
         adapter_call_cancel(_token);
     }
     return_token.free();
+}
+
+void* _Stub_call::answer_block(Pksize _size) {
+    if (t_answer == nullptr) return nullptr;
+    t_answer->free_data();
+    return t_answer->alloc_data(_size) == 0 ? t_answer->get_data() : nullptr;
 }
 
 void _Stub_call::adapter_call_cancel(Token _token) {

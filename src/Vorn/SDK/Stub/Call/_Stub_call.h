@@ -16,6 +16,9 @@ public:
     void adapter_call(Token _token);
     void adapter_call_cancel(Token _token);
 
+    /// See `Stub_call::answer_block`.
+    static void* answer_block(Pksize _size);
+
 private:
     const Pksize max_return_size;  ///< Size of the block that every return may fill; 0: there is no block.
     Stub_call* const mp;
