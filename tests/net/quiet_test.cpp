@@ -40,17 +40,21 @@ TEST_F(Quiet, WaitsForCallbacksAndNotForItsOwn) {
     EXPECT_TRUE(gp_processor->remote_stubes.empty());
 }
 
-/// Objects of derived classes, destroyed while their clients still send.
+/// Objects of derived classes, destroyed while their peers still send.
 TEST_F(Quiet, DestroyedUnderTraffic) {
     under_pressure = true;
-    for (int life = 0; life < 50; ++life) {
+    for (std::size_t life = many(50, 5000); life != 0; --life) {
         Service doomed;
+        Client caller;
         const Other_client raw(doomed.open());
+        caller.connect({c_here, raw.service});
         // A full pipe refuses most of them, so they are sent until some were taken.
         EXPECT_TRUE(eventually([&, num = std::uint16_t{0}]() mutable {
             for (int i = 0; i < 100; ++i) raw.send(raw.call(++num, {}));
-            return doomed.called.size() >= 3;
+            for (int i = 0; i < 10; ++i) caller.delegate({});
+            return doomed.called.size() >= 3 && !caller.returned.empty();
         }));
+        EXPECT_EQ(caller.stop_and_wait(20), 0);
         EXPECT_EQ(doomed.stop_and_wait(20), 0);
     }
 }

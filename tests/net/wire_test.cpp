@@ -1,8 +1,13 @@
 // Every byte that two processes exchange, checked by a peer with an encoder of its own.
 
+#include <linux/if_ether.h>
+#include <linux/if_packet.h>
+
 #include <cmath>
 
-#include "net/support/objects.h"
+#include "Vorn/options.h"
+#include "net/support/kinds.h"
+#include "programs/member.h"
 
 using namespace net;
 
@@ -83,10 +88,13 @@ TEST_F(Wire, AnswersOfAService) {
                        .bytes()))
             << "type " << int{one.type} << " payload " << one.payload;
     }
-    // An event, a cancel for an unknown code and a late request get no answer.
+    // An event, a cancel for an unknown code and, in the standard profile, a late request get no answer.
     Wire_message late = raw.call(++num, {});
     late.limit = 0;
     for (const Wire_message& one : {raw.call(++num, {}, 0x45, 99), raw.call(++num, {}, 0x33, 99), late}) raw.send(one);
+    if (g_options.expire_queued) {
+        EXPECT_EQ(raw.next().bytes(), (Wire_message{0x32, c_code, late.num, {}, 0, 0, 0, 0x80000005}.bytes()));
+    }
     raw.send(raw.call(++num, text("end")));
     EXPECT_EQ(raw.next().num, num);
 }
@@ -127,6 +135,102 @@ TEST_F(Wire, ReturnWithoutAWaiterIsTurnedBack) {
     connection.send(Wire_message{0x32, c_code, 41});
     connection.send(Wire_message{0x31, c_code, 42, text("too late"), 0, 0xC021});
     EXPECT_EQ(their_client.next(), (Wire_message{0x33, c_code, 42, {}, 0, 0xFFFF, 0, 0x80000005}));
+}
+
+// --- all kinds -------------------------------------------------------------------------------------------
+
+/// Hears all that leaves by an interface of this host.
+class Watcher : Raw_socket {
+public:
+    Watcher() : Raw_socket(::socket(AF_PACKET, SOCK_DGRAM, htons(ETH_P_ALL))) {}
+
+    /// The messages and datagrams up to now, sorted: without ports, times, heartbeats and names.
+    std::vector<Bytes> messages() const {
+        std::map<Bytes, Bytes> streams;  // by ports
+        std::vector<Bytes> all;
+        const auto add = [&all](Bytes _message) {
+            std::fill_n(&_message[2], 6, 0);
+            if (_message[1] != 0 && _message[1] != 3) all.push_back(std::move(_message));
+        };
+        Bytes got(1 << 17);
+        sockaddr_ll from{};
+        socklen_t length = sizeof from;
+        for (ssize_t size = 0; (size = ::recvfrom(fd, got.data(), got.size(), MSG_DONTWAIT,
+                                                  reinterpret_cast<sockaddr*>(&from), &length)) > 0;) {
+            const std::uint8_t* const head = &got[(got[0] & 15U) * 4U];
+            const bool is_stream = got[9] == IPPROTO_TCP;
+            const Bytes data(head + (is_stream ? (head[12] >> 4) * 4 : 8), std::as_const(got).data() + size);
+            if (from.sll_pkttype != PACKET_OUTGOING || got[0] >> 4 != 4 || data.empty()) continue;
+            Bytes& stream = streams[Bytes(head, head + 4)];
+            if (!is_stream) add(data);
+            if (is_stream) stream = stream + data;
+        }
+        for (const auto& [ports, stream] : streams) {
+            for (std::size_t at = 1024, size = 0; at + 20 <= stream.size(); at += size) {
+                size = 20U + stream[at + 16] + stream[at + 17] * 256U;
+                add(Bytes(&stream[at], &stream[at] + size));
+            }
+        }
+        std::ranges::sort(all);
+        return all;
+    }
+};
+
+/// One exchange of all kinds, with both forms of requests and of links.
+TEST_F(Wire, BothProfilesSayTheSame) {
+    std::vector<Bytes> said[2];
+    for (const bool reliable : {false, true}) {
+        finalize();
+        ASSERT_EQ(initialize(reliable ? Runtime_options::reliable() : Runtime_options::standard()), 0);
+        const Watcher watcher;
+        auto& stub = make<Service>();
+        auto& proxy = make<Client>();
+        Log came;
+        const auto put = [&came](const void*, Pksize) { return came.put("came"), 0; };
+        const Ends<Event_service, Event_client> events{make<Event_service>(c_code, stub),
+                                                       make<Event_client>(c_code, proxy)};
+        const Ends<Information_service, Information_client> values{make<Information_service>(c_code, stub),
+                                                                   make<Information_client>(c_code, proxy)};
+        const Ends<Command_service, Command_client> commands{make<Command_service>(c_code, stub),
+                                                             make<Command_client>(c_code, proxy)};
+        make<Stub_signal>(c_code, stub, nullptr);
+        auto& signal = make<peer::Member<Proxy_signal>>(put, c_code, proxy);
+        auto& datagrams = make<Stub_datagram>(c_code, stub);
+        make<peer::Member<Proxy_datagram>>(put, c_code, proxy);
+
+        proxy.connect(stub.open());
+        stub.gate.close();
+        Waiter waiter(proxy, proxy.ask(text("waited for")));
+        stub.gate.open();
+        EXPECT_EQ(waiter.answer().err, 0);
+        proxy.delegate_and_take(pattern(30000));
+        proxy.cancel(0);
+        stub.cancelled.take();
+        Msg_num num = 0;
+        signal.delegate_signal(&num, "signal", 6, 20);
+        came.take();
+        datagrams.cast(c_here, "datagram", 8);
+        came.take();
+        const auto link = [](const auto& _ends, auto... _form) {
+            EXPECT_EQ(_ends.client.await_link(&_ends.service.gate, _form...), "link 0");
+            _ends.pass("value");
+            _ends.client.unlink();
+            EXPECT_EQ(_ends.service.log.take(), "unlink 0");
+            EXPECT_EQ(_ends.client.link(_form...), "link 0");
+            _ends.service.unlink_all_proxy();
+            EXPECT_EQ(_ends.client.log.take(), "unlink 0");
+        };
+        link(events);
+        for (const bool by_stream : {true, false}) link(values, by_stream);
+        link(commands);
+        proxy.stop();
+        stub.disconnected.take();
+        stub.stop();
+        said[reliable ? 1 : 0] = watcher.messages();
+    }
+    EXPECT_GT(said[0].size(), 30U);
+    ASSERT_EQ(said[0].size(), said[1].size());
+    for (std::size_t i = 0; i < said[0].size(); ++i) EXPECT_EQ(said[0][i], said[1][i]) << i;
 }
 
 // --- the directory of names ------------------------------------------------------------------------------
