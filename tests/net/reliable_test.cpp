@@ -202,26 +202,6 @@ TEST_F(Reliable, RequestThatExpiresBehindItsHandlerIsAnswered) {
     EXPECT_EQ(service.called.size(), 1U);
 }
 
-/// Clients of one process that connect and are lost at once.
-TEST_F(Reliable, NoticesOfManyAreAllGiven) {
-    const std::size_t clients = many(40, 1000);
-    const Addr to = service.open();
-    std::vector<Client*> all;
-    for (std::size_t i = 0; i < clients; ++i) {
-        all.push_back(&make<Client>());
-        const IP one = htonl(0x7F000001U + static_cast<IP>(i));
-        ASSERT_EQ(all.back()->start({one, to.port}), 0);
-    }
-    for (Client* const one : all) one->connected.take();
-    service.connected.take(clients);
-    {
-        const std::lock_guard lock(g_establish_server_map_lock);
-        for (const auto& [addr, record] : g_establish_server_map) ::shutdown(record->socket, SHUT_RDWR);
-    }
-    for (Client* const one : all) one->disconnected.take();
-    service.disconnected.take(clients);
-}
-
 TEST_F(Reliable, OpeningsAndSilenceEnd) {
     address = service.open();
     const Raw_client half(address.port);

@@ -1,9 +1,10 @@
 // Every byte that two processes exchange, checked by a peer with an encoder of its own.
 
-#include <linux/if_ether.h>
-#include <linux/if_packet.h>
+#include <dlfcn.h>
 
 #include <cmath>
+#include <map>
+#include <mutex>
 
 #include "Vorn/options.h"
 #include "net/support/kinds.h"
@@ -139,42 +140,47 @@ TEST_F(Wire, ReturnWithoutAWaiterIsTurnedBack) {
 
 // --- all kinds -------------------------------------------------------------------------------------------
 
-/// Hears all that leaves by an interface of this host.
-class Watcher : Raw_socket {
-public:
-    Watcher() : Raw_socket(::socket(AF_PACKET, SOCK_DGRAM, htons(ETH_P_ALL))) {}
+/// What this process has sent, by socket.
+std::mutex g_sent_mutex;
+std::map<int, Bytes> g_sent;
 
-    /// The messages and datagrams up to now, sorted: without ports, times, heartbeats and names.
-    std::vector<Bytes> messages() const {
-        std::map<Bytes, Bytes> streams;  // by ports
-        std::vector<Bytes> all;
-        const auto add = [&all](Bytes _message) {
-            std::fill_n(&_message[2], 6, 0);
-            if (_message[1] != 0 && _message[1] != 3) all.push_back(std::move(_message));
-        };
-        Bytes got(1 << 17);
-        sockaddr_ll from{};
-        socklen_t length = sizeof from;
-        for (ssize_t size = 0; (size = ::recvfrom(fd, got.data(), got.size(), MSG_DONTWAIT,
-                                                  reinterpret_cast<sockaddr*>(&from), &length)) > 0;) {
-            const std::uint8_t* const head = &got[(got[0] & 15U) * 4U];
-            const bool is_stream = got[9] == IPPROTO_TCP;
-            const Bytes data(head + (is_stream ? (head[12] >> 4) * 4 : 8), std::as_const(got).data() + size);
-            if (from.sll_pkttype != PACKET_OUTGOING || got[0] >> 4 != 4 || data.empty()) continue;
-            Bytes& stream = streams[Bytes(head, head + 4)];
-            if (!is_stream) add(data);
-            if (is_stream) stream = stream + data;
+/// The messages sent up to now, sorted: without ports and times, heartbeats and names.
+std::vector<Bytes> sent() {
+    const std::lock_guard lock(g_sent_mutex);
+    std::vector<Bytes> all;
+    for (const auto& [fd, bytes] : g_sent) {
+        for (std::size_t at = 0, size = 0; at + 20 <= bytes.size(); at += size) {
+            const bool is_opening = bytes[at] == 'H';
+            size = is_opening ? 1024 : 20U + bytes[at + 16] + bytes[at + 17] * 256U;
+            if (is_opening || bytes[at + 1] == 0 || bytes[at + 1] == 3) continue;
+            all.emplace_back(&bytes[at], &bytes[at] + size);
+            std::fill_n(&all.back()[2], 6, 0);
         }
-        for (const auto& [ports, stream] : streams) {
-            for (std::size_t at = 1024, size = 0; at + 20 <= stream.size(); at += size) {
-                size = 20U + stream[at + 16] + stream[at + 17] * 256U;
-                add(Bytes(&stream[at], &stream[at] + size));
-            }
-        }
-        std::ranges::sort(all);
-        return all;
     }
-};
+    g_sent.clear();
+    std::ranges::sort(all);
+    return all;
+}
+
+}  // namespace
+
+// In front of the library's function, for all of this program.
+extern "C" ssize_t sendmsg(int _fd, const msghdr* _message, int _flags) {
+    using sendmsg_t = ssize_t(int, const msghdr*, int);
+    static sendmsg_t* const send = reinterpret_cast<sendmsg_t*>(::dlsym(RTLD_NEXT, "sendmsg"));
+    const ssize_t moved = send(_fd, _message, _flags);
+    const std::lock_guard lock(g_sent_mutex);
+    auto left = static_cast<std::size_t>(std::max<ssize_t>(moved, 0));
+    for (std::size_t i = 0; left != 0; ++i) {
+        const auto* const bytes = static_cast<const std::uint8_t*>(_message->msg_iov[i].iov_base);
+        const std::size_t size = std::min(left, _message->msg_iov[i].iov_len);
+        g_sent[_fd].insert(g_sent[_fd].end(), bytes, bytes + size);
+        left -= size;
+    }
+    return moved;
+}
+
+namespace {
 
 /// One exchange of all kinds, with both forms of requests and of links.
 TEST_F(Wire, BothProfilesSayTheSame) {
@@ -182,7 +188,7 @@ TEST_F(Wire, BothProfilesSayTheSame) {
     for (const bool reliable : {false, true}) {
         finalize();
         ASSERT_EQ(initialize(reliable ? Runtime_options::reliable() : Runtime_options::standard()), 0);
-        const Watcher watcher;
+        sent();
         auto& stub = make<Service>();
         auto& proxy = make<Client>();
         Log came;
@@ -226,7 +232,7 @@ TEST_F(Wire, BothProfilesSayTheSame) {
         proxy.stop();
         stub.disconnected.take();
         stub.stop();
-        said[reliable ? 1 : 0] = watcher.messages();
+        said[reliable ? 1 : 0] = sent();
     }
     EXPECT_GT(said[0].size(), 30U);
     ASSERT_EQ(said[0].size(), said[1].size());
