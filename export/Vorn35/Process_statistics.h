@@ -23,7 +23,8 @@ struct Shared_statistic {
 
 /// One process whose runtime is up, with `Runtime_options::share_counters`.
 struct Process_statistics {
-    int pid = 0;
+    int pid = 0;          ///< In its own namespace: two containers that share "/dev/shm" may have one number twice.
+    std::string path;     ///< Of its file, which is unique.
     std::string program;  ///< Name of its executable file.
     std::string version;  ///< Of its runtime.
     std::string profile;  ///< "standard", "reliable", or "custom" for other options.

@@ -75,8 +75,13 @@ struct Runtime_options {
     bool tell_names_at_once = false;
 
     /// A client whose connection returns asks for the links again that ended with it, after `on_connect`, and `on_link` tells
-    /// the result. Not for a link that the application has ended or asked for itself since.
+    /// the result. It asks once over each connection until the link stands or is refused. Not for a link that the
+    /// application has ended or asked for itself since.
     bool restore_links = false;
+
+    /// An information sends its current value to a new link at once, over the connection also for a multicast link. A client
+    /// keeps up to 16 values that arrive ahead of the answer to the request for their link, and `on_sync` follows the link.
+    bool current_values = false;
 
     /// Other programs of this user and the superuser may read the counters, gauges and connections of this process
     /// (Process_statistics.h): they lie in a file of mode 0600 in the user's runtime directory, or else in "/dev/shm", from

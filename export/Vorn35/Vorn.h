@@ -862,6 +862,7 @@ typedef struct {
     bool complete_stops;       ///< A stop in a callback is complete when the callback has returned.
     bool tell_names_at_once;   ///< A name is found in milliseconds.
     bool restore_links;        ///< Links return with their connection.
+    bool current_values;       ///< A new link of an information gets the current value at once.
     bool share_counters;       ///< Other programs may read the counters of this process.
 } Vorn_options;
 /// Fills in the standard options; set `size` before.

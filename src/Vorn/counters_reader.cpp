@@ -87,7 +87,6 @@ private:
         std::uint32_t value = 0;
         if (::pread(_fd, &value, sizeof value, offsetof(File_header, sequence)) != sizeof value)
             throw Unreadable("cut short");
-        std::atomic_thread_fence(std::memory_order_acquire);
         return value;
     }
     void check_header() const {
@@ -180,7 +179,7 @@ std::vector<std::string> all_directories() {
         }
     }
     std::ranges::sort(directories);
-    directories.erase(std::ranges::unique(directories).begin(), directories.end());
+    directories.erase(std::unique(directories.begin(), directories.end()), directories.end());
     return directories;
 }
 
@@ -194,7 +193,10 @@ Shared_statistics shared_statistics() {
             const std::string name = file.path().filename().string();
             if (!name.starts_with(c_file_prefix) || !name.ends_with(c_file_suffix)) continue;
             try {
-                if (auto process = read_file(file.path().string())) found.processes.push_back(std::move(*process));
+                auto process = read_file(file.path().string());
+                if (!process) continue;
+                process->path = file.path().string();
+                found.processes.push_back(std::move(*process));
             } catch (const Unreadable& failure) {
                 found.problems.push_back(file.path().string() + ": " + failure.what());
             }

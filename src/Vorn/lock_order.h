@@ -26,6 +26,7 @@ inline constexpr Lock_place mm{60, "inf_mm_mutex"};
 inline constexpr Lock_place sync_mm{70, "inf_sync_mm_mutex"};
 inline constexpr Lock_place links{80, "connections_mutex"};
 inline constexpr Lock_place information{80, "information_mutex"};
+inline constexpr Lock_place restoration{80, "restoration_mutex"};
 inline constexpr Lock_place qbuffer{80, "m_lock"};
 
 // The relay.

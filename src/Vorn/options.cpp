@@ -62,6 +62,7 @@ Runtime_options Runtime_options::reliable() {
     options.complete_stops = true;
     options.tell_names_at_once = true;
     options.restore_links = true;
+    options.current_values = true;
     options.share_counters = true;
     return options;
 }

@@ -21,6 +21,11 @@ bool has_bounds() {
 
 }  // namespace
 
+void Receive_windows::reset() {
+    const Lock_guard lock(mutex);
+    windows.clear();
+}
+
 std::uint32_t Receive_windows::open(struct_epoll_overlapped_tcp* _record, Addr _peer) {
     if (!has_bounds()) return 0;
     const Lock_guard lock(mutex);
@@ -54,7 +59,7 @@ bool Receive_windows::take(Token _token) {
 
 void Receive_windows::give_back(Token _token) {
     const std::uint32_t number = _token.get_header_packet()->window();
-    if (number == 0) return;
+    if (number == 0 || !has_bounds()) return;
     const Lock_guard lock(mutex);
     const auto found = windows.find(number);
     if (found == windows.end()) return;

@@ -1,5 +1,5 @@
 /// @file
-/// Bounds of received messages, for each connection apart: flow control by not reading.
+/// Flow control: bounds for the received messages of each connection, kept by not reading it.
 #pragma once
 
 #include <cstddef>
@@ -14,12 +14,15 @@ namespace Vorn35 {
 
 struct struct_epoll_overlapped_tcp;
 
-/// Received messages that no handler has finished, counted for each connection (`Runtime_options::receive_messages` and
-/// `receive_bytes`), and for all datagrams together.
+/// Messages from the pipe to the end of their handler, counted for each connection (`Runtime_options::receive_messages` and
+/// `receive_bytes`) and for all datagrams together. Answers to plain requests bypass the pipe and are not counted.
 ///
-/// The receive worker does not read a connection that is over its bounds, so TCP holds the sender back. It reads on when half
-/// of the bounds is free. While a thread waits for an answer of a peer, the connection to it is read in any case: otherwise
-/// callbacks that wait for each other could block all connections between two processes.
+/// The receive worker stops reading a connection that exceeds a bound, so TCP back-pressure holds the sender. What one read
+/// brought beyond the bound is kept. It reads again when messages and bytes are both at most half of their bounds. Datagrams
+/// beyond the bound are dropped. While a thread awaits an answer of a service, the connection to that service is read
+/// regardless: otherwise callbacks that wait for each other could block all connections between two processes.
+///
+/// The end of a paused connection is seen only when it is read again.
 ///
 /// A message carries the number of its window (`Packet::window`). Without bounds every number is 0, and nothing is counted.
 class Receive_windows {
@@ -27,6 +30,8 @@ public:
     /// Of all datagrams.
     static constexpr std::uint32_t c_datagrams = 1;
 
+    /// Before a life of the runtime: nothing is counted of the one before, whose last messages were not finished.
+    void reset();
     /// A connection is established. @return the number of its window; 0 without bounds.
     /// @param _peer its service; no address on the service's side.
     std::uint32_t open(struct_epoll_overlapped_tcp* _record, Addr _peer);

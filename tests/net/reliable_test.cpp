@@ -248,6 +248,8 @@ TEST_F(Reliable, LinksReturnWithTheirConnection) {
         _client.lose_connection();
         EXPECT_EQ(_client.log.lines(3), "unlink VORN_ERR_DISCONNECTED_TCP_, disconnect, link 0");
         EXPECT_TRUE(_client.is_linked());
+        _client.lose_connection();
+        EXPECT_EQ(_client.log.lines(3), "unlink VORN_ERR_DISCONNECTED_TCP_, disconnect, link 0") << "and again";
         _client.unlink();
         _client.lose_connection();
         EXPECT_EQ(_client.log.take(), "disconnect");
@@ -260,11 +262,71 @@ TEST_F(Reliable, LinksReturnWithTheirConnection) {
     returns(make<Command_service>(), make<Command_client>());
 }
 
+TEST_F(Reliable, RestorationIsLostOrOvertaken) {
+    auto& event = make<Event_service>();
+    auto& client = make<Event_client>();
+    client.connect(event.open());
+    EXPECT_EQ(client.link(), "link 0");
+    event.gate.close();
+    client.lose_connection();
+    EXPECT_EQ(client.log.lines(2), "unlink VORN_ERR_DISCONNECTED_TCP_, disconnect");
+    event.gate.until_reached();
+    client.lose_connection();
+    EXPECT_EQ(client.log.take(), "disconnect") << "the answer cannot come any more";
+    event.gate.open();
+    EXPECT_EQ(client.log.take(), "link 0");
+
+    event.gate.close();
+    client.lose_connection();
+    EXPECT_EQ(client.log.lines(2), "unlink VORN_ERR_DISCONNECTED_TCP_, disconnect");
+    event.gate.until_reached();
+    client.unlink();
+    event.gate.open();
+    EXPECT_EQ(
+        event.log.lines(6),
+        "unlink VORN_ERR_DISCONNECTED_TCP_, disconnect, disconnect, unlink VORN_ERR_DISCONNECTED_TCP_, disconnect, "
+        "unlink 0");
+    EXPECT_EQ(client.link(), "link 0") << "the only one";
+}
+
+TEST_F(Reliable, CurrentValueComesWithTheLink) {
+    for (const bool reliable : {true, false}) {
+        auto& information = make<Information_service>();
+        auto& client = make<Information_client>();
+        client.connect(information.open());
+        EXPECT_EQ(client.link(reliable), "link 0") << "there is no value yet";
+        information.put("now");
+        EXPECT_EQ(client.log.take(), "value now");
+        client.unlink();
+        EXPECT_EQ(information.log.take(), "unlink 0");
+        for (int i = 0; i < 50; ++i) {
+            if (i % 2 == 0) {
+                Msg_num num = 0;
+                EXPECT_EQ(client.delegate_link(&num, reliable, 20), 0);
+                EXPECT_EQ(client.log.lines(2), "link 0, value now") << "in this order";
+            } else {
+                // The listener that has the value races the thread that waits for the link.
+                EXPECT_EQ(client.await_link_return(client.async_link(reliable, 20), nullptr), 0);
+                EXPECT_EQ(client.log.take(), "value now");
+            }
+            EXPECT_EQ(client.newest(), "now");
+            EXPECT_EQ(History(client.see_history(9)).size(), 1U);
+            client.unlink();
+            EXPECT_EQ(information.log.take(), "unlink 0");
+        }
+    }
+}
+
 /// Less than the beat, which would find the name a second later.
 TEST_F(Reliable, NamesAreFoundAtOnce) {
+    restart(Runtime_options::standard());
+    Addr found;
+    service.open("slow");
+    EXPECT_TRUE(eventually([&] { return get_address("slow", &found) == 1; })) << "a datagram of a life without bounds";
+    service.stop();
+    restart(Runtime_options::reliable());
     const auto before = std::chrono::steady_clock::now();
     address = service.open("prompt");
-    Addr found;
     EXPECT_TRUE(eventually([&] { return get_address("prompt", &found) == 1; }));
     EXPECT_EQ(found.port, address.port);
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(900));

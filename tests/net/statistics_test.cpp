@@ -108,13 +108,16 @@ protected:
         std::filesystem::remove_all(directory);
     }
     /// What is shared by a process: its own entry, or else the problem with its file.
-    static std::optional<Process_statistics> entry_of(pid_t _pid, std::string* _problem_ = nullptr) {
+    std::optional<Process_statistics> entry_of(pid_t _pid, std::string* _problem_ = nullptr) const {
         const Shared_statistics found = shared_statistics();
         for (const std::string& problem : found.problems) {
             if (_problem_ != nullptr && problem.find("vorn35-" + std::to_string(_pid)) != std::string::npos)
                 *_problem_ = problem;
         }
-        const auto at = std::ranges::find(found.processes, _pid, &Process_statistics::pid);
+        // A lab has process numbers of its own, and shares /dev/shm with other labs.
+        const auto at = std::ranges::find_if(found.processes, [&](const Process_statistics& _one) {
+            return _one.pid == _pid && _one.path.starts_with(directory);
+        });
         return at == found.processes.end() ? std::nullopt : std::optional(*at);
     }
     const std::string directory = [] {
@@ -143,7 +146,7 @@ TEST_F(Shared_counters, AreThoseOfTheProcessWhileItsRuntimeIsUp) {
         }
     }
     EXPECT_GE(sum_of(*own, "vorn35_received_bytes_total"), 7);
-    EXPECT_TRUE(eventually([] { return entry_of(::getpid())->connections.size() == 2; })) << "by the next beat";
+    EXPECT_TRUE(eventually([this] { return entry_of(::getpid())->connections.size() == 2; })) << "by the next beat";
     const double sum = sum_of(statistics(), "vorn35_received_bytes_total");
     client.stop();
     service.stop();
@@ -163,7 +166,7 @@ TEST_F(Shared_counters, OfAProcessThatStandsStillIsDamagedAndDies) {
         ::_exit(1);
     }
     ::close(input[0]);
-    EXPECT_TRUE(eventually([pid] { return entry_of(pid).has_value(); }));
+    EXPECT_TRUE(eventually([this, pid] { return entry_of(pid).has_value(); }));
     ::kill(pid, SIGSTOP);
     ::waitpid(pid, nullptr, WUNTRACED);
     auto stopped = entry_of(pid);
@@ -194,7 +197,9 @@ TEST_F(Shared_counters, OfAProcessThatStandsStillIsDamagedAndDies) {
     std::ofstream(directory + "/vorn35-1-1.counters") << "something else";
     std::filesystem::create_directory(directory + "/vorn35-2-2.counters");
     std::filesystem::create_symlink(path, directory + "/vorn35-3-3.counters");
-    EXPECT_EQ(shared_statistics().problems.size(), 3U);
+    EXPECT_EQ(std::ranges::count_if(shared_statistics().problems,
+                                    [&](const std::string& _one) { return _one.starts_with(directory); }),
+              3);
 
     ::kill(pid, SIGKILL);
     ::waitpid(pid, nullptr, 0);

@@ -195,8 +195,11 @@ TEST_F(Wire, BothProfilesSayTheSame) {
         const auto put = [&came](const void*, Pksize) { return came.put("came"), 0; };
         const Ends<Event_service, Event_client> events{make<Event_service>(c_code, stub),
                                                        make<Event_client>(c_code, proxy)};
-        const Ends<Information_service, Information_client> values{make<Information_service>(c_code, stub),
-                                                                   make<Information_client>(c_code, proxy)};
+        using Values = Ends<Information_service, Information_client>;
+        const auto make_values = [&](Msg_code _code) {
+            return Values{make<Information_service>(_code, stub), make<Information_client>(_code, proxy)};
+        };
+        const Values by_stream = make_values(1), by_datagram = make_values(2);
         const Ends<Command_service, Command_client> commands{make<Command_service>(c_code, stub),
                                                              make<Command_client>(c_code, proxy)};
         make<Stub_signal>(c_code, stub, nullptr);
@@ -219,15 +222,16 @@ TEST_F(Wire, BothProfilesSayTheSame) {
         came.take();
         const auto link = [](const auto& _ends, auto... _form) {
             EXPECT_EQ(_ends.client.await_link(&_ends.service.gate, _form...), "link 0");
-            _ends.pass("value");
             _ends.client.unlink();
             EXPECT_EQ(_ends.service.log.take(), "unlink 0");
             EXPECT_EQ(_ends.client.link(_form...), "link 0");
+            _ends.pass("value");
             _ends.service.unlink_all_proxy();
             EXPECT_EQ(_ends.client.log.take(), "unlink 0");
         };
         link(events);
-        for (const bool by_stream : {true, false}) link(values, by_stream);
+        link(by_stream, true);
+        link(by_datagram, false);
         link(commands);
         proxy.stop();
         stub.disconnected.take();

@@ -77,6 +77,7 @@ void for_each_option(Options& _options, C_options& _c, Copy _copy) {
     _copy(_options.complete_stops, _c.complete_stops);
     _copy(_options.tell_names_at_once, _c.tell_names_at_once);
     _copy(_options.restore_links, _c.restore_links);
+    _copy(_options.current_values, _c.current_values);
     _copy(_options.share_counters, _c.share_counters);
 }
 

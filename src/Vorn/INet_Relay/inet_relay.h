@@ -39,6 +39,8 @@ void del_client(Addr _stub_addr);
 
 /// To a client that is connected here. -1: no such connection.
 int send_tcp_server(Addr _proxy_addr, Token _token, Packet* _pkt_);
+/// The same for a message that must not be dropped, whatever its type.
+int send_tcp_server_kept(Addr _proxy_addr, Token _token, Packet* _pkt_);
 /// To a server that this process is connected to. -1: no such connection.
 int send_tcp_client(Addr _node_addr, Token _token, Packet* _pkt_);
 /// As a datagram, from the local socket of the destination's port number. Not 0: that port has no socket.

@@ -93,10 +93,12 @@ Error Value_buffer::sync(Sync_model /*_sync_model*/) {
         return VORN_ERR_NOT_EXIST_SYNC_DATA_;
     }
     history.push(Token{sync_mm, sync_mm}, history_size);
-    Packet* const pkt = get_header(sync_mm);
-    pkt->header.num = ++num;
-    // One microsecond for each byte on top of the interval.
-    return send_value(sync_mm, pkt->get_data_size() / 1000000.0 + interval);
+    get_header(sync_mm)->header.num = ++num;
+    return send_value(sync_mm, limit_of(sync_mm));
+}
+
+double Value_buffer::limit_of(mm_t _value_mm) const {
+    return get_header(_value_mm)->get_data_size() / 1000000.0 + interval;
 }
 
 void Value_buffer::dress(Token* _token_, mm_t _value_mm, EMsg _type, IP _mct_if, double _limit) {

@@ -69,6 +69,15 @@ protected:
     Error sync(Sync_model _sync_model);
     bool syncs_at_post() const { return sync_model == on_post; }
 
+    /// Calls `_use` with the last value that was sent (0 if there is none) and the limit of its messages, while no value can
+    /// be sent.
+    template <class Use>
+    void with_current_value(Use _use) {
+        const Lock_guard lock(inf_sync_mm_mutex);
+        const mm_t value_mm = history.newest();
+        _use(value_mm, value_mm == 0 ? 0 : limit_of(value_mm));
+    }
+
     /// Makes a message of a value for one receiver: the token, which has a header, shares the block.
     static void dress(Token* _token_, mm_t _value_mm, EMsg _type, IP _mct_if, double _limit);
 
@@ -84,6 +93,8 @@ private:
     virtual bool has_receiver() const { return true; }
     virtual Error send_value(mm_t _value_mm, double _limit) VORN35_REQUIRES(inf_sync_mm_mutex) = 0;
 
+    /// One microsecond for each byte on top of the interval.
+    double limit_of(mm_t _value_mm) const;
     /// Makes the timer follow `sync_model`: ends one that runs, and starts one for `on_timer`.
     void set_sync_model() VORN35_REQUIRES(inf_timer_mutex);
     /// One tick of the timer.

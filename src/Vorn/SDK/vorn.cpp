@@ -10,6 +10,7 @@
 #include "Vorn/counters_file.h"
 #include "Vorn/mutex.h"
 #include "Vorn/options.h"
+#include "Vorn/receive_window.h"
 #include "Vorn35/vorn_error.h"
 #include "Vorn35/vorn_utility.h"
 
@@ -55,6 +56,7 @@ Error set_up(const Runtime_options* _options, const std::size_t* _listeners, std
     {
         const Exclusive_hold hold;
         g_options = options;
+        g_receive_windows.reset();
         initialize_memory();
     }
     counters::open_counters_file(options);

@@ -185,6 +185,7 @@ Error send_sdk(Token _token, Packet* _pkt_) {
         // is deliberately lost; the waiters are woken in any case.
         safe_add_ref_token(_token);
         static_cast<void>(gp_processor->apply_process(_token));
+        // The waiters are woken at once, on the receive worker; the `Proxy` learns of the loss later, on a listener.
         return awake_process(_token);
     }
     if (answers_a_waiter(type)) return awake_process(_token);

@@ -8,6 +8,7 @@
 
 #include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/SDK/Proxy/Promise.h"
+#include "Vorn/SDK/Proxy/_Proxy.h"
 #include "net/support/raw.h"
 #include "net/support/runtime.h"
 
@@ -109,13 +110,12 @@ public:
     }
     /// Cuts the connection under both ends, and waits until the next one is up.
     void lose_connection() {
-        const std::uint16_t port = self().port;
-        with_server_record(port, [](auto* _record) { ::shutdown(_record->socket, SHUT_RDWR); });
-        EXPECT_TRUE(eventually([this, port] {
+        _Proxy* const proxy = _Proxy::of(this);
+        const ks_clock_t before = proxy->connected_at();
+        with_server_record(self().port, [](auto* _record) { ::shutdown(_record->socket, SHUT_RDWR); });
+        EXPECT_TRUE(eventually([proxy, before] {
             timer_reconnect_client();
-            Addr here;
-            Addr there;
-            return this->get_address(&here, &there) == 0 && here.port != port;
+            return proxy->is_live() && proxy->connected_at() != before;
         }));
     }
 

@@ -107,12 +107,14 @@ struct struct_epoll_overlapped_tcp : struct_epoll_overlapped_ex {
     bool b_remove_client = false;
     bool ended VORN35_GUARDED_BY(send_queue_lock) =
         false;  ///< Passed to `retire`: accepts no message and cannot be armed.
-    /// Silent, and shut down; stays in its table until the worker sees the end of stream. Guarded by the table's lock.
+    /// Silent, and shut down; stays in its table until the receive worker sees the end of the stream. Only the client side
+    /// refuses messages meanwhile. Guarded by the table's lock.
     bool b_cut = false;
     std::atomic<std::uint32_t> receive_window{0};  ///< Its number, once established (receive_window.h).
     std::atomic<std::uint64_t> received_bytes{0};  ///< Of messages, headers included.
     std::atomic<std::uint64_t> sent_bytes{0};
-    const ks_clock_t begun;  ///< When the record was made: the begin of its opening exchange.
+    /// When its opening exchange began. On the client side that of the last attempt, written before a worker has the record.
+    ks_clock_t begun;
     /// Bytes in `send_queue`.
     std::size_t queued_bytes VORN35_GUARDED_BY(send_queue_lock) = 0;
     /// Guards `ack_wait_q`. Innermost of the relay.

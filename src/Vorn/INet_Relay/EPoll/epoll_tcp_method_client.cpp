@@ -1,6 +1,7 @@
 /// Client side of a connection. Invariants:
 ///  1. A client record is in exactly one table, or in none while its worker is about to end it.
-///  2. A record has one socket during its lifetime; each further attempt uses a new record.
+///  2. A record reaches a worker with one socket only. An attempt that fails inside `request_connect` keeps its record, which
+///     no worker has seen; each later failure makes a new record.
 ///  3. Only `del_client` gives up the intent to connect. A thread that ends a record takes it out of its table and adds its
 ///     successor under one hold of `g_client_lock`, so `del_client` always finds one of the two.
 
@@ -94,7 +95,8 @@ int add_client(Addr _stub_addr) {
 }
 
 int request_connect(struct_epoll_overlapped_tcp* _record) {
-    _record->send_clk = relay_clock();
+    _record->begun = relay_clock();
+    _record->send_clk = _record->begun;
     const Socket fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP);
     if (fd == -1) {
         count(Counter::connects_failed);
@@ -173,6 +175,8 @@ int recv_client_init(struct_epoll_overlapped_tcp* _record) {
 
 int establish_connect(struct_epoll_overlapped_tcp* _record) {
     bool wanted = false;
+    // Taken under the lock: so the times of a loss and of the next connection to the address have the order of the events,
+    // whatever the order of their notices.
     ks_clock_t made;
     {
         const Lock_guard lock(g_client_lock);
@@ -206,6 +210,7 @@ int unestablish_connect(struct_epoll_overlapped_tcp* _record) {
         heard = !(_record->b_remove_client && has_successor(_record));
         untable_and_plan_reconnect(_record);
     }
+    // The record is in no table now, so `del_client` cannot change it.
     if (!_record->b_remove_client) count(Counter::clients_lost);
     if (heard) {
         post_connection_event(_record, &Packet::set_tcp_disconnected_from_server, VORN_ERR_DISCONNECTED_TCP_, made);
@@ -217,6 +222,7 @@ int close_client(struct_epoll_overlapped_tcp* _record) {
     return delete_overlapped(_record);
 }
 
+/// The receive worker finds the failure and ends the record.
 int failed_send_client(struct_epoll_overlapped_tcp* _record) {
     const Lock_guard lock(_record->send_queue_lock);
     _record->send_state = false;
@@ -242,6 +248,7 @@ int send_tcp_client(Addr _node_addr, Token _token, Packet* _pkt_) {
     const Wakeup_coalescing coalescing;
     const Lock_guard lock(g_client_lock);
     const auto found = g_establish_client_map.find(_node_addr);
+    // Between a loss and its notice the `Proxy` is still live: its requests fail here, as VORN_ERR_BUSY_LOCALHOST_.
     if (found == g_establish_client_map.end() || found->second->b_cut) {
         count(By_kind::unsent, _pkt_->get_msg_type());
         return -1;

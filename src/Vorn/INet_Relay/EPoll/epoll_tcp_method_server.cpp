@@ -178,6 +178,7 @@ int send_server_init(struct_epoll_overlapped_tcp* _record) {
             break;
     }
     _record->type = c_socket_server;
+    // Armed for receiving only after the notice: the loss is reported after the connection.
     establish_accept(_record);
     request_recv_header(_record);
     arm(epoll_tcp_recv, _record, c_arm_recv);
@@ -187,6 +188,7 @@ int send_server_init(struct_epoll_overlapped_tcp* _record) {
 int establish_accept(struct_epoll_overlapped_tcp* _record) {
     {
         const Lock_guard lock(g_establish_server_map_lock);
+        // If the address is taken, the record is in no table: its connection is reported, and its end is not.
         g_establish_server_map.emplace(_record->remote_addr, _record);
     }
     _record->receive_window = g_receive_windows.open(_record, Addr());
@@ -201,6 +203,7 @@ int unestablish_accept(struct_epoll_overlapped_tcp* _record) {
     if (found == g_establish_server_map.end() || found->second != _record) return 0;
     g_establish_server_map.erase(found);
     count(Counter::services_lost);
+    // Under the lock, so `send_sdk` must not call `send_tcp_server` for it (inet_relay.h).
     post_connection_event(_record, &Packet::set_tcp_disconnected_from_client, VORN_ERR_DISCONNECTED_TCP_,
                           relay_clock());
     return 0;
@@ -259,7 +262,9 @@ void take_ack(struct_epoll_overlapped_tcp* _record) {
     _record->ack_wait_q.pop();
 }
 
-int send_tcp_server(Addr _proxy_addr, Token _token, Packet* _pkt_) {
+namespace {
+
+int send_to_client(Addr _proxy_addr, Token _token, Packet* _pkt_, bool _is_droppable) {
     const Wakeup_coalescing coalescing;
     const Lock_guard lock(g_establish_server_map_lock);
     const auto found = g_establish_server_map.find(_proxy_addr);
@@ -271,7 +276,7 @@ int send_tcp_server(Addr _proxy_addr, Token _token, Packet* _pkt_) {
     record->send_clk = relay_clock();
     _pkt_->set_client_gate_port(0);
     const Lock_guard queue_lock(record->send_queue_lock);
-    if (!record->send_queue.empty() && _pkt_->is_information_udp()) {
+    if (_is_droppable && !record->send_queue.empty()) {
         count(By_kind::droppable_dropped, _pkt_->get_msg_type());
         _token.free();
         return 0;
@@ -283,6 +288,16 @@ int send_tcp_server(Addr _proxy_addr, Token _token, Packet* _pkt_) {
     }
     queue_message(record, _token, _pkt_);
     return 0;
+}
+
+}  // namespace
+
+int send_tcp_server(Addr _proxy_addr, Token _token, Packet* _pkt_) {
+    return send_to_client(_proxy_addr, _token, _pkt_, _pkt_->is_information_udp());
+}
+
+int send_tcp_server_kept(Addr _proxy_addr, Token _token, Packet* _pkt_) {
+    return send_to_client(_proxy_addr, _token, _pkt_, false);
 }
 
 void print_server() {

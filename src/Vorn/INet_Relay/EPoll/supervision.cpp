@@ -1,4 +1,5 @@
-/// Supervision, once a second: heartbeats, silent peers, hanging connects, reconnects.
+/// Supervision, on the timer thread once a second, with no lock held: cuts hanging connects and openings, sends heartbeats, cuts
+/// silent peers (AUTO_DISCONNECT), and starts the reconnects that are due. `retry_resources` follows, under `mutex_01` exclusive.
 
 #include <sys/socket.h>
 
@@ -16,7 +17,8 @@ using namespace counters;
 
 namespace {
 
-/// Of a connect without an `opening_limit`. Deliberately hours: TCP itself finds ordinary breaks.
+/// Limit of a connect in seconds when `opening_limit` is 0, measured from the last activity (`send_clk`). Deliberately hours:
+/// TCP itself finds ordinary breaks. An `opening_limit` is measured from `begun`.
 constexpr double c_connect_limit = 8888;
 
 std::chrono::nanoseconds silence_limit() {
@@ -69,6 +71,8 @@ void cancel_hanging(struct_epoll_overlapped_tcp* _record, ks_clock_t _clk) {
     if ((has_limit ? _record->begun : _record->send_clk.load()) + limit >= _clk) return;
     if (has_limit) count(Counter::openings_cut);
     ::shutdown(_record->socket, SHUT_RDWR);
+    // Wakes a hanging connect. After the connect the socket is no longer in `epoll_tcp_init` and this has no effect: the
+    // worker of the opening exchange finds the end of the stream.
     arm(epoll_tcp_init, _record, c_force_connect);
 }
 
@@ -97,14 +101,15 @@ void timer_shutdown_server(ks_clock_t _clk) {
     for (const auto& [addr, record] : g_establish_server_map) heartbeat_or_collect(record, _clk, &silent);
     for (auto* const record : silent) {
         if (g_options.tell_silent_clients) {
-            // The worker finds the broken socket, and tells the loss.
+            // The receive worker finds the end of the stream and reports the loss.
             record->b_cut = true;
             count(Counter::silent_cut);
             ::shutdown(record->socket, SHUT_RDWR);
             return_unacknowledged(record);
             continue;
         }
-        // Removed from the table first, so that the worker does not report a disconnect when it finds the end of stream.
+        // Removed from the table first, so that the worker does not report a disconnect when it finds the end of stream. The
+        // `Stub` gets no notice, so it keeps the links of this client.
         g_establish_server_map.erase(record->remote_addr);
         count(Counter::silent_cut);
         count(Counter::services_lost);
@@ -122,7 +127,7 @@ void timer_shutdown_client(ks_clock_t _clk) {
         if (record->type == c_socket_client) heartbeat_or_collect(record, _clk, &silent);
     }
     for (auto* const record : silent) {
-        // The worker finds the end of stream, reports the loss and schedules the reconnect.
+        // The receive worker finds the end of the stream, reports the loss and schedules the reconnect.
         record->b_cut = true;
         count(Counter::silent_cut);
         ::shutdown(record->socket, SHUT_RD);

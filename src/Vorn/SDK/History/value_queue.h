@@ -23,6 +23,8 @@ public:
     /// Adds a value and a reference to each of its blocks; the caller keeps its references. Then frees the oldest values until
     /// at most `_keep` are left.
     void push(Token _token, std::size_t _keep);
+    /// The block of the newest value, which stays owned by the queue; 0 if there is none.
+    mm_t newest() const { return history.empty() ? 0 : history.front().data_mm; }
     /// The newest values, at most so many. The caller owns the snapshot.
     Letter_case_ snapshot(std::size_t _size) const;
     void clear();

@@ -15,7 +15,8 @@ namespace Vorn35 {
 
 namespace {
 
-/// The time at which this process made the message.
+/// The time at which this process made the message. `update_packet_time_and_return_timeout` moves the arrival clock and the
+/// live time by the same span, so their difference stays that time.
 ks_clock_t made_at(const Packet* _pkt) {
     return _pkt->arrival_cpu_clock_counter - Kestrane::to_duration(_pkt->packet_live_time);
 }
@@ -178,6 +179,11 @@ void _Proxy::adapter_object_create(Token _token) {
     came_up({made_at(pkt), pkt->get_dst()});
 }
 
+ks_clock_t _Proxy::connected_at() {
+    const Lock_guard lock(connection_mutex);
+    return connected_clk;
+}
+
 void _Proxy::came_up(Connection _connection) {
     ks_clock_t lost{};
     {
@@ -185,16 +191,18 @@ void _Proxy::came_up(Connection _connection) {
         // A connection of before the last start, or one that is known.
         if (_connection.clk <= connected_clk) return;
         if (live_state) {
+            // Waits for the loss of the connection before. If the pipe refused that notice, this connection gets no
+            // `on_connect`, and the next loss ends both.
             if (_connection.clk > next_connection.clk) next_connection = _connection;
             return;
         }
+        proxy_addr = _connection.local;  // first: `get_address` gives no address of an earlier connection
         live_state = true;
         connected_clk = _connection.clk;
         if (lost_clk > connected_clk) lost = lost_clk;
     }
     {
         const Released released;
-        proxy_addr = _connection.local;
         pp->on_connect();
     }
     restore_links();
@@ -216,6 +224,7 @@ void _Proxy::restore_links() {
     for (const auto& [code, command] : commands) command->restore();
 }
 
+/// Any type without a case in the switch also counts as a loss; it has no time of its own.
 void _Proxy::adapter_object_destroy(Token _token) {
     const Packet* const pkt = _token.get_header_packet();
     const bool told_by_relay = pkt->get_msg_type() == EMsg::ctrl && pkt->header.code == c_tcp_disconnected_from_server;
@@ -232,6 +241,7 @@ void _Proxy::adapter_object_destroy(Token _token) {
         live_state = false;
         std::swap(next, next_connection);
     }
+    // From here on another listener may run the `on_connect` of the next connection beside the callbacks of this loss.
     disconnect_events(_token);
     disconnect_informations(_token);
     disconnect_commands(_token);

@@ -68,6 +68,8 @@ public:
     bool is_live() const { return live_state; }
     Addr get_stub_addr() const { return stub_addr; }
     Addr get_proxy_addr() const { return proxy_addr; }
+    /// When the connection that stands came up, which identifies it; or when this object was started.
+    ks_clock_t connected_at();
 
     // Members; these take `mutex_01` exclusive. Adding a used code does nothing. Deleting goes by code only.
 
@@ -139,9 +141,10 @@ private:
     Mutex<lock_order::connection> connection_mutex;
     /// When the connection that stands came up; or when this object was started.
     ks_clock_t connected_clk VORN35_GUARDED_BY(connection_mutex){};
-    /// The latest loss that is known. One after `connected_clk` is that of a connection which is not known to stand.
+    /// The latest loss reported. When a connection comes up at an earlier time than this, the notice of its loss has overtaken
+    /// its own.
     ks_clock_t lost_clk VORN35_GUARDED_BY(connection_mutex){};
-    /// The latest that came up before the loss of the one that stands was known.
+    /// The latest connection whose notice arrived while `live_state` was still true. It takes effect after the pending loss.
     Connection next_connection VORN35_GUARDED_BY(connection_mutex);
 
     void came_up(Connection _connection);

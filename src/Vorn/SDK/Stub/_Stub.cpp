@@ -119,6 +119,11 @@ Error _Stub::send(Token _token) {
     return send_tcp_server(pkt->get_dst(), _token, pkt);
 }
 
+Error _Stub::send_kept(Token _token) {
+    Packet* const pkt = _token.get_header_packet();
+    return send_tcp_server_kept(pkt->get_dst(), _token, pkt);
+}
+
 void _Stub::add_call(Msg_code _code, _Stub_call* _call) {
     add_member(&calls, _code, _call);
 }
@@ -234,6 +239,7 @@ void _Stub::adapter_err_return(Token _token) {
     if (send_tcp_server(pkt->get_dst(), answer, pkt) != 0) answer.free();
 }
 
+/// Without `keep_notices` the two notices of one client may run at once or in reverse order: each code has its own queue.
 void _Stub::adapter_ctrl(Token _token) {
     if (_token.get_header_packet()->header.code == c_tcp_connected_from_client) {
         adapter_tcp_connected_from_client(_token);

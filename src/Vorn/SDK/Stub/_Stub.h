@@ -66,6 +66,8 @@ public:
     Msg_num get_msg_num();
     /// To the packet's destination. On 0 the token is the relay's, otherwise still the caller's.
     Error send(Token _token);
+    /// The same for a message that must not be dropped.
+    Error send_kept(Token _token);
 
     // Members; these take `mutex_01` exclusive. Adding a used code does nothing. Deleting goes by code only.
 

@@ -20,19 +20,18 @@ void _Linked_method::adapter_connect(Token _token) {
     // The service was stopped during the callback, which ended its links: no link may be added afterwards.
     if (result == 0 && !_op->is_tabled()) result = VORN_ERR_OBJECT_IS_NOT_EXIST_;
 
-    bool entered = false;
+    Admission admission;
     Packet* const answer_pkt_ = answer.get_header_packet();
     *answer_pkt_ = *pkt_;
     if (result != 0) {
         answer_pkt_->backward_error_switch(result);
+        admission.sent = _op->send(answer);
     } else {
         answer_pkt_->backward_return_switch();
         answer_pkt_->set_data_size(0);
-        // Before the answer is sent, since a message to the client may follow it immediately.
-        const Lock_guard lock(connections_mutex);
-        entered = enter(pkt_);
+        admission = admit(pkt_, answer);
     }
-    const Error sent = _op->send(answer);
+    const auto [entered, sent] = admission;
     if (sent == 0) return;
     if (sent == VORN_ERR_LOCAL_TIMEOUT_) {
         pkt_->forward_error_switch(VORN_ERR_BUSY_LOCALHOST_);
@@ -45,6 +44,17 @@ void _Linked_method::adapter_connect(Token _token) {
         counters::count(counters::Counter::links_taken_back);
     }
     answer.free();
+}
+
+_Linked_method::Admission _Linked_method::enter_and_answer(const Packet* _request, Token _answer) {
+    Admission admission;
+    {
+        // Before the answer is sent, since a message to the client may follow it immediately.
+        const Lock_guard lock(connections_mutex);
+        admission.entered = enter(_request);
+    }
+    admission.sent = _op->send(_answer);
+    return admission;
 }
 
 void _Linked_method::adapter_shutdown(Token _token) {

@@ -34,6 +34,12 @@ protected:
     /// @param _data_mm payload, which the message shares; 0 for none.
     void send_to(Addr _client, EMsg _type, ks_clock_t _clock, Pksize _size, mm_t _data_mm);
 
+    struct Admission {
+        bool entered = false;  ///< The client had no link before.
+        Error sent = 0;        ///< Of the answer.
+    };
+    Admission enter_and_answer(const Packet* _request, Token _answer);
+
     /// Guards the kind's record of its clients. Taken after `mutex_01` and after the mutexes of a value.
     Mutex<lock_order::links> connections_mutex;
 
@@ -54,6 +60,9 @@ private:
     virtual void leave(const Packet* _shutdown) VORN35_REQUIRES(connections_mutex) { erase(_shutdown->get_src()); }
     virtual void lose(Addr _client) VORN35_REQUIRES(connections_mutex) { erase(_client); }
     virtual void erase_all() VORN35_REQUIRES(connections_mutex) = 0;
+
+    /// Enters the link and sends the answer that confirms it.
+    virtual Admission admit(const Packet* _request, Token _answer) { return enter_and_answer(_request, _answer); }
 
     /// A link has ended: waits until no other callback of the kind runs for it. `mutex_01` shared; a wait gives it up.
     /// @param _client null: every client.

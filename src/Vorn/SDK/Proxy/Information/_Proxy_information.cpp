@@ -1,10 +1,14 @@
 #include "Vorn/SDK/Proxy/Information/_Proxy_information.h"
 
+#include <algorithm>
+
 #include "Vorn/INet_Relay/inet_relay.h"
 #include "Vorn/SDK/Proxy/_Proxy.h"
 #include "Vorn/SDK/member_table.h"
 #include "Vorn/SDK/multicast_group.h"
+#include "Vorn/Vorn_processor/Vorn_processor.h"
 #include "Vorn/counters.h"
+#include "Vorn/options.h"
 
 namespace Vorn35 {
 
@@ -54,25 +58,82 @@ EMsg _Proxy_information::shutdown_type() const {
     return tcp_confirm ? EMsg::information_tcp_shutdown : EMsg::information_udp_shutdown;
 }
 
+void _Proxy_information::begin_link() {
+    const Lock_guard lock(information_mutex);
+    connect_state = true;
+    for (Token& value : early) enter_early(&value);
+}
+
+void _Proxy_information::enter_early(Token* _value_) {
+    // Those of the other form are dropped when they return from the pipe.
+    if (!is_of_this_form(*_value_)) return;
+    history.push(*_value_, history_size);
+    _value_->ref_header();
+    entered.push_back(Token{_value_->header_mm, 0});
+}
+
+void _Proxy_information::link_has_begun() {
+    for (;;) {
+        Token value;
+        {
+            const Lock_guard lock(information_mutex);
+            if (early.empty()) return;
+            value = early.front();
+            early.pop_front();
+        }
+        if (gp_processor == nullptr || gp_processor->apply_process(value) != 0) value.free();
+    }
+}
+
+bool _Proxy_information::hold_early(Token _token) {
+    constexpr std::size_t most = 16;
+    if (!g_options.current_values || !is_asking() || early.size() == most) return false;
+    // A header of its own: the listener is not done with the other one.
+    Token copy;
+    copy.alloc_header_force();
+    *copy.get_header_packet() = *_token.get_header_packet();
+    copy.get_header_packet()->set_window(0);
+    safe_add_ref_mm(_token.data_mm);
+    copy.data_mm = _token.data_mm;
+    if (connect_state) enter_early(&copy);
+    early.push_back(copy);
+    return true;
+}
+
+bool _Proxy_information::was_entered(Token _token) {
+    const auto found = std::ranges::find(entered, _token.header_mm, &Token::header_mm);
+    if (found == entered.end()) return false;
+    found->free();
+    entered.erase(found);
+    return true;
+}
+
 bool _Proxy_information::end_link() {
     const Lock_guard lock(information_mutex);
     history.clear();
+    for (; !entered.empty(); entered.pop_back()) entered.back().free();
+    for (; !early.empty(); early.pop_front()) early.front().free();
     return connect_state.exchange(false);
 }
 
 void _Proxy_information::adapter_disconnect(Token _token) {
+    if (is_late_loss(_token.get_header_packet())) return;
     drop_membership();
     _Linking_method::adapter_disconnect(_token);
 }
 
+bool _Proxy_information::is_of_this_form(Token _value) const {
+    return (_value.get_header_packet()->get_msg_type() == EMsg::information_tcp) == tcp_confirm;
+}
+
 void _Proxy_information::adapter_sync(Token _token) {
-    const bool by_tcp = _token.get_header_packet()->get_msg_type() == EMsg::information_tcp;
-    // Late values of a link of the other form stay out.
-    if (by_tcp != tcp_confirm) return counters::count(counters::Counter::unlinked_dropped);
     {
         const Lock_guard lock(information_mutex);
-        if (!connect_state) return counters::count(counters::Counter::unlinked_dropped);
-        history.push(_token, history_size);
+        const bool is_history = was_entered(_token);
+        if (!is_history && hold_early(_token)) return;
+        // Late values of a link of the other form stay out.
+        if (!connect_state || !is_of_this_form(_token)) return counters::count(counters::Counter::unlinked_dropped);
+        if (!is_history) history.push(_token, history_size);
     }
     if (use_on_sync) sync(_token);
 }

@@ -1,6 +1,9 @@
 /// @file
 #pragma once
 
+#include <deque>
+#include <vector>
+
 #include "Vorn/SDK/History/value_queue.h"
 #include "Vorn/SDK/Proxy/link.h"
 #include "Vorn/mutex.h"
@@ -34,8 +37,15 @@ private:
     void take_answer(const Packet* _answer, bool _waited) override;
     EMsg shutdown_type() const override;
     IP shutdown_if() const override { return mct_if; }
+    void begin_link() override;
     bool end_link() override;
+    void link_has_begun() override;
 
+    /// Keeps a value that has overtaken the answer to the request for its link, or the callback that tells it.
+    bool hold_early(Token _token) VORN35_REQUIRES(information_mutex);
+    void enter_early(Token* _value_) VORN35_REQUIRES(information_mutex);
+    bool was_entered(Token _token) VORN35_REQUIRES(information_mutex);
+    bool is_of_this_form(Token _value) const;
     void sync(Token _token);
 
     /// The link was confirmed as one by TCP.
@@ -45,6 +55,11 @@ private:
     /// Guards `history`, and the end of a link together with it. Taken after `mutex_01`.
     Mutex<lock_order::information> information_mutex;
     Value_queue history VORN35_GUARDED_BY(information_mutex);
+    // Only with `Runtime_options::current_values`.
+    /// Values that came ahead of their link. The link enters them into the history, and they return to the pipe for `on_sync`.
+    std::deque<Token> early VORN35_GUARDED_BY(information_mutex);
+    /// Those that are in the history already, and in the pipe. A reference to each header keeps its number from being reused.
+    std::vector<Token> entered VORN35_GUARDED_BY(information_mutex);
     Proxy_information* const mp;
 };
 

@@ -4,6 +4,7 @@
 #include "Vorn/SDK/Stub/_Stub.h"
 #include "Vorn/SDK/member_table.h"
 #include "Vorn/SDK/multicast_group.h"
+#include "Vorn/options.h"
 #include "Vorn35/vorn_error.h"
 
 namespace Vorn35 {
@@ -71,12 +72,25 @@ void _Stub_information::send_multicast(mm_t _value_mm, double _limit) {
     }
 }
 
-void _Stub_information::send_tcp(Addr _client, EMsg _type, IP _mct_if, mm_t _value_mm, double _limit) {
+_Stub_information::Admission _Stub_information::admit(const Packet* _request, Token _answer) {
+    if (!g_options.current_values) return enter_and_answer(_request, _answer);
+    Admission admission;
+    with_current_value([&](mm_t _value_mm, double _limit) {
+        admission = enter_and_answer(_request, _answer);
+        if (admission.sent != 0 || _value_mm == 0) return;
+        const bool by_tcp = asks_for_tcp(_request);
+        send_tcp(_request->get_src(), by_tcp ? EMsg::information_tcp : EMsg::information_udp,
+                 by_tcp ? c_loopback_ip : _request->get_mct_if(), _value_mm, _limit, true);
+    });
+    return admission;
+}
+
+void _Stub_information::send_tcp(Addr _client, EMsg _type, IP _mct_if, mm_t _value_mm, double _limit, bool _is_kept) {
     Token token;
     token.alloc_header_force();
     dress(&token, _value_mm, _type, _mct_if, _limit);
     token.get_header_packet()->set_to_proxy(_client, Addr(c_loopback_ip, _op->get_port()));
-    if (_op->send(token) != 0) token.free();
+    if ((_is_kept ? _op->send_kept(token) : _op->send(token)) != 0) token.free();
 }
 
 Error _Stub_information::ask_application(const Packet* _request) {

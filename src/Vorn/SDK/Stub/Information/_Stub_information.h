@@ -31,6 +31,7 @@ private:
     bool enter(const Packet* _request) override;
     void erase(Addr _client) override;
     void leave(const Packet* _shutdown) override;
+    Admission admit(const Packet* _request, Token _answer) override;
     void erase_all() override;
     void erase_udp_node(Addr _client);
 
@@ -39,7 +40,8 @@ private:
     Error send_value(mm_t _value_mm, double _limit) override;
     /// One datagram for each interface that has an unreliable client.
     void send_multicast(mm_t _value_mm, double _limit);
-    void send_tcp(Addr _client, EMsg _type, IP _mct_if, mm_t _value_mm, double _limit);
+    /// @param _is_kept even if it is droppable and other messages wait.
+    void send_tcp(Addr _client, EMsg _type, IP _mct_if, mm_t _value_mm, double _limit, bool _is_kept = false);
 
     // Guarded by `connections_mutex`.
     inf_conns_t connections;  ///< Every linked client, and whether it is reliable.
