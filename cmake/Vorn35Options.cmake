@@ -41,8 +41,9 @@ function(vorn35_own_target target)
         set(flags -fsanitize=${VORN35_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
         target_compile_options(${target}
             PUBLIC $<BUILD_INTERFACE:${flags}>
-            # gcc's manual warns of false positives of this warning under sanitizers; Boost causes some.
-            PRIVATE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-maybe-uninitialized>)
+            # gcc's manual warns of false positives of the first under sanitizers; Boost causes some. The second says
+            # that gcc's thread sanitizer does not model fences, which may cost a false report and no true one.
+            PRIVATE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-maybe-uninitialized;-Wno-tsan>)
         target_link_options(${target} PUBLIC $<BUILD_INTERFACE:${flags}>)
     endif()
 endfunction()

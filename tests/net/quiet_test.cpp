@@ -1,5 +1,6 @@
 // The stop that waits for callbacks.
 
+#include "Vorn/options.h"
 #include "net/support/objects.h"
 
 using namespace net;
@@ -40,17 +41,22 @@ TEST_F(Quiet, WaitsForCallbacksAndNotForItsOwn) {
     EXPECT_TRUE(gp_processor->remote_stubes.empty());
 }
 
-/// Objects of derived classes, destroyed while their clients still send.
+/// Objects of derived classes, destroyed while their peers still send.
 TEST_F(Quiet, DestroyedUnderTraffic) {
     under_pressure = true;
-    for (int life = 0; life < 50; ++life) {
+    for (std::size_t life = many(50, 5000); life != 0; --life) {
         Service doomed;
+        Client caller;
         const Other_client raw(doomed.open());
-        // A full pipe refuses most of them, so they are sent until some were taken.
+        EXPECT_EQ(caller.start({c_here, raw.service}), 0);
+        // A full pipe refuses most of them, and even the notice of the connection: sent until some were taken.
         EXPECT_TRUE(eventually([&, num = std::uint16_t{0}]() mutable {
+            Msg_num own = 0;
             for (int i = 0; i < 100; ++i) raw.send(raw.call(++num, {}));
-            return doomed.called.size() >= 3;
+            for (int i = 0; i < 10; ++i) caller.delegate_call(&own, nullptr, 0, 20);
+            return doomed.called.size() >= 3 && (!g_options.keep_notices || !caller.returned.empty());
         }));
+        EXPECT_EQ(caller.stop_and_wait(20), 0);
         EXPECT_EQ(doomed.stop_and_wait(20), 0);
     }
 }

@@ -1,7 +1,5 @@
 // The reliable profile: what the standard one loses arrives, by the same messages.
 
-#include <sys/resource.h>
-
 #include <cstdlib>
 
 #include "Vorn/options.h"
@@ -22,11 +20,6 @@ protected:
     void restart(const Runtime_options& _options) const {
         ASSERT_EQ(finalize(), 0);
         ASSERT_EQ(initialize(_options), 0);
-    }
-    /// Messages in one loop; `./dev soak` takes many more.
-    static std::size_t many() {
-        const char* const text = std::getenv("VORN35_MANY");
-        return text == nullptr ? 4000 : std::strtoul(text, nullptr, 10);
     }
     static double count(std::string_view _name) { return sum_of(statistics(), _name); }
     static double count_of_directories() {
@@ -89,9 +82,10 @@ TEST_F(Reliable, AnswerThatIsThereEndsTheWait) {
 TEST_F(Reliable, LoopsWithoutAPauseLoseNothing) {
     connect();
     const double refused = count("vorn35_messages_refused_total");
-    for (std::size_t i = 0; i < many(); ++i) ASSERT_EQ(client.wait(client.ask(text("x"))).err, 0) << i;
-    for (std::size_t i = 0; i < many(); ++i) client.delegate(text("x"));
-    for (std::size_t i = 0; i < many(); ++i) ASSERT_EQ(client.returned.take().err, 0) << i;
+    const std::size_t loop = many(4000);
+    for (std::size_t i = 0; i < loop; ++i) ASSERT_EQ(client.wait(client.ask(text("x"))).err, 0) << i;
+    for (std::size_t i = 0; i < loop; ++i) client.delegate(text("x"));
+    for (std::size_t i = 0; i < loop; ++i) ASSERT_EQ(client.returned.take().err, 0) << i;
     EXPECT_TRUE(client.returned.empty());
 
     auto& publisher = make<Event_service>();
@@ -103,9 +97,9 @@ TEST_F(Reliable, LoopsWithoutAPauseLoseNothing) {
         msg_processing_by_serial_alone(Msg_addr(readers.back()->self().port, c_code, 3));
         EXPECT_EQ(readers.back()->link(), "link 0");
     }
-    for (std::size_t i = 0; i < many(); ++i) EXPECT_EQ(publisher.put(std::to_string(i)), 0);
+    for (std::size_t i = 0; i < loop; ++i) EXPECT_EQ(publisher.put(std::to_string(i)), 0);
     for (Event_client* const reader : readers) {
-        for (std::size_t i = 0; i < many(); ++i) ASSERT_EQ(reader->log.take(), "value " + std::to_string(i));
+        for (std::size_t i = 0; i < loop; ++i) ASSERT_EQ(reader->log.take(), "value " + std::to_string(i));
     }
     EXPECT_EQ(count("vorn35_messages_refused_total"), refused);
 }
@@ -184,19 +178,6 @@ TEST_F(Reliable, BytesThatWaitToBeSentAreBounded) {
     under_pressure = true;
 }
 
-TEST_F(Reliable, ClientsOfOneHostDoNotRepeatEachOther) {
-    address = service.open();
-    const Other_client one(address);
-    const Other_client other(address);
-    for (const auto* raw : {&one, &other}) raw->send(raw->call(1, text("x")));
-    for (const auto* raw : {&one, &other}) EXPECT_EQ(raw->next().payload, text("x"));
-    one.send(one.call(2, {}));
-    one.send(one.call(2, {}));
-    one.send(one.call(3, {}));
-    EXPECT_EQ(one.next().num, 2);
-    EXPECT_EQ(one.next().num, 3);
-}
-
 TEST_F(Reliable, RequestThatExpiresBehindItsHandlerIsAnswered) {
     connect();
     service.gate.close();
@@ -219,26 +200,6 @@ TEST_F(Reliable, RequestThatExpiresBehindItsHandlerIsAnswered) {
     }
     EXPECT_EQ(count("vorn35_messages_expired_total"), expired + 1);
     EXPECT_EQ(service.called.size(), 1U);
-}
-
-/// Clients of one process that connect and are lost at once.
-TEST_F(Reliable, NoticesOfManyAreAllGiven) {
-    const std::size_t clients = many() / 100;
-    const Addr to = service.open();
-    std::vector<Client*> all;
-    for (std::size_t i = 0; i < clients; ++i) {
-        all.push_back(&make<Client>());
-        const IP one = htonl(0x7F000001U + static_cast<IP>(i));
-        ASSERT_EQ(all.back()->start({one, to.port}), 0);
-    }
-    for (Client* const one : all) one->connected.take();
-    service.connected.take(clients);
-    {
-        const std::lock_guard lock(g_establish_server_map_lock);
-        for (const auto& [addr, record] : g_establish_server_map) ::shutdown(record->socket, SHUT_RDWR);
-    }
-    for (Client* const one : all) one->disconnected.take();
-    service.disconnected.take(clients);
 }
 
 TEST_F(Reliable, OpeningsAndSilenceEnd) {
@@ -354,24 +315,6 @@ TEST_F(Reliable, CurrentValueComesWithTheLink) {
             EXPECT_EQ(information.log.take(), "unlink 0");
         }
     }
-}
-
-TEST_F(Reliable, OutOfDescriptorsAndBack) {
-#ifdef __SANITIZE_ADDRESS__
-    GTEST_SKIP() << "the sanitizer itself takes descriptors to look whether an address is valid";
-#endif
-    connect();
-    const Raw_socket fd(stream());
-    Raw_socket refused(stream());
-    rlimit all{};
-    ::getrlimit(RLIMIT_NOFILE, &all);
-    const rlimit none{0, all.rlim_max};
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-    const double paused = count("vorn35_accepts_paused_total");
-    const Raw_client waits(address.port, 0, std::exchange(refused.fd, -1));
-    EXPECT_TRUE(eventually([&] { return count("vorn35_accepts_paused_total") > paused; }));
-    ::setrlimit(RLIMIT_NOFILE, &all);
-    EXPECT_EQ(waits.open().size(), 1024U) << "by the next beat";
 }
 
 /// Less than the beat, which would find the name a second later.

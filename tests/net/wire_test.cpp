@@ -1,8 +1,14 @@
 // Every byte that two processes exchange, checked by a peer with an encoder of its own.
 
-#include <cmath>
+#include <dlfcn.h>
 
-#include "net/support/objects.h"
+#include <cmath>
+#include <map>
+#include <mutex>
+
+#include "Vorn/options.h"
+#include "net/support/kinds.h"
+#include "programs/member.h"
 
 using namespace net;
 
@@ -83,10 +89,13 @@ TEST_F(Wire, AnswersOfAService) {
                        .bytes()))
             << "type " << int{one.type} << " payload " << one.payload;
     }
-    // An event, a cancel for an unknown code and a late request get no answer.
+    // An event, a cancel for an unknown code and, in the standard profile, a late request get no answer.
     Wire_message late = raw.call(++num, {});
     late.limit = 0;
     for (const Wire_message& one : {raw.call(++num, {}, 0x45, 99), raw.call(++num, {}, 0x33, 99), late}) raw.send(one);
+    if (g_options.expire_queued) {
+        EXPECT_EQ(raw.next().bytes(), (Wire_message{0x32, c_code, late.num, {}, 0, 0xFFFF, 0, 0x80000005}.bytes()));
+    }
     raw.send(raw.call(++num, text("end")));
     EXPECT_EQ(raw.next().num, num);
 }
@@ -127,6 +136,114 @@ TEST_F(Wire, ReturnWithoutAWaiterIsTurnedBack) {
     connection.send(Wire_message{0x32, c_code, 41});
     connection.send(Wire_message{0x31, c_code, 42, text("too late"), 0, 0xC021});
     EXPECT_EQ(their_client.next(), (Wire_message{0x33, c_code, 42, {}, 0, 0xFFFF, 0, 0x80000005}));
+}
+
+// --- all kinds -------------------------------------------------------------------------------------------
+
+/// What this process has sent while it is recorded, by socket.
+std::atomic<bool> g_is_recorded{false};
+std::mutex g_sent_mutex;
+std::map<int, Bytes> g_sent;
+
+/// The messages sent up to now, sorted: without ports and times, heartbeats and names.
+std::vector<Bytes> sent() {
+    const std::lock_guard lock(g_sent_mutex);
+    std::vector<Bytes> all;
+    for (const auto& [fd, bytes] : g_sent) {
+        for (std::size_t at = 0, size = 0; at + 20 <= bytes.size(); at += size) {
+            const bool is_opening = bytes[at] == 'H';
+            size = is_opening ? 1024 : 20U + bytes[at + 16] + bytes[at + 17] * 256U;
+            if (is_opening || bytes[at + 1] == 0 || bytes[at + 1] == 3) continue;
+            all.emplace_back(&bytes[at], &bytes[at] + size);
+            std::fill_n(&all.back()[2], 6, 0);
+        }
+    }
+    g_sent.clear();
+    std::ranges::sort(all);
+    return all;
+}
+
+}  // namespace
+
+// In front of the library's function, for all of this program.
+extern "C" ssize_t sendmsg(int _fd, const msghdr* _message, int _flags) {
+    using sendmsg_t = ssize_t(int, const msghdr*, int);
+    static sendmsg_t* const send = reinterpret_cast<sendmsg_t*>(::dlsym(RTLD_NEXT, "sendmsg"));
+    const ssize_t moved = send(_fd, _message, _flags);
+    if (!g_is_recorded || moved <= 0) return moved;
+    const std::lock_guard lock(g_sent_mutex);
+    auto left = static_cast<std::size_t>(moved);
+    for (std::size_t i = 0; left != 0; ++i) {
+        const auto* const bytes = static_cast<const std::uint8_t*>(_message->msg_iov[i].iov_base);
+        const std::size_t size = std::min(left, _message->msg_iov[i].iov_len);
+        g_sent[_fd].insert(g_sent[_fd].end(), bytes, bytes + size);
+        left -= size;
+    }
+    return moved;
+}
+
+namespace {
+
+/// One exchange of all kinds, with both forms of requests and of links.
+TEST_F(Wire, BothProfilesSayTheSame) {
+    std::vector<Bytes> said[2];
+    for (const bool reliable : {false, true}) {
+        finalize();
+        ASSERT_EQ(initialize(reliable ? Runtime_options::reliable() : Runtime_options::standard()), 0);
+        g_is_recorded = true;
+        auto& stub = make<Service>();
+        auto& proxy = make<Client>();
+        Log came;
+        const auto put = [&came](const void*, Pksize) { return came.put("came"), 0; };
+        const Ends<Event_service, Event_client> events{make<Event_service>(c_code, stub),
+                                                       make<Event_client>(c_code, proxy)};
+        using Values = Ends<Information_service, Information_client>;
+        const auto make_values = [&](Msg_code _code) {
+            return Values{make<Information_service>(_code, stub), make<Information_client>(_code, proxy)};
+        };
+        const Values by_stream = make_values(1), by_datagram = make_values(2);
+        const Ends<Command_service, Command_client> commands{make<Command_service>(c_code, stub),
+                                                             make<Command_client>(c_code, proxy)};
+        make<Stub_signal>(c_code, stub, nullptr);
+        auto& signal = make<peer::Member<Proxy_signal>>(put, c_code, proxy);
+        auto& datagrams = make<Stub_datagram>(c_code, stub);
+        make<peer::Member<Proxy_datagram>>(put, c_code, proxy);
+
+        proxy.connect(stub.open());
+        stub.gate.close();
+        Waiter waiter(proxy, proxy.ask(text("waited for")));
+        stub.gate.open();
+        EXPECT_EQ(waiter.answer().err, 0);
+        proxy.delegate_and_take(pattern(30000));
+        proxy.cancel(0);
+        stub.cancelled.take();
+        Msg_num num = 0;
+        signal.delegate_signal(&num, "signal", 6, 20);
+        came.take();
+        datagrams.cast(c_here, "datagram", 8);
+        came.take();
+        const auto link = [](const auto& _ends, auto... _form) {
+            EXPECT_EQ(_ends.client.await_link(&_ends.service.gate, _form...), "link 0");
+            _ends.client.unlink();
+            EXPECT_EQ(_ends.service.log.take(), "unlink 0");
+            EXPECT_EQ(_ends.client.link(_form...), "link 0");
+            _ends.pass("value");
+            _ends.service.unlink_all_proxy();
+            EXPECT_EQ(_ends.client.log.take(), "unlink 0");
+        };
+        link(events);
+        link(by_stream, true);
+        link(by_datagram, false);
+        link(commands);
+        proxy.stop();
+        stub.disconnected.take();
+        stub.stop();
+        g_is_recorded = false;
+        said[reliable ? 1 : 0] = sent();
+    }
+    EXPECT_GT(said[0].size(), 30U);
+    ASSERT_EQ(said[0].size(), said[1].size());
+    for (std::size_t i = 0; i < said[0].size(); ++i) EXPECT_EQ(said[0][i], said[1][i]) << i;
 }
 
 // --- the directory of names ------------------------------------------------------------------------------

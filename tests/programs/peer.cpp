@@ -159,10 +159,12 @@ void tell_counts() {
         if (g_refused[i] == 0) continue;
         line += " refused" + std::to_string(i % 256) + (i < 256 ? " " : "b ") + std::to_string(g_refused[i]);
     }
-    {
-        const std::lock_guard lock(gp_memory->mtx);
-        line += " blocks " + std::to_string(gp_memory->alloc_total);
-    }
+    const auto add = [&line, all = statistics()](const char* _name, const char* _counter) {
+        line += std::string(" ") + _name + " " + std::to_string(static_cast<std::uint64_t>(sum_of(all, _counter)));
+    };
+    add("blocks", "vorn35_memory_bytes");
+    add("refused", "vorn35_messages_refused_total");
+    add("dropped", "vorn35_messages_droppable_dropped_total");
     say(line);
     ++g_round;
     g_fed = 0;

@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -55,6 +56,10 @@ inline Live live() {
 inline std::size_t records() {
     const std::lock_guard lock(ooo);
     return static_cast<std::size_t>(ooo_count);
+}
+/// How much of something; `./dev soak` takes much more.
+inline std::size_t many(std::size_t _short_form, std::size_t _long_form = 100'000) {
+    return std::getenv("VORN35_LONG") == nullptr ? _short_form : _long_form;
 }
 inline ks_clock_t hours_ahead() {
     return relay_clock() + std::chrono::hours(3);
