@@ -14,11 +14,11 @@ namespace Vorn35 {
 
 /// One number of another process. See `Statistic`.
 struct Shared_statistic {
-    std::string name;
-    std::string labels;
-    std::string help;
-    bool is_gauge = false;
-    double value = 0;
+    std::string name;       ///< For example "vorn35_messages_received_total".
+    std::string labels;     ///< For example `kind="call"`; empty if there is none.
+    std::string help;       ///< One sentence.
+    bool is_gauge = false;  ///< A present state, which may fall.
+    double value = 0;       ///< In the unit that the name ends with.
 };
 
 /// One process whose runtime is up, with `Runtime_options::share_counters`.

@@ -96,6 +96,7 @@ struct Runtime_options {
     /// One sentence that names the first field out of range; empty if there is none.
     VORN35_API std::string problem() const;
 
+    /// Equal in all fields.
     bool operator==(const Runtime_options&) const = default;
 };
 

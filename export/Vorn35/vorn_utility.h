@@ -59,7 +59,7 @@ VORN35_API std::size_t get_address(const char* _name_, Addr* _stub_addr_);
 
 /// One name of the directory.
 struct Known_name {
-    std::string name;
+    std::string name;    ///< As it was told, at most as long as its record.
     Addr stub_addr;      ///< The service that was heard last under this name.
     double age = 0;      ///< Seconds since the name was first heard without a pause of eight seconds.
     double silence = 0;  ///< Seconds since it was last heard.
