@@ -58,7 +58,7 @@ void dispose(Internal* _internal, const dispatches_t& _of) {
 /// `dispose` for a member, which leaves its owner's table first.
 template <class Member>
 void end_member(Member* _member, const dispatches_t& _of) {
-    _member->leave();
+    _member->leave_table();
     dispose(_member, _of);
 }
 

@@ -10,7 +10,7 @@ _Proxy_call::_Proxy_call(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_inter
     _pp->add_call(code, this);
 }
 
-void _Proxy_call::leave() {
+void _Proxy_call::leave_table() {
     _pp->del_call(code);
 }
 

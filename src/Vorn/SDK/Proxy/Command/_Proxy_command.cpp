@@ -11,7 +11,7 @@ _Proxy_command::_Proxy_command(_Proxy* _pp_, Msg_code _code, interface_kind_t _b
     _pp->add_command(code, this);
 }
 
-void _Proxy_command::leave() {
+void _Proxy_command::leave_table() {
     end_timer();
     _pp->del_command(code);
 }

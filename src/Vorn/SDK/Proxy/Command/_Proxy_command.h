@@ -12,7 +12,7 @@ class _Proxy_command final : public _Linking_method, public Value_buffer {
 public:
     _Proxy_command(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_interface, Proxy_command* _mp);
     /// The owner is being destroyed: leaves its table.
-    void leave();
+    void leave_table();
 
     Error post(Pksize _size) override;
 

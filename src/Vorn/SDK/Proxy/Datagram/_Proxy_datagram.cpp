@@ -10,7 +10,7 @@ _Proxy_datagram::_Proxy_datagram(_Proxy* _pp_, Msg_code _code, interface_kind_t 
     _pp->add_datagram(code, this);
 }
 
-void _Proxy_datagram::leave() {
+void _Proxy_datagram::leave_table() {
     _pp->del_datagram(code);
 }
 

@@ -11,7 +11,7 @@ class _Proxy_datagram : public _Proxy_method {
 public:
     _Proxy_datagram(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_interface, Proxy_datagram* _mp);
     /// The owner is being destroyed: leaves its table.
-    void leave();
+    void leave_table();
 
     /// On a listener with `mutex_01` shared.
     void adapter_datagram(Token _token);

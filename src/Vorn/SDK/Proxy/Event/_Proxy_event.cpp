@@ -11,7 +11,7 @@ _Proxy_event::_Proxy_event(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_int
     _pp->add_event(code, this);
 }
 
-void _Proxy_event::leave() {
+void _Proxy_event::leave_table() {
     _pp->del_event(code);
 }
 

@@ -18,7 +18,7 @@ _Proxy_information::_Proxy_information(_Proxy* _pp_, Msg_code _code, interface_k
     _pp->add_information(code, this);
 }
 
-void _Proxy_information::leave() {
+void _Proxy_information::leave_table() {
     _pp->del_information(code);
 }
 

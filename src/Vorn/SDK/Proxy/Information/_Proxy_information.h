@@ -16,7 +16,7 @@ class _Proxy_information final : public _Linking_method {
 public:
     _Proxy_information(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_interface, Proxy_information* _mp);
     /// The owner is being destroyed: leaves its table.
-    void leave();
+    void leave_table();
 
     // `mutex_01` shared.
 

@@ -10,7 +10,7 @@ _Proxy_signal::_Proxy_signal(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_i
     _pp->add_signal(code, this);
 }
 
-void _Proxy_signal::leave() {
+void _Proxy_signal::leave_table() {
     _pp->del_signal(code);
 }
 

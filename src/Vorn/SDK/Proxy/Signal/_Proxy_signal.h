@@ -11,7 +11,7 @@ class _Proxy_signal : public _Proxy_method {
 public:
     _Proxy_signal(_Proxy* _pp_, Msg_code _code, interface_kind_t _b_interface, Proxy_signal* _mp);
     /// The owner is being destroyed: leaves its table.
-    void leave();
+    void leave_table();
 
     /// On a listener with `mutex_01` shared.
     void adapter_delegate_signal_return(Token _token);

@@ -21,7 +21,7 @@ _Stub_call::_Stub_call(_Stub* _op_, Msg_code _code, interface_kind_t _b_interfac
     _op->add_call(code, this);
 }
 
-void _Stub_call::leave() {
+void _Stub_call::leave_table() {
     _op->del_call(code);
 }
 

@@ -11,7 +11,7 @@ class _Stub_call : public _vorn_method {
 public:
     _Stub_call(_Stub* _op_, Msg_code _code, interface_kind_t _b_interface, Pksize _max_return_size, Stub_call* _mp);
     /// The owner is being destroyed: leaves its table.
-    void leave();
+    void leave_table();
 
     void adapter_call(Token _token);
     void adapter_call_cancel(Token _token);

@@ -12,7 +12,7 @@ _Stub_command::_Stub_command(_Stub* _op_, Msg_code _code, interface_kind_t _b_in
     _op->add_command(code, this);
 }
 
-void _Stub_command::leave() {
+void _Stub_command::leave_table() {
     _op->del_command(code);
     // A value that still waits for its turn must not call this object.
     const Lock_guard lock(connections_mutex);

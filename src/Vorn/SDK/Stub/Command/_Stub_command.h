@@ -18,7 +18,7 @@ class _Stub_command final : public _Linked_method {
 public:
     _Stub_command(_Stub* _op_, Msg_code _code, interface_kind_t _b_interface, Stub_command* _mp);
     /// The owner is being destroyed: leaves its table.
-    void leave();
+    void leave_table();
 
     /// On a listener with `mutex_01` shared.
     void adapter_sync(Token _token);

@@ -19,7 +19,7 @@ _Stub_datagram::_Stub_datagram(_Stub* _op_, Msg_code _code, interface_kind_t _b_
     _op->add_datagram(code, this);
 }
 
-void _Stub_datagram::leave() {
+void _Stub_datagram::leave_table() {
     _op->del_datagram(code);
 }
 

@@ -14,7 +14,7 @@ _Stub_event::_Stub_event(_Stub* _op_, Msg_code _code, interface_kind_t _b_interf
     _op->add_event(code, this);
 }
 
-void _Stub_event::leave() {
+void _Stub_event::leave_table() {
     _op->del_event(code);
 }
 

@@ -15,7 +15,7 @@ class _Stub_event final : public _Linked_method {
 public:
     _Stub_event(_Stub* _op_, Msg_code _code, interface_kind_t _b_interface, Stub_event* _mp);
     /// The owner is being destroyed: leaves its table.
-    void leave();
+    void leave_table();
 
     /// `mutex_01` shared.
     Error event(const void* _buffer_, Pksize _size);

@@ -26,7 +26,7 @@ _Stub_information::_Stub_information(_Stub* _op_, Msg_code _code, interface_kind
     _op->add_information(code, this);
 }
 
-void _Stub_information::leave() {
+void _Stub_information::leave_table() {
     end_timer();
     _op->del_information(code);
 }

@@ -20,7 +20,7 @@ class _Stub_information final : public _Linked_method, public Value_buffer {
 public:
     _Stub_information(_Stub* _op_, Msg_code _code, interface_kind_t _b_interface, Stub_information* _mp);
     /// The owner is being destroyed: leaves its table.
-    void leave();
+    void leave_table();
 
     Error post(Pksize _size) override;
 

@@ -12,7 +12,7 @@ _Stub_signal::_Stub_signal(_Stub* _op_, Msg_code _code, interface_kind_t _b_inte
     _op->add_signal(code, this);
 }
 
-void _Stub_signal::leave() {
+void _Stub_signal::leave_table() {
     _op->del_signal(code);
 }
 

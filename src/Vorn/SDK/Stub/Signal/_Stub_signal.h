@@ -12,7 +12,7 @@ public:
     _Stub_signal(_Stub* _op_, Msg_code _code, interface_kind_t _b_interface, on_signal_sync_t* _on_signal_sync__,
                  Stub_signal* _mp);
     /// The owner is being destroyed: leaves its table.
-    void leave();
+    void leave_table();
 
     void adapter_signal(Token _token);
     void adapter_signal_cancel(Token _token);
