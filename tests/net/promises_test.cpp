@@ -232,7 +232,7 @@ TEST_P(Promises, BadPeersHarmNobodyElse) {
         figure(std::string(name) + ": memory", most / (1 << 20), "MiB");
         if (!reliable) continue;
         EXPECT_LT(most, 65 << 20) << name;
-        EXPECT_GE(kept, is_long ? 0.95 : 0.1) << name;
+        EXPECT_GE(kept, is_long && std::getenv("STARVED") == nullptr ? 0.95 : 0.1) << name;  // else noise decides
     }
 }
 

@@ -11,8 +11,8 @@ for profile in reliable standard; do
     VORN35_PROFILE=$profile peer $profile $((++host)) use 198.51.100.3 4000 1 10
     await $profile '0 link 0'
 done
-ask reliable
 "$LAB" link 3 down
+ask reliable
 kill_peer service
 await reliable '0 unlink VORN_ERR_DISCONNECTED_TCP_'
 await reliable '0 down'
