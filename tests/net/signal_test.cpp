@@ -1,5 +1,6 @@
 // Signals: the answer first, the handler after it.
 
+#include "Vorn/options.h"
 #include "net/support/kinds.h"
 
 using namespace net;
@@ -60,7 +61,9 @@ TEST_F(Signal, BothFormsAndTheFunctionInFront) {
     EXPECT_EQ(other.ask(EMsg::signal, c_code, "d"), EMsg::signal_return);
     EXPECT_EQ(other.ask(EMsg::delegate_signal, c_code, "e"), EMsg::delegate_signal_return);
     EXPECT_EQ(server.log.lines(6), "signal a, signal , signal b, signal c, signal d, signal e");
-    EXPECT_EQ(sender.signal("x", 1, 0, nullptr), VORN_ERR_LOCAL_TIMEOUT_);  // dropped over there
+    // Dropped over there; in the reliable profile its answer may be here before the wait begins.
+    const Error late = sender.signal("x", 1, 0, nullptr);
+    EXPECT_TRUE(late == VORN_ERR_LOCAL_TIMEOUT_ || (g_options.exact_waits && late == VORN_ERR_REMOTE_TIMEOUT_)) << late;
     sender.cancel(5);
     EXPECT_EQ(server.log.take(), "cancel 5");
     EXPECT_EQ(unknown.send("x"), "VORN_ERR_NOT_SUPPORT_CODE_");
