@@ -250,6 +250,7 @@ TEST_F(Life, DestroyedInItsOwnCallback) {
                 for (const auto& [client, record] : g_establish_server_map) ::shutdown(record->socket, SHUT_RDWR);
             }
             EXPECT_EQ(log.take(), "destroyed in " + callback);
+            EXPECT_EQ(living.stop_and_wait(20), 0);
         }
         for (const std::string callback : {"on_connect", "link", "on_call", "on_unlink", "on_disconnect"}) {
             Mortal_client living("", log);
@@ -262,6 +263,7 @@ TEST_F(Life, DestroyedInItsOwnCallback) {
                 living.stop();
             }
             EXPECT_EQ(log.take(), "destroyed in " + callback);
+            EXPECT_EQ(living.stop_and_wait(20), 0);
         }
         ASSERT_EQ(finalize(), 0);
     }
