@@ -200,7 +200,7 @@ extern int epoll_udp_recv;
 extern int epoll_udp_send;
 
 /// Passes a received message to the processor: `send_sdk` (Vorn_processor.h).
-extern send_sdk_t* send_sdk__;
+extern std::atomic<send_sdk_t*> send_sdk__;
 
 /// The shared heartbeat message. Each queue entry holds a reference to its header, which is never written.
 extern Token heartbeat_token;

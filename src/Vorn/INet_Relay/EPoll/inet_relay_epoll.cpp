@@ -32,7 +32,7 @@ int epoll_tcp_send = -1;
 int epoll_udp_recv = -1;
 int epoll_udp_send = -1;
 
-send_sdk_t* send_sdk__ = nullptr;
+std::atomic<send_sdk_t*> send_sdk__{nullptr};
 Token heartbeat_token;
 Packet* heartbeat_pkt = nullptr;
 
