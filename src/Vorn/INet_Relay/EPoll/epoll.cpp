@@ -116,7 +116,7 @@ void return_undelivered(Token _token, Error _error, bool _to_stub) {
     const bool has_form = pkt->backward_error_switch(_error);
     // The return was addressed to a `Proxy`, but its cancel goes to the local `Stub`.
     if (_to_stub && is_return) pkt->set_client_gate_port(pkt->get_src_port());
-    if (!has_form || send_sdk__(notice, pkt) != 0) notice.free();
+    if (!has_form || send_sdk__.load()(notice, pkt) != 0) notice.free();
     _token.free_header();
 }
 

@@ -123,7 +123,7 @@ Transfer send_queued(struct_epoll_overlapped_tcp* _record, std::size_t* _moved_,
 void deliver(struct_epoll_overlapped_tcp* _record) {
     Packet* const pkt = _record->recv_token.get_header_packet();
     pkt->set_window(_record->receive_window);
-    if (send_sdk__(_record->recv_token, pkt) != 0) _record->recv_token.free();
+    if (send_sdk__.load()(_record->recv_token, pkt) != 0) _record->recv_token.free();
     _record->recv_token.reset();
     request_recv_header(_record);
 }
@@ -322,7 +322,7 @@ void post_connection_event(struct_epoll_overlapped_tcp* _record, void (Packet::*
     pkt->initialize_header(0, 0, EMsg::null, 0, _error);
     pkt->set_control_type();
     (pkt->*_set_marker)();
-    if (send_sdk__(token, pkt) != 0) token.free();
+    if (send_sdk__.load()(token, pkt) != 0) token.free();
 }
 
 Exchange send_opening(struct_epoll_overlapped_tcp* _record, Tcp_header* _header) {

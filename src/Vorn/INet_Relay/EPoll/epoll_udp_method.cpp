@@ -115,7 +115,7 @@ Datagram recv_datagram(struct_epoll_overlapped_ex* _record) {
     pkt->set_mct_if(c_loopback_ip);
     pkt->set_window(Receive_windows::c_datagrams);
     count_traffic(By_kind::received, By_kind::received_bytes, pkt->get_msg_type(), pkt->get_packet_size());
-    if (send_sdk__(token, pkt) != 0) token.free();
+    if (send_sdk__.load()(token, pkt) != 0) token.free();
     token.reset();
     return Datagram::taken;
 }
